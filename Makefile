@@ -1,0 +1,33 @@
+# Set-up, build, demo and tests. Every target installs what it needs first.
+BUILD      ?= build
+ASAN_BUILD ?= build-asan
+JOBS       ?= $(shell nproc)
+DEMO_DIR   ?= demo-run
+
+.PHONY: setup build demo test test-asan bench clean
+
+setup:
+	@sh scripts/setup.sh
+
+build: setup
+	@cmake -S . -B $(BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
+	@cmake --build $(BUILD) -j $(JOBS)
+
+# Runs the quick-start example in a scratch folder; its results land in $(DEMO_DIR)/r_quickstart/.
+demo: build
+	@mkdir -p $(DEMO_DIR)
+	@cp examples/quickstart.prm $(DEMO_DIR)/
+	@cd $(DEMO_DIR) && ../$(BUILD)/Davok quickstart.prm -o </dev/null
+
+test: build
+	@cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
+
+# Unit and end-to-end tests again, built with AddressSanitizer and UndefinedBehaviorSanitizer.
+test-asan: setup
+	@cmake -S . -B $(ASAN_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DDAVOK_SANITIZE=ON >/dev/null
+	@cmake --build $(ASAN_BUILD) -j $(JOBS)
+	@cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+		ctest --output-on-failure -j $(JOBS) -LE slow
+
+clean:
+	rm -rf $(BUILD) $(ASAN_BUILD) $(DEMO_DIR)

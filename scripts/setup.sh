@@ -1,0 +1,28 @@
+#!/bin/sh
+# Installs the Debian packages the build needs. Idempotent: the package index is
+# refreshed and apt-get is called only when a package is actually missing.
+set -eu
+
+packages="g++ cmake ninja-build make libgtest-dev libboost-thread-dev libboost-date-time-dev libboost-system-dev"
+
+missing=""
+for p in $packages; do
+    if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed"; then
+        missing="$missing $p"
+    fi
+done
+
+if [ -z "$missing" ]; then
+    exit 0
+fi
+
+echo "Installing:$missing"
+if [ "$(id -u)" -ne 0 ]; then
+    SUDO=sudo
+else
+    SUDO=
+fi
+export DEBIAN_FRONTEND=noninteractive
+$SUDO apt-get update -qq </dev/null
+# shellcheck disable=SC2086
+$SUDO apt-get install -y -qq --no-install-recommends $missing </dev/null

@@ -1,0 +1,111 @@
+#include "app/entry.h"
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "app/banner.h"
+#include "app/folder.h"
+#include "app/simclass.h"
+#include "param/lex.h"
+#include "support/boxes.h"
+#include "support/files.h"
+#include "support/messages.h"
+#include "support/numbers.h"
+#include "support/timing.h"
+
+namespace {
+
+void GetProgName(char** argv)
+{
+    std::string name = BaseName(argv[0]);
+    snprintf(progname, sizeof progname, "%s", name.c_str());
+}
+
+struct CommandLine {
+    std::string paramFile;   // the parameter file, or empty
+    bool overwrite = false;  // -o / -O: empty an existing output folder without asking
+};
+
+CommandLine ParseCommandLine(int argc, char** argv)
+{
+    if (argc >= 4) Abort("Error - Too many arguments.\n");
+    CommandLine cl;
+    for (int i = 1; i < argc; ++i) {
+        const char* arg = argv[i];
+        if (arg[0] == '-') {
+            if (strcmp(arg, "-o") != 0 && strcmp(arg, "-O") != 0)
+                Abort("Error - Unknown option: %s\n", arg);
+            cl.overwrite = true;
+        } else {
+            cl.paramFile = arg;
+        }
+    }
+    if (argc == 3 && !cl.overwrite)
+        Abort("Error - At least one of the argument in the command line is unknown.\n");
+    return cl;
+}
+
+// Asks for the parameter file on standard input. The end of input ends the process normally.
+std::string PromptForParamFile()
+{
+    printf("Enter parameter file:");
+    fflush(stdout);
+    char word[501];
+    if (scanf("%500s", word) != 1) {
+        Info("\n");
+        exit(0);
+    }
+    return word;
+}
+
+}  // namespace
+
+int DavokMain(int argc, char** argv)
+{
+    NoWarn = 0;
+    GetProgName(argv);
+    CommandLine cl = ParseCommandLine(argc, argv);
+
+    char* Logo = Mystrdup(MakeLogo().c_str());
+    PrintMultiLineInBox1(0, Logo, stdout);
+    bool noFileArgument = argc == 1 || (argc == 2 && cl.overwrite);
+    if (noFileArgument) cl.paramFile = PromptForParamFile();
+    if (cl.paramFile.empty()) Abort("Error - No input file is specified.\n");
+
+    fclose(Myfopen(cl.paramFile.c_str(), "r"));
+
+    SimClass sim;
+    CLex lex;
+    lex.fileName = cl.paramFile;
+    lex.RunLex();
+    sim.RetrieveParam(&lex);
+
+    if (sim.outputFolder.empty()) sim.outputFolder = GetOutPutFolderName(cl.paramFile);
+    if (!MyMkTree(sim.outputFolder, cl.overwrite ? 0 : 1)) exit(1);
+
+    CMyTime overall;
+    rptfp = Myfopen((sim.outputFolder + "report.txt").c_str(), "w");
+    PrintCurrDateTime(rptfp);
+    PrintMultiLineInBox1(0, Logo, rptfp);
+    if (sim.hasTitle) {
+        PrintMax40CharInBox(0, rptfp, sim.title.c_str());
+        PrintMax40CharInBox(0, stdout, sim.title.c_str());
+    }
+    Info("Parameter file                   : %s\n", cl.paramFile.c_str());
+    Info("Output folder                    : %s\n", sim.outputFolder.c_str());
+
+    sim.BackupParamFile(cl.paramFile);
+    sim.CheckParam();
+    sim.Run();
+
+    overall.PrintTime(rptfp, stdout, "Overall time : ");
+    if (NoWarn == 0)
+        Info("Completed normally.\n");
+    else
+        Info("Completed (%d warnings!).\n", NoWarn);
+    fclose(rptfp);
+    rptfp = nullptr;
+    delete[] Logo;
+    return 0;
+}

@@ -1,0 +1,14 @@
+// Small text helpers shared by the parameter reader and the boxes.
+#pragma once
+
+#include <string>
+
+// Tabs, line feeds and carriage returns become blanks; leading and trailing blanks go;
+// every run of blanks becomes one blank.
+void MakeCleanString(std::string& s);
+// Removes leading and trailing blanks, tabs, carriage returns and line feeds; returns the new length.
+size_t TrimLeftRight(std::string& s);
+// ASCII lower-casing in place.
+void MyStrLwr(std::string& s);
+// Length not counting blanks, tabs and line feeds.
+size_t MyStrLenWWS(const char* s);

@@ -1,0 +1,16 @@
+#include "cli/cli_util.h"
+
+RunResult RunDavok(const TempDir& dir, const std::string& args, const std::string& input)
+{
+    return RunIn(dir.path(), std::string(DAVOK_BIN) + " " + args, input);
+}
+
+std::string TestParam(const std::string& name)
+{
+    return ReadFile(std::string(DAVOK_TEST_DATA) + "/cli/data/" + name);
+}
+
+void CopyTestParam(const TempDir& dir, const std::string& name, const std::string& as)
+{
+    WriteFile(dir / (as.empty() ? name : as), TestParam(name));
+}

@@ -1,0 +1,13 @@
+// Running the Davok binary in a temporary folder for end-to-end tests.
+#pragma once
+
+#include <string>
+
+#include "support/test_util.h"
+
+// Runs Davok with `args` in `dir`, with `input` on standard input.
+RunResult RunDavok(const TempDir& dir, const std::string& args, const std::string& input = "");
+// Copies a parameter file of tests/cli/data into dir under the same or a new name.
+void CopyTestParam(const TempDir& dir, const std::string& name, const std::string& as = "");
+// The text of a parameter file of tests/cli/data.
+std::string TestParam(const std::string& name);

@@ -1,0 +1,92 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "support/messages.h"
+#include "support/test_util.h"
+
+TEST(Messages, InfoGoesToStdoutAndTheReportOnceItIsOpen)
+{
+    testing::internal::CaptureStdout();
+    Info("Info - before %d\n", 1);
+    FILE* report = tmpfile();
+    rptfp = report;
+    Info("Info - after %d\n", 2);
+    InfoRpt("report only\n");
+    rptfp = nullptr;
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Info - before 1\nInfo - after 2\n");
+    rewind(report);
+    char text[200] = "";
+    size_t n = fread(text, 1, sizeof text - 1, report);
+    text[n] = '\0';
+    EXPECT_STREQ(text, "Info - after 2\nreport only\n");
+    fclose(report);
+}
+
+TEST(Messages, WarnGoesToStderr)
+{
+    testing::internal::CaptureStderr();
+    Warn("Warning - %s\n", "careful");
+    Warn_Plain("%s", "piece");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Warning - careful\npiece");
+}
+
+TEST(Messages, CollectedWarningsArePrefixedAndDumpedOnce)
+{
+    CPrintWarn pw;
+    pw.Warn("Warning - first %d\n", 1);
+    pw.Warn("Warning - second\n");
+    std::string prefix = std::string(progname) + ": ";
+    testing::internal::CaptureStderr();
+    std::string report = CaptureFile([&](FILE* fp) { pw.DumpWarn(fp); });
+    std::string expected = prefix + "Warning - first 1\n" + prefix + "Warning - second\n";
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), expected);
+    EXPECT_EQ(report, expected);
+    EXPECT_EQ(pw.Length(), 0);
+    testing::internal::CaptureStderr();
+    pw.DumpWarn(nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST(Messages, AbortPrintsCollectedWarningsFirstAndExitsWithOne)
+{
+    EXPECT_EXIT(
+        {
+            PW.Warn("Warning - collected\n");
+            Abort("Error - %s\n", "stop");
+        },
+        testing::ExitedWithCode(1), "Warning - collected\nError - stop\nAborted.\n");
+}
+
+TEST(Messages, AbortWritesTheMessageIntoAnOpenReport)
+{
+    TempDir dir;
+    std::string path = dir / "report.txt";
+    EXPECT_EXIT(
+        {
+            rptfp = fopen(path.c_str(), "w");
+            fputs("before\n", rptfp);
+            Abort("Error - in report\n");
+        },
+        testing::ExitedWithCode(1), "Error - in report");
+    EXPECT_EQ(ReadFile(path), "before\nError - in report\nAborted.\n");
+}
+
+TEST(Messages, TooManyCollectedWarningsEndTheRun)
+{
+    EXPECT_EXIT(
+        {
+            CPrintWarn pw;
+            std::string line(999, 'w');
+            for (int i = 0; i < 200; ++i) pw.Warn("%s\n", line.c_str());
+        },
+        testing::ExitedWithCode(1), "Error - Too many warning messages!Aborted.\n");
+}
+
+TEST(Messages, OneMessageLargerThanTheRoomIsCutNotOverrun)
+{
+    CPrintWarn pw;
+    std::string huge(CPrintWarn::kCapacity * 2, 'x');
+    EXPECT_EXIT(pw.Warn("%s", huge.c_str()), testing::ExitedWithCode(1), "Too many warning messages");
+}

@@ -1,0 +1,84 @@
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstring>
+#include <string>
+
+#include "support/numbers.h"
+
+TEST(FormatNum, GroupsDigitsByThousands)
+{
+    EXPECT_STREQ(FormatNum(0), "0");
+    EXPECT_STREQ(FormatNum(999), "999");
+    EXPECT_STREQ(FormatNum(1000), "1,000");
+    EXPECT_STREQ(FormatNum(123456), "123,456");
+    EXPECT_STREQ(FormatNum(1234567), "1,234,567");
+    EXPECT_STREQ(FormatNum(ULLONG_MAX), "18,446,744,073,709,551,615");
+}
+
+TEST(FormatNum, FifteenResultsStayValidAndTheSixteenthReusesTheFirstBuffer)
+{
+    const char* results[16];
+    for (int i = 0; i < 16; ++i) results[i] = FormatNum(1000 + i);
+    for (int i = 1; i < 15; ++i) EXPECT_EQ(std::string(results[i]), "1," + std::to_string(1000 + i).substr(1)) << i;
+    EXPECT_EQ(results[15], results[0]);
+    EXPECT_STREQ(results[0], "1,015");
+}
+
+TEST(Rounding, MyRoundIsHalfUpForPositiveAndTruncatesNegative)
+{
+    EXPECT_EQ(MyRound(2.5), 3);
+    EXPECT_EQ(MyRound(2.49), 2);
+    EXPECT_EQ(MyRound(1.5), 2);
+    EXPECT_EQ(MyRound(-2.7), -2);
+    EXPECT_EQ(MyRound(-2.5), -2);
+    EXPECT_EQ(MyRound(0.0), 0);
+}
+
+TEST(Rounding, RoundDoubleRoundsHalvesAwayFromZero)
+{
+    EXPECT_DOUBLE_EQ(RoundDouble(1.2345, 2), 1.23);
+    EXPECT_DOUBLE_EQ(RoundDouble(-1.235, 2), -1.24);
+    EXPECT_DOUBLE_EQ(RoundDouble(12.345678, 5), 12.34568);
+    EXPECT_DOUBLE_EQ(RoundDouble(0.0, 5), 0.0);
+}
+
+TEST(MyDVD, DividesExceptByAlmostZero)
+{
+    EXPECT_EQ(MyDVD(1, 1e-13), 0);
+    EXPECT_EQ(MyDVD(1, -1e-13), 0);
+    EXPECT_DOUBLE_EQ(MyDVD(1, 4), 0.25);
+    EXPECT_DOUBLE_EQ(MyDVD(3, 1e-12), 3e12);
+}
+
+TEST(SetNoThread, LeavesAFifthOfTheCoresFreeUpToTheMaximum)
+{
+    EXPECT_EQ(ThreadsForConcurrency(0, 100), 1);
+    EXPECT_EQ(ThreadsForConcurrency(1, 100), 1);
+    EXPECT_EQ(ThreadsForConcurrency(2, 100), 1);
+    EXPECT_EQ(ThreadsForConcurrency(4, 100), 3);
+    EXPECT_EQ(ThreadsForConcurrency(8, 100), 7);
+    EXPECT_EQ(ThreadsForConcurrency(10, 100), 8);
+    EXPECT_EQ(ThreadsForConcurrency(16, 100), 13);
+    EXPECT_EQ(ThreadsForConcurrency(1000, 100), 100);
+}
+
+TEST(SetNoThread, KeepsAValueAlreadySetEvenAboveTheMaximum)
+{
+    int n = 200;
+    SetNoThread(n, 100);
+    EXPECT_EQ(n, 200);
+    int unset = 0;
+    SetNoThread(unset, 100);
+    EXPECT_GE(unset, 1);
+    EXPECT_LE(unset, 100);
+}
+
+TEST(Mystrdup, CopiesIntoANewArray)
+{
+    const char* text = "Version 1.10";
+    char* copy = Mystrdup(text);
+    EXPECT_STREQ(copy, text);
+    EXPECT_NE(copy, text);
+    delete[] copy;
+}
