@@ -76,7 +76,8 @@ int DavokMain(int argc, char** argv)
     fclose(Myfopen(cl.paramFile.c_str(), "r"));
 
     SimClass sim;
-    CLex lex;
+    CErrMsg messages;
+    CLex lex(&messages);
     lex.fileName = cl.paramFile;
     lex.RunLex();
     sim.RetrieveParam(&lex);

@@ -3,8 +3,6 @@
 #include "app/folder.h"
 #include "support/files.h"
 
-void SimClass::RetrieveParam(CLex*) {}
-void SimClass::CheckParam() {}
 void SimClass::Run() {}
 
 void SimClass::BackupParamFile(const std::string& paramFile)

@@ -1,0 +1,293 @@
+// Cross-checks of statements that only make sense together. Every failed check is reported
+// before the run stops, so one run lists all of them.
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "app/simclass.h"
+#include "param/errmsg.h"
+#include "support/messages.h"
+#include "support/numbers.h"
+
+namespace {
+
+bool SharedFrequencies(EFreqMethod m) { return m == EFreqMethod::Eql || m == EFreqMethod::All; }
+
+// The sorted starting frequencies of a locus whose frequencies are shared by its class.
+std::vector<double> SortedFrequencies(const SLocus* locus, EFreqMethod method)
+{
+    std::vector<double> f = (method == EFreqMethod::Eql)
+                                ? std::vector<double>(locus->nAllele0, 1.0 / locus->nAllele0)
+                                : locus->freq;
+    std::sort(f.begin(), f.end());
+    return f;
+}
+
+void Warning(const char* text)
+{
+    Warn("%s", text);
+    NoWarn++;
+}
+
+}  // namespace
+
+void SimClass::CheckParam()
+{
+    CErrMsg messages;
+    bool error = false;
+    auto fail = [&](short errNo) {
+        Warn("%s\n", messages.GetErrMsg(errNo));
+        error = true;
+    };
+
+    // QTL variance needs QTL.
+    if (nQTLTot == 0 && varQTL > 1e-5) fail(48);
+
+    if (skip_inbreeding && varPoly > 0)
+        Warning("Warning - Inbreeding is ignored in simulating polygenic effect.\n"
+                "To account for inbreeding, remove 'skip_inbreeding' command.\n");
+
+    // QTL effect distributions: one method for all chromosomes, one gamma shape.
+    int nRndg = 0, nRndn = 0, nRnd = 0;
+    for (const SChrom& ch : chrom) {
+        nRndg += ch.qaeMethod == EEffectMethod::Rndg;
+        nRndn += ch.qaeMethod == EEffectMethod::Rndn;
+        nRnd += ch.qaeMethod == EEffectMethod::Rnd;
+    }
+    auto partial = [&](int n) { return n > 0 && n < nChr; };
+    if (partial(nRndg) || partial(nRndn) || partial(nRnd)) fail(13);
+    if (nChr > 0 && nRndg == nChr)
+        for (int c = 0; c + 1 < nChr; ++c)
+            if (chrom[c].gammaShape != chrom[c + 1].gammaShape) {
+                fail(43);
+                break;
+            }
+
+    CheckLDAndMapScales();
+    CheckCompleteLD(error);
+    CheckHistoricalSizes(error);
+    for (CPopulation& p : pops) CheckPopulation(p, error);
+    CheckJointPopulations(error);
+    CheckGenotypeFormats(error);
+
+    if (error) Abort("Error(s) detected in the control file!\n");
+}
+
+// LD statistics need one map for both sexes.
+void SimClass::CheckLDAndMapScales()
+{
+    bool anyLD = std::any_of(pops.begin(), pops.end(), [](const CPopulation& p) { return p.out.ldOut; });
+    if (!anyLD) return;
+    for (const SChrom& ch : chrom)
+        if (ch.maleScale != ch.femaleScale) {
+            for (CPopulation& p : pops) p.out.ldOut = false;
+            Warning("Warning - Difference between male and female chromosome lengths is detected. "
+                    "LD calculation is skipped.\n");
+            return;
+        }
+}
+
+void SimClass::CheckCompleteLD(bool& error)
+{
+    for (const SChrom& ch : chrom) {
+        if ((ch.cld & kCldMarkers) &&
+            !(ch.mrk.nAlleleMethod == ENumAlleleMethod::All && SharedFrequencies(ch.mrk.freqMethod))) {
+            Warn("Error - chromosome %d: 'cld' for markers can be specified only if number of marker alleles "
+                 "('nma') is the same for all loci ('nma' must be set to 'all n') and marker allele frequencies "
+                 "should be the same for all loci ('maf' must be set to 'eql' or 'all ...')\n", ch.number);
+            error = true;
+        }
+        if ((ch.cld & kCldQTL) &&
+            !(ch.qtl.nAlleleMethod == ENumAlleleMethod::All && SharedFrequencies(ch.qtl.freqMethod))) {
+            Warn("Error - chromosome %d: 'cld' for QTL can be specified only if number of QTL alleles ('nqa') "
+                 "is the same for all loci ('nqa' must be set to 'all n') and QTL allele frequencies should be "
+                 "the same for all loci ('qaf' must be set to 'eql' or 'all ...')\n", ch.number);
+            error = true;
+        }
+        if (!(ch.cld & kCldQTLFollowMarkers) || !SharedFrequencies(ch.mrk.freqMethod) ||
+            !SharedFrequencies(ch.qtl.freqMethod))
+            continue;
+        const SLocus* marker = nullptr;
+        const SLocus* qtl = nullptr;
+        for (int i = 0; i < ch.NLoci(); ++i) {
+            const SLocus* l = ch.loci[i];
+            if (l->isQTL && !qtl) qtl = l;
+            if (!l->isQTL && !marker) marker = l;
+        }
+        if (!marker || !qtl) continue;
+        if (marker->nAllele0 != qtl->nAllele0) {
+            Warn("Error - chromosome %d: To create complete LD between markers and QTL using 'cld', both marker "
+                 "and QTL loci should have the same number of alleles\n", ch.number);
+            error = true;
+            continue;
+        }
+        std::vector<double> fm = SortedFrequencies(marker, ch.mrk.freqMethod);
+        std::vector<double> fq = SortedFrequencies(qtl, ch.qtl.freqMethod);
+        for (size_t a = 0; a < fm.size(); ++a)
+            if (std::fabs(fm[a] - fq[a]) > 1e-12) {
+                Warn("Error - chromosome %d: To create complete LD between markers and QTL using 'cld', both "
+                     "marker and QTL should have the same allele frequencies ('maf' and 'qaf' must be set to "
+                     "'eql' or 'all ...')\n", ch.number);
+                error = true;
+                break;
+            }
+    }
+}
+
+void SimClass::CheckHistoricalSizes(bool& error)
+{
+    if (hp.nmfhg > hp.FirstSize()) {
+        Warn("Error - Value for 'nmfhg' (Number of males) cannot be larger than size of the first historical "
+             "generation\n");
+        error = true;
+    }
+    if (hp.nmlhg > hp.LastSize()) {
+        Warn("Error - Value for 'nmlhg' (Number of males) cannot be larger than size of the last historical "
+             "generation\n");
+        error = true;
+    }
+    for (int i = 1; i < hp.nSizeEntries; ++i)
+        if (hp.gens[i] <= hp.gens[i - 1]) {
+            Warn("Error - Historical generation numbers are not in ascending order\n");
+            error = true;
+            break;
+        }
+}
+
+void SimClass::CheckPopulation(CPopulation& p, bool& error)
+{
+    const char* name = p.name.c_str();
+    for (int g = 1; g <= p.ng; ++g) {
+        int s = p.genInfo[g].nSires, d = p.genInfo[g].nDams;
+        // Without sires or dams no progeny can be made, and the ratio below is undefined.
+        if (s < 1 || d < 1) {
+            Warn("Error - Pop \"%s\" G%d: At least one sire and one dam are needed (sires: %d, dams: %d)\n",
+                 name, g, s, d);
+            error = true;
+            continue;
+        }
+        if (p.md == kMdRndUg) continue;
+        if (d % s != 0) {
+            Warn("Warning - Pop \"%s\" G%d: Sires do not have equal number of mates\n", name, g);
+            NoWarn++;
+        }
+        if (s > d) {
+            Warn("Error - Pop \"%s\" G%d: Number of sires is larger than number of dams\n", name, g);
+            error = true;
+        }
+    }
+    if (p.pmpMode == kPmpFixLitter) {
+        if (p.md == kMdRndUg) {
+            Warn("Error - Pop \"%s\": Inappropriate sex ratio option. 'fix_litter' cannot be used when mating "
+                 "design is based on random union of gametes ('rnd_ug')\n", name);
+            error = true;
+        }
+        Info("Info - Proportion of male progeny has been fixed within litters\n");
+        for (int s : p.ls) {
+            int m = MyRound(p.pmp * s);
+            Info("Litter size %2d: %5d male(s) %5d female(s)\n", s, m, s - m);
+        }
+        Info("\n");
+    }
+
+    bool usesEbv = p.cd == kEbv || p.sd == kEbv ||
+                   ((p.md == kMdPAssort || p.md == kMdNAssort) && p.assortBy == kEbv);
+    if (usesEbv && p.ebvMethod == kEbvNone) {
+        Warn("Error - Pop \"%s\": EBV estimation method is not specified\n", name);
+        error = true;
+    }
+    if (!malesHaveRecords) {
+        if (p.sd == kPhen) {
+            Warn("Warning - Pop \"%s\": Males do not have phenotypic record therefore selection design for males "
+                 "is set to random.\n", name);
+            NoWarn++;
+        }
+        if (p.cd == kPhen) {
+            Warn("Warning - Pop \"%s\": Males do not have phenotypic record therefore culling design for males is "
+                 "set to random.\n", name);
+            NoWarn++;
+        }
+        for (int i = 0; i < p.nFounderLine; ++i) {
+            const SFounderLine& l = p.founderLine[i];
+            if (!l.male || l.select != kPhen) continue;
+            if (l.srcPop)
+                Warn("Warning - Pop \"%s\": Males do not have phenotypic record therefore male founders are "
+                     "selected randomly from generation %d of population \"%s\".\n", name, l.gen,
+                     l.srcPop->name.c_str());
+            else
+                Warn("Warning - Pop \"%s\": Males do not have phenotypic record therefore male founders are "
+                     "selected randomly from the historical population.\n", name);
+            NoWarn++;
+        }
+    }
+    if (skip_inbreeding) {
+        if (p.ebvMethod == kEbvBlup) {
+            Warn("Warning - Pop \"%s\": Inbreeding is ignored in BLUP estimation of breeding values.\n"
+                 "To account for inbreeding, remove 'skip_inbreeding' command.\n", name);
+            NoWarn++;
+        }
+        if (p.md == kMdMinf || p.md == kMdMaxf) {
+            Warn("Warning - Pop \"%s\": Inbreeding is ignored in optimization of matings.\n"
+                 "To account for inbreeding, remove 'skip_inbreeding' command.\n", name);
+            NoWarn++;
+        }
+    }
+}
+
+void SimClass::CheckJointPopulations(bool& error)
+{
+    if (!joint_pop || pops.empty()) return;
+    const CPopulation& a = pops[0];
+    for (const CPopulation& b : pops)
+        if (b.ebvMethod != a.ebvMethod || b.accur != a.accur || b.accur_male != a.accur_male ||
+            b.accur_female != a.accur_female || b.mnp_male != a.mnp_male || b.mnp_female != a.mnp_female ||
+            b.true_av != a.true_av) {
+            Warn("Error - For joint analysis of populations, EBV estimation method should be the same for all "
+                 "populations\n");
+            error = true;
+            return;
+        }
+}
+
+// Largest number of alleles of a class: over the loci and over the numbers listed in nma/nqa.
+int SimClass::MaxAlleles(bool qtl) const
+{
+    int most = 0;
+    for (const SLocus& l : locusStore)
+        if (static_cast<bool>(l.isQTL) == qtl) most = std::max(most, static_cast<int>(l.nAllele0));
+    for (const SChrom& ch : chrom) {
+        const SLocusClassSettings& s = ch.Settings(qtl);
+        for (int i = 0; i < s.nAlleleCount; ++i) most = std::max(most, s.nAlleleList[i]);
+    }
+    return most;
+}
+
+void SimClass::CheckGenotypeFormats(bool& error)
+{
+    if (pops.empty()) return;
+    int am = MaxAlleles(false), aq = MaxAlleles(true);
+    for (const CPopulation& p : pops) {
+        const char* name = p.name.c_str();
+        if (p.out.genoOpt & kGenoSnpCode) {
+            if (am >= 3) {
+                Warn("Error - Pop \"%s\": '/snp_code' can be specified only when markers are bi-allelic..\n", name);
+                error = true;
+            } else if (mmutr > 0 && !mmutrRecurrent) {
+                Warn("Error - Pop \"%s\": '/snp_code' can only be specified when markers are bi-allelic. Make sure "
+                     "mutations for markers are recurrent.\n", name);
+                error = true;
+            }
+        }
+        if (p.out.genoOpt & kGenoSeq) {
+            if (am >= 3 || aq >= 3) {
+                Warn("Error - Pop \"%s\": '/seq' can be specified only when markers and QTLs are bi-allelic..\n",
+                     name);
+                error = true;
+            } else if ((mmutr > 0 && !mmutrRecurrent) || (qmutr > 0 && !qmutrRecurrent)) {
+                Warn("Error - Pop \"%s\": '/seq' can only be specified when markers and QTLs are bi-allelic. Make "
+                     "sure mutations for both markers and QTLs are recurrent.\n", name);
+                error = true;
+            }
+        }
+    }
+}

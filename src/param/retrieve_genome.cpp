@@ -1,0 +1,346 @@
+// The genome block: genome-wide statements and the chromosome blocks with their positions,
+// numbers of alleles, allele frequencies, QTL effects and complete-LD settings.
+#include <algorithm>
+#include <cmath>
+
+#include "app/simclass.h"
+#include "param/lex.h"
+#include "param/retrieve_util.h"
+#include "support/messages.h"
+#include "support/numbers.h"
+
+namespace {
+
+constexpr int kMaxAlleles = 65535;
+// Frequencies of one locus may miss 1 by this much (three-decimal thirds, say).
+constexpr double kFreqSumTolerance = 1e-3;
+
+// Calls visit(t) for every token of the run of consecutive tokens with t's action; leaves t
+// at the last of them.
+template <typename Visit>
+void ForRun(SCom*& t, Visit visit)
+{
+    uint16_t action = t->action;
+    for (;; t = t->next) {
+        visit(t);
+        if (!t->next || t->next->action != action) return;
+    }
+}
+
+// Walks the chromosome blocks from the first begin_chr. A block with count N is read N times,
+// once for each of its chromosomes; visit(t, c) sees every other token with the chromosome
+// index c and may advance t. Returns the number of chromosomes read.
+template <typename Visit>
+int WalkChromosomeBlocks(SCom* first, int nChr, Visit visit)
+{
+    int c = 0, copiesLeft = 0;
+    SCom* countToken = nullptr;
+    for (SCom* t = first; t && c < nChr; t = t->next) {
+        switch (t->action) {
+        case 117: copiesLeft = 1; countToken = t; break;
+        case 115: copiesLeft = IntValue(t); countToken = t; break;
+        case 116:
+            c++;
+            if (--copiesLeft > 0 && c < nChr) t = countToken;  // read the block again
+            break;
+        default: visit(t, c); break;
+        }
+    }
+    return c;
+}
+
+EPosMethod PosMethodOf(const std::string& w)
+{
+    if (w == "rnd") return EPosMethod::Rnd;
+    if (w == "rnd1") return EPosMethod::Rnd1;
+    if (w == "pd") return EPosMethod::Pd;
+    return EPosMethod::Even;
+}
+
+ENumAlleleMethod NumAlleleMethodOf(const std::string& w)
+{
+    if (w == "unique") return ENumAlleleMethod::Unique;
+    if (w == "rnd") return ENumAlleleMethod::Rnd;
+    if (w == "rnd1") return ENumAlleleMethod::Rnd1;
+    if (w == "pd") return ENumAlleleMethod::Pd;
+    return ENumAlleleMethod::All;
+}
+
+EFreqMethod FreqMethodOf(const std::string& w)
+{
+    if (w == "rnd") return EFreqMethod::Rnd;
+    if (w == "rnd1") return EFreqMethod::Rnd1;
+    if (w == "pd") return EFreqMethod::Pd;
+    if (w == "all") return EFreqMethod::All;
+    return EFreqMethod::Eql;
+}
+
+EEffectMethod EffectMethodOf(const std::string& w)
+{
+    if (w == "pd") return EEffectMethod::Pd;
+    if (w == "rndg") return EEffectMethod::Rndg;
+    if (w == "rndn") return EEffectMethod::Rndn;
+    return EEffectMethod::Rnd;
+}
+
+// Frequency methods that cannot go with a way of setting the numbers of alleles.
+bool Incompatible(EFreqMethod f, ENumAlleleMethod n, bool qtl)
+{
+    using N = ENumAlleleMethod;
+    if (f == EFreqMethod::Pd) return n == N::Unique || n == N::Rnd || n == N::Rnd1;
+    if (f == EFreqMethod::Rnd) return !qtl && n == N::Unique;
+    if (f == EFreqMethod::Rnd1) return n == N::Rnd;
+    return false;
+}
+
+}  // namespace
+
+void SimClass::RetrieveGenomeWide(SCom* t)
+{
+    double v = NumValue(t);
+    switch (t->action) {
+    case 148: select_seg_loci = true; break;
+    case 149: segMaft = v; break;
+    case 150: segNMrk = IntValue(t); break;
+    case 151: segNQTL = IntValue(t); break;
+    case 68: rmmg.rate = v; break;
+    case 79: rmqg.rate = v; break;
+    case 135: rmge.rate = v; break;
+    case 136: rqge.rate = v; break;
+    case 158: rmmg.shape = v; break;
+    case 159: rmqg.shape = v; break;
+    case 160: rmge.shape = v; break;
+    case 161: rqge.shape = v; break;
+    case 69: mmutr = v; break;
+    case 89: qmutr = v; break;
+    case 121: mmutrRecurrent = true; break;
+    case 119: qmutrRecurrent = true; break;
+    case 63: mean_crossover = v; break;
+    case 77: interference = v; break;
+    case 97: interferenceComplete = true; break;
+    case 94: r_mpos_g = true; break;
+    case 129: r1_mpos_g = true; break;
+    case 95: r_qpos_g = true; break;
+    case 130: r1_qpos_g = true; break;
+    }
+}
+
+void SimClass::RetrieveChr(SCom* firstChrToken)
+{
+    chrom.assign(static_cast<size_t>(nChr), SChrom());
+    int read = WalkChromosomeBlocks(firstChrToken, nChr, [&](SCom* t, int c) {
+        SChrom& ch = chrom[c];
+        switch (t->action) {
+        case 25:
+            ch.number = static_cast<uint16_t>(c + 1);
+            ch.len = RoundDouble(NumValue(t), 5);
+            ch.mrk.start = ch.qtl.start = 0.00001;
+            ch.mrk.end = ch.qtl.end = ch.len;
+            genomeLength += ch.len;
+            break;
+        case 18: ch.nMrk = ch.mrk.saved = IntValue(t); nMrkTot += ch.nMrk; break;
+        case 26: ch.nQTL = ch.qtl.saved = IntValue(t); nQTLTot += ch.nQTL; break;
+        case 131: ch.maleScale = NumValue(t); break;
+        case 132: ch.femaleScale = NumValue(t); break;
+        case 153: ch.isX = 1; break;
+        }
+    });
+    if (read < nChr) PrnErr(9, true);
+    nLociTot = nMrkTot + nQTLTot;
+    AllocLoci();
+
+    WalkChromosomeBlocks(firstChrToken, nChr, [&](SCom*& t, int c) { RetrieveChrPositions(t, c); });
+    for (short c = 0; c < nChr; ++c) SortLPos_CheckLPos(c);
+    WalkChromosomeBlocks(firstChrToken, nChr, [&](SCom*& t, int c) { RetrieveChrAlleleNumbers(t, c); });
+    WalkChromosomeBlocks(firstChrToken, nChr, [&](SCom*& t, int c) { RetrieveChrFrequencies(t, c); });
+    WalkChromosomeBlocks(firstChrToken, nChr, [&](SCom*& t, int c) { RetrieveChrEffects(t, c); });
+}
+
+// Lays out the locus records chromosome by chromosome, markers first, then QTL.
+void SimClass::AllocLoci()
+{
+    locusStore.assign(static_cast<size_t>(nLociTot), SLocus());
+    locusPtr.assign(static_cast<size_t>(nLociTot), nullptr);
+    int offset = 0;
+    for (SChrom& ch : chrom) {
+        ch.loci = ch.fullLoci = locusPtr.data() + offset;
+        for (int i = 0; i < ch.NLoci(); ++i) {
+            SLocus* locus = &locusStore[offset + i];
+            locus->isQTL = i >= ch.nMrk ? 1 : 0;
+            ch.loci[i] = locus;
+        }
+        offset += ch.NLoci();
+    }
+}
+
+void SimClass::RetrieveChrPositions(SCom*& t, int c)
+{
+    SChrom& ch = chrom[c];
+    const bool qtl = t->action >= 32 && t->action <= 36;
+    SLocusClassSettings& s = ch.Settings(qtl);
+    const int n = qtl ? ch.nQTL : ch.nMrk;
+    SLocus** loci = ch.loci + (qtl ? ch.nMrk : 0);
+    switch (qtl ? t->action - 5 : t->action) {
+    case 27: s.posMethod = PosMethodOf(t->text); break;
+    case 28:
+        s.start = NumValue(t);
+        if (s.start < 1e-10) lex->PrintError(t, true, true, 38, "\n");
+        break;
+    case 29:
+        s.end = NumValue(t);
+        if (s.end > ch.len) lex->PrintError(t, true, true, 38, "\n");
+        break;
+    case 31: {
+        int count = 0;
+        double previous = 0;
+        ForRun(t, [&](SCom* v) {
+            double pos = RoundDouble(NumValue(v), 5);
+            if (count >= n) lex->PrintError(v, true, true, 64, "\n");
+            if (count > 0 && pos <= previous) lex->PrintError(v, true, true, 63, "\n");
+            loci[count++]->pos = pos;
+            previous = pos;
+        });
+        if (count < n) lex->PrintError(t, true, true, 1, ": %d positions for %d loci\n", count, n);
+        break;
+    }
+    case 30:  // the statement's ";": start and end are known now
+        if (s.start > s.end) lex->PrintError(t, true, true, 38, "\n");
+        if (s.posMethod == EPosMethod::Even)
+            for (int i = 0; i < n; ++i)
+                loci[i]->pos = n == 1 ? s.start : RoundDouble(i * (s.end - s.start) / (n - 1) + s.start, 5);
+        break;
+    }
+}
+
+void SimClass::RetrieveChrAlleleNumbers(SCom*& t, int c)
+{
+    SChrom& ch = chrom[c];
+    const bool qtl = t->action == 40 || t->action == 41 || t->action == 42 || t->action == 53;
+    SLocusClassSettings& s = ch.Settings(qtl);
+    const int n = qtl ? ch.nQTL : ch.nMrk;
+    SLocus** loci = ch.loci + (qtl ? ch.nMrk : 0);
+    auto setAll = [&](int alleles) {
+        for (int i = 0; i < n; ++i) {
+            loci[i]->nAllele0 = static_cast<uint16_t>(alleles);
+            loci[i]->freq.assign(static_cast<size_t>(alleles), 0.0);
+        }
+    };
+    switch (t->action) {
+    case 37: case 40:
+        s.nAlleleMethod = NumAlleleMethodOf(t->text);
+        s.nAlleleCount = 0;
+        if (s.nAlleleMethod == ENumAlleleMethod::Unique) {
+            int alleles = 2 * hp.FirstSize();
+            if (alleles > kMaxAlleles) lex->PrintError(t, true, true, 52, " %d\n", kMaxAlleles);
+            setAll(alleles);
+        }
+        break;
+    case 38: case 41:
+        s.nAlleleList[0] = IntValue(t);
+        s.nAlleleCount = 1;
+        setAll(IntValue(t));
+        break;
+    case 52: case 53: {
+        SCom* first = t;
+        ForRun(t, [&](SCom* v) {
+            if (s.nAlleleCount >= kMaxAlleleNumberList)
+                lex->PrintError(v, true, true, 51, ": at most %d numbers\n", kMaxAlleleNumberList);
+            s.nAlleleList[s.nAlleleCount++] = IntValue(v);
+        });
+        std::sort(s.nAlleleList, s.nAlleleList + s.nAlleleCount);
+        if (std::adjacent_find(s.nAlleleList, s.nAlleleList + s.nAlleleCount) != s.nAlleleList + s.nAlleleCount)
+            lex->PrintError(first, true, true, 42, "\n");
+        break;
+    }
+    case 39: case 42: {
+        int count = 0;
+        ForRun(t, [&](SCom* v) {
+            if (count >= n) lex->PrintError(v, true, true, 1, ": more numbers than loci (%d)\n", n);
+            int alleles = IntValue(v);
+            if (s.nAlleleCount < kMaxAlleleNumberList) s.nAlleleList[s.nAlleleCount++] = alleles;
+            loci[count]->nAllele0 = static_cast<uint16_t>(alleles);
+            loci[count++]->freq.assign(static_cast<size_t>(alleles), 0.0);
+        });
+        if (count < n) lex->PrintError(t, true, true, 1, ": %d numbers for %d loci\n", count, n);
+        break;
+    }
+    }
+}
+
+void SimClass::RetrieveChrFrequencies(SCom*& t, int c)
+{
+    SChrom& ch = chrom[c];
+    const bool qtl = t->action == 45 || t->action == 46 || t->action == 49;
+    SLocusClassSettings& s = ch.Settings(qtl);
+    const int n = qtl ? ch.nQTL : ch.nMrk;
+    SLocus** loci = ch.loci + (qtl ? ch.nMrk : 0);
+    auto checkSum = [&](SCom* at, double sum) {
+        if (std::fabs(sum - 1) > kFreqSumTolerance)
+            lex->PrintError(at, true, true, 14, ": the frequencies of a locus sum to %g, not 1\n", sum);
+    };
+    switch (t->action) {
+    case 43: case 45:
+        s.freqMethod = FreqMethodOf(t->text);
+        if (Incompatible(s.freqMethod, s.nAlleleMethod, qtl)) lex->PrintError(t, true, true, 10, "\n");
+        if (s.freqMethod == EFreqMethod::All && s.nAlleleMethod != ENumAlleleMethod::All)
+            lex->PrintError(t, true, true, 67, "\n");
+        break;
+    case 44: case 46: {
+        int locus = 0, allele = 0;
+        double sum = 0;
+        ForRun(t, [&](SCom* v) {
+            if (locus >= n) lex->PrintError(v, true, true, 1, ": more frequencies than alleles of the loci\n");
+            loci[locus]->freq[allele] = NumValue(v);
+            sum += NumValue(v);
+            if (++allele == loci[locus]->nAllele0) {
+                checkSum(v, sum);
+                sum = 0;
+                allele = 0;
+                ++locus;
+            }
+        });
+        if (locus < n) lex->PrintError(t, true, true, 1, ": fewer frequencies than alleles of the loci\n");
+        break;
+    }
+    case 47: case 49: {
+        std::vector<double> list;
+        ForRun(t, [&](SCom* v) { list.push_back(NumValue(v)); });
+        double sum = 0;
+        for (double f : list) sum += f;
+        for (int i = 0; i < n; ++i) {
+            if (loci[i]->nAllele0 != list.size()) Abort("Error - Cannot cycle allele frequencies!\n");
+            loci[i]->freq = list;
+        }
+        if (n > 0) checkSum(t, sum);
+        break;
+    }
+    }
+}
+
+void SimClass::RetrieveChrEffects(SCom*& t, int c)
+{
+    SChrom& ch = chrom[c];
+    SLocus** qtls = ch.loci + ch.nMrk;
+    switch (t->action) {
+    case 50: ch.qaeMethod = EffectMethodOf(t->text); break;
+    case 51: ch.gammaShape = NumValue(t); break;
+    case 48: {
+        SCom* first = t;
+        int count = 0;
+        double sum = 0;
+        ForRun(t, [&](SCom* v) {
+            if (count >= ch.nQTL) lex->PrintError(v, true, true, 1, ": more proportions than QTL (%d)\n", ch.nQTL);
+            qtls[count++]->targetVar = NumValue(v) * varQTL;
+            sum += NumValue(v);
+        });
+        if (count < ch.nQTL) lex->PrintError(t, true, true, 1, ": %d proportions for %d QTL\n", count, ch.nQTL);
+        if (sum < 0.9999999999 || sum > 1.0000000001) lex->PrintError(first, true, true, 44, "\n");
+        break;
+    }
+    case 142:
+        if (t->text == "m") ch.cld |= kCldMarkers;
+        else if (t->text == "q") ch.cld |= kCldQTL;
+        else ch.cld |= kCldMarkers | kCldQTL | kCldQTLFollowMarkers;
+        break;
+    }
+}

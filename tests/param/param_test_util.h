@@ -1,0 +1,16 @@
+// Reading parameter texts in unit tests.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "app/simclass.h"
+
+// The small complete parameter file of the end-to-end tests.
+std::string MinimalParam();
+// MinimalParam with each (old, new) text replaced once; a missing old text fails the test.
+std::string MinimalParamWith(const std::vector<std::pair<std::string, std::string>>& edits);
+// Reads a parameter text completely (tokens, grammar check, retrieval).
+std::unique_ptr<SimClass> ReadParams(const std::string& text);

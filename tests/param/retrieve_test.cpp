@@ -1,0 +1,306 @@
+// Values the parameter reader stores for the trickier statement forms.
+#include <gtest/gtest.h>
+
+#include "param/param_test_util.h"
+
+namespace {
+
+const char* kOneHpGeneration = "hg_size = 20 [0];";
+
+std::string WithPopulation(const std::string& statements)
+{
+    return MinimalParamWith({{"   ls = 2;\n   ng = 1;\n", statements}});
+}
+
+}  // namespace
+
+TEST(GlobalStatements, VariancesFollowFromH2QtlH2AndPhvarInAnyOrder)
+{
+    auto sim = ReadParams(MinimalParamWith({{"h2 = 0.3;\nqtlh2 = 0.1;\nphvar = 1.0;", "phvar = 2;\nqtlh2 = 0.3;\nh2 = 0.3;"}}));
+    EXPECT_DOUBLE_EQ(sim->varPoly, 0.0);
+    EXPECT_DOUBLE_EQ(sim->varQTL, 0.6);
+    EXPECT_DOUBLE_EQ(sim->varRes, 1.4);
+}
+
+TEST(GlobalStatements, OptionalStatementsAndTheirDefaults)
+{
+    auto plain = ReadParams(MinimalParam());
+    EXPECT_EQ(plain->nthread, 0);
+    EXPECT_TRUE(plain->malesHaveRecords);
+    EXPECT_FALSE(plain->hasSystem);
+    EXPECT_EQ(plain->seedFileName, "seed.prv");
+
+    auto sim = ReadParams(MinimalParamWith(
+        {{"nrep = 1;", "NREP = 3; nthread = 7; no_male_rec; joint_pop; skip_inbreeding;\n"
+                       "system = \"Rscript Sum.R\"; title = \"Big Test\"; seed = \" dir\\My seed \";"}}));
+    EXPECT_EQ(sim->nrep, 3);
+    EXPECT_EQ(sim->nthread, 7);
+    EXPECT_FALSE(sim->malesHaveRecords);
+    EXPECT_TRUE(sim->joint_pop);
+    EXPECT_TRUE(sim->skip_inbreeding);
+    EXPECT_EQ(sim->system, "Rscript Sum.R");
+    EXPECT_FALSE(sim->systemNrep);
+    EXPECT_EQ(sim->title, "Big Test");
+    EXPECT_EQ(sim->seedFileName, "dir/My seed");
+
+    auto withNrep = ReadParams(MinimalParamWith({{"nrep = 1;", "nrep = 1; system = \"cmd\" /nrep;"}}));
+    EXPECT_TRUE(withNrep->systemNrep);
+}
+
+TEST(GlobalStatements, TitleOfAThousandCharactersIsAcceptedAndLongerRefused)
+{
+    std::string title(1000, 't');
+    auto sim = ReadParams(MinimalParamWith({{"nrep = 1;", "nrep = 1; title = \"" + title + "\";"}}));
+    EXPECT_EQ(sim->title.size(), 1000u);
+    EXPECT_EXIT(ReadParams(MinimalParamWith({{"nrep = 1;", "nrep = 1; title = \"" + title + "x\";"}})),
+                testing::ExitedWithCode(1), "Error - Title is too long");
+}
+
+TEST(HistoricalStatements, MalesDefaultToHalfTheFirstSizeAndTheSameShareAtTheEnd)
+{
+    auto sim = ReadParams(MinimalParamWith({{kOneHpGeneration, "hg_size = 1001 [0] 101 [10];"}}));
+    EXPECT_EQ(sim->hp.nmfhg, 500);
+    EXPECT_EQ(sim->hp.nmlhg, 50);
+    EXPECT_EQ(sim->hp.nSizeEntries, 2);
+    EXPECT_EQ(sim->hp.nGen, 10);
+    EXPECT_EQ(sim->hp.LastSize(), 101);
+}
+
+TEST(HistoricalStatements, ASingleGenerationTakesTheOneNumberOfMalesGiven)
+{
+    auto sim = ReadParams(MinimalParamWith({{kOneHpGeneration, "hg_size = 100 [0]; nmfhg = 30;"}}));
+    EXPECT_EQ(sim->hp.nmlhg, 30);
+    sim = ReadParams(MinimalParamWith({{kOneHpGeneration, "nmlhg = 12; hg_size = 100 [0];"}}));
+    EXPECT_EQ(sim->hp.nmfhg, 12);
+    EXPECT_EXIT(ReadParams(MinimalParamWith({{kOneHpGeneration, "hg_size = 100 [0]; nmfhg = 30; nmlhg = 40;"}})),
+                testing::ExitedWithCode(1), "must be the same because historical population consisted of one");
+}
+
+TEST(PopulationStatements, FounderLinesAndTheirOptions)
+{
+    auto sim = ReadParams(MinimalParamWith(
+        {{"male   [n = 2, pop = \"hp\"];",
+          "male   [n = 2, pop = \"hp\", select = phen /l];\n male [n = 3, pop = \"hp\"] /not_founder_yet;"}}));
+    const CPopulation& p = sim->pops[0];
+    ASSERT_EQ(p.nFounderLine, 3);
+    EXPECT_EQ(p.founderLine[0].select, kPhen);
+    EXPECT_EQ(p.founderLine[0].high, 0);
+    EXPECT_EQ(p.founderLine[1].n, 3);
+    EXPECT_EQ(p.founderLine[1].notFounderYet, 1);
+    EXPECT_EQ(p.founderLine[1].high, 1);
+    EXPECT_EQ(p.founderLine[2].male, 0);
+    EXPECT_EQ(p.founderLine[2].srcPop, nullptr);
+    EXPECT_EQ(p.nMaleFounder, 5);
+    EXPECT_EQ(p.nFemaleFounder, 4);
+}
+
+TEST(PopulationStatements, FounderLinesFromAnEarlierPopulation)
+{
+    std::string second =
+        "begin_pop = \"p2\";\n begin_founder;\n male [n = 1, pop = \"p1\", gen = 1, select = tbv /h];\n"
+        " female [n = 2, pop = \"p1\", gen = 0];\n end_founder;\n ls = 3;\n ng = 0;\n end_pop;\n";
+    auto sim = ReadParams(MinimalParamWith({{"begin_genome;", second + "begin_genome;"}}));
+    ASSERT_EQ(sim->npop, 2);
+    const CPopulation& p = sim->pops[1];
+    EXPECT_EQ(p.founderLine[0].srcPop, &sim->pops[0]);
+    EXPECT_EQ(p.founderLine[0].gen, 1);
+    EXPECT_EQ(p.founderLine[0].select, kTbv);
+    EXPECT_EQ(p.maxSires, 1);
+    EXPECT_EQ(p.nLs, 1);
+    EXPECT_EQ(p.ls[0], 3);
+}
+
+TEST(PopulationStatements, LitterSizeProbabilitiesLeaveTheRestToTheFirstSize)
+{
+    auto sim = ReadParams(WithPopulation("ls = 1 2 [0.3] 3 [0.1]; ng = 1;\n"));
+    const CPopulation& p = sim->pops[0];
+    ASSERT_EQ(p.nLs, 3);
+    EXPECT_EQ(p.ls, (std::vector<int>{1, 2, 3}));
+    EXPECT_NEAR(p.lsProb[0], 0.6, 1e-12);
+    EXPECT_DOUBLE_EQ(p.lsProb[1], 0.3);
+    EXPECT_DOUBLE_EQ(p.lsProb[2], 0.1);
+}
+
+TEST(PopulationStatements, ReplacementWithGrowthAppliesToEveryGenerationBeforeTheLast)
+{
+    auto sim = ReadParams(WithPopulation("ls = 2; ng = 4; sr = 0.5 0.1; dr = 0.5 0.1 /e;\n"));
+    const CPopulation& p = sim->pops[0];
+    for (int g = 1; g <= 3; ++g) {
+        EXPECT_DOUBLE_EQ(p.genInfo[g].sr, 0.5) << g;
+        EXPECT_DOUBLE_EQ(p.genInfo[g].sireGrowth, 0.1) << g;
+        EXPECT_EQ(p.genInfo[g].sireRefGen, 1) << g;
+        EXPECT_EQ(p.genInfo[g].damRefGen, g) << g;
+    }
+    // sires: 2, then +round(2 * 0.1) = 0 each time; dams grow from their own generation
+    EXPECT_EQ(p.genInfo[4].nSires, 2);
+    EXPECT_EQ(p.genInfo[1].nDams, 4);
+    EXPECT_EQ(p.genInfo[2].nDams, 4);  // 4 + round(0.4)
+    EXPECT_TRUE(p.drExp);
+}
+
+TEST(PopulationStatements, ReplacementListsHoldTheirValueUntilTheNextGeneration)
+{
+    auto sim = ReadParams(WithPopulation("ls = 2; ng = 6; sr = 0.4 [2] 0.2 [4];\n"));
+    const CPopulation& p = sim->pops[0];
+    const double expected[] = {1.0, 1.0, 0.4, 0.4, 0.2, 0.2};
+    for (int g = 0; g < 6; ++g) EXPECT_DOUBLE_EQ(p.genInfo[g].sr, expected[g]) << g;
+    EXPECT_EQ(p.genInfo[3].sireRefGen, 2);
+    EXPECT_EQ(p.genInfo[5].sireRefGen, 4);
+    EXPECT_EQ(p.genInfo[1].sireRefGen, 1);
+}
+
+TEST(PopulationStatements, NumbersOfParentsGrowFromTheirReferenceGeneration)
+{
+    auto sim = ReadParams(WithPopulation("ls = 2; ng = 4; dr = 1 0.5 [1] 1 0.25 [2];\n"));
+    const CPopulation& p = sim->pops[0];
+    EXPECT_EQ(p.genInfo[1].nDams, 4);
+    EXPECT_EQ(p.genInfo[2].nDams, 6);  // 4 + round(4 * 0.5)
+    EXPECT_EQ(p.genInfo[3].nDams, 8);  // 6 + round(6 * 0.25), reference generation 2
+    EXPECT_EQ(p.genInfo[4].nDams, 10);
+    EXPECT_EQ(p.maxDams, 10);
+}
+
+TEST(PopulationStatements, OutputOptionsAndGenerationLists)
+{
+    auto sim = ReadParams(WithPopulation(
+        "ls = 2; ng = 5;\n begin_popoutput;\n genotype /binary /gen 0 3;\n"
+        " ld /maft 0.1 /chr 1 /max_distance 2.5;\n allele_freq /mafbin 10;\n"
+        " data /sire_miss_rate_g 0.2 [2] 0.1 [4];\n stat;\n end_popoutput;\n"));
+    const SPopOutput& o = sim->pops[0].out;
+    EXPECT_EQ(o.genoGen, (std::vector<uint8_t>{1, 0, 0, 1, 0, 0}));
+    EXPECT_EQ(o.genoOpt, kGenoBinary);
+    EXPECT_EQ(o.dataGen, (std::vector<uint8_t>{1, 1, 1, 1, 1, 1}));
+    EXPECT_TRUE(o.ldOut);
+    EXPECT_DOUBLE_EQ(o.ldMaft, 0.1);
+    EXPECT_DOUBLE_EQ(o.ldMaxDist, 2.5);
+    EXPECT_EQ(o.ldChr, (std::vector<uint8_t>{1}));
+    EXPECT_EQ(o.mafBin, 10);
+    EXPECT_EQ(o.sireMissRateGen, (std::vector<double>{0, 0, 0.2, 0, 0.1, 0}));
+    EXPECT_TRUE(o.missParents);
+    EXPECT_TRUE(o.statOut);
+    EXPECT_FALSE(o.crossoverOut);
+}
+
+TEST(GenomeStatements, ABlockWithACountMakesIdenticalChromosomes)
+{
+    auto sim = ReadParams(MinimalParamWith({{"begin_chr = 1;", "begin_chr = 3;"}, {"chrlen = 10;", "chrlen = 100;"}}));
+    ASSERT_EQ(sim->nChr, 3);
+    EXPECT_DOUBLE_EQ(sim->genomeLength, 300);
+    EXPECT_EQ(sim->nMrkTot, 15);
+    EXPECT_EQ(sim->nQTLTot, 6);
+    for (int c = 0; c < 3; ++c) {
+        EXPECT_EQ(sim->chrom[c].number, c + 1);
+        EXPECT_DOUBLE_EQ(sim->chrom[c].loci[4]->pos, 100);
+        EXPECT_EQ(sim->chrom[c].loci[6]->isQTL, 1);
+    }
+}
+
+TEST(GenomeStatements, BlocksFollowEachOtherAndGenomeWideStatementsMayStandBetween)
+{
+    std::string block = "begin_chr = 1; chrlen = 20; nmloci = 2; mpos = even; nma = all 3; maf = eql;"
+                        " nqloci = 0; qpos = rnd; nqa = all 2; qaf = eql; qae = rndg 0.4; end_chr;\n";
+    auto sim = ReadParams(MinimalParamWith({{"begin_chr = 1;", "begin_chr = 2;"},
+                                            {"end_genome;", "mean_crossover = 2.5; interference = 5 /c;\n" +
+                                                                block + "end_genome;"}}));
+    ASSERT_EQ(sim->nChr, 3);
+    EXPECT_DOUBLE_EQ(sim->chrom[1].len, 10);
+    EXPECT_DOUBLE_EQ(sim->chrom[2].len, 20);
+    EXPECT_EQ(sim->chrom[2].loci[1]->nAllele0, 3);
+    EXPECT_DOUBLE_EQ(sim->mean_crossover, 2.5);
+    EXPECT_DOUBLE_EQ(sim->interference, 5);
+    EXPECT_TRUE(sim->interferenceComplete);
+    auto plain = ReadParams(MinimalParam());
+    EXPECT_DOUBLE_EQ(plain->mean_crossover, 1.0);
+}
+
+TEST(GenomeStatements, EvenAndPredefinedPositions)
+{
+    auto sim = ReadParams(MinimalParamWith({{"chrlen = 10;", "chrlen = 40;"},
+                                            {"nmloci = 5;", "nmloci = 3;"},
+                                            {"mpos = even;", "mpos = even /end 30 /start 10;"},
+                                            {"qpos = rnd;", "qpos = pd 15.123456 35;"}}));
+    const SChrom& ch = sim->chrom[0];
+    ASSERT_EQ(ch.NLoci(), 5);
+    // sorted by position: 10, 15.12346 (QTL), 20, 30, 35 (QTL)
+    const double pos[] = {10, 15.12346, 20, 30, 35};
+    for (int i = 0; i < 5; ++i) EXPECT_DOUBLE_EQ(ch.loci[i]->pos, pos[i]) << i;
+    EXPECT_EQ(ch.loci[1]->isQTL, 1);
+    EXPECT_EQ(ch.loci[4]->isQTL, 1);
+}
+
+TEST(GenomeStatements, NumbersOfAllelesInEveryForm)
+{
+    auto unique = ReadParams(MinimalParamWith({{"nma = all 2;", "nma = unique;"}}));
+    EXPECT_EQ(unique->chrom[0].loci[0]->nAllele0, 40);  // two per founder of 20
+    auto list = ReadParams(MinimalParamWith({{"nma = all 2;", "nma = rnd 5 2 3;"}, {"maf = eql;", "maf = rnd;"}}));
+    const SLocusClassSettings& s = list->chrom[0].mrk;
+    EXPECT_EQ(s.nAlleleMethod, ENumAlleleMethod::Rnd);
+    ASSERT_EQ(s.nAlleleCount, 3);
+    EXPECT_EQ(s.nAlleleList[0], 2);
+    EXPECT_EQ(s.nAlleleList[2], 5);
+    auto pd = ReadParams(MinimalParamWith({{"nma = all 2;", "nma = pd 2 3 4 5 6;"},
+                                           {"maf = eql;", "maf = pd 0.5 0.5 0.2 0.3 0.5 .25 .25 .25 .25 "
+                                                          ".2 .2 .2 .2 .2 .1 .1 .1 .1 .1 .5;"}}));
+    EXPECT_EQ(pd->chrom[0].loci[4]->nAllele0, 6);
+    EXPECT_EQ(pd->chrom[0].loci[1]->freq, (std::vector<double>{0.2, 0.3, 0.5}));
+    EXPECT_DOUBLE_EQ(pd->chrom[0].loci[4]->freq[5], 0.5);
+}
+
+TEST(GenomeStatements, SharedFrequenciesAndQtlEffects)
+{
+    auto sim = ReadParams(MinimalParamWith({{"qaf = eql;", "qaf = all 0.25 0.75;"}, {"qae = rndg 0.4;", "qae = pd 0.3 0.7;"}}));
+    const SChrom& ch = sim->chrom[0];
+    SLocus* const* qtl = ch.loci + ch.nMrk;
+    EXPECT_EQ(qtl[1]->freq, (std::vector<double>{0.25, 0.75}));
+    EXPECT_EQ(ch.qaeMethod, EEffectMethod::Pd);
+    EXPECT_NEAR(qtl[0]->targetVar, 0.3 * sim->varQTL, 1e-15);
+    EXPECT_NEAR(qtl[1]->targetVar, 0.7 * sim->varQTL, 1e-15);
+    auto gamma = ReadParams(MinimalParam());
+    EXPECT_EQ(gamma->chrom[0].qaeMethod, EEffectMethod::Rndg);
+    EXPECT_DOUBLE_EQ(gamma->chrom[0].gammaShape, 0.4);
+}
+
+TEST(GenomeStatements, CompleteLdWordsSetTheSameBitsInEitherForm)
+{
+    auto a = ReadParams(MinimalParamWith({{"qae = rndg 0.4;", "qae = rndg 0.4; cld = mq;"}}));
+    auto b = ReadParams(MinimalParamWith({{"qae = rndg 0.4;", "qae = rndg 0.4; cld = q m;"}}));
+    auto c = ReadParams(MinimalParamWith({{"qae = rndg 0.4;", "qae = rndg 0.4; cld = m;"}}));
+    EXPECT_EQ(a->chrom[0].cld, kCldMarkers | kCldQTL | kCldQTLFollowMarkers);
+    EXPECT_EQ(b->chrom[0].cld, kCldMarkers | kCldQTL);
+    EXPECT_EQ(c->chrom[0].cld, kCldMarkers);
+}
+
+TEST(GenomeStatements, GenomeWideSettings)
+{
+    auto sim = ReadParams(MinimalParamWith(
+        {{"begin_genome;", "begin_genome; select_seg_loci /nqtl 3 /maft 0.05; rmmg = 0.1 /rndg 2; rqge = 0.01;\n"
+                           "mmutr = 0.001 /recurrent; qmutr = 0.0001; r1_mpos_g; r_qpos_g;"}}));
+    EXPECT_TRUE(sim->select_seg_loci);
+    EXPECT_DOUBLE_EQ(sim->segMaft, 0.05);
+    EXPECT_EQ(sim->segNMrk, -1);
+    EXPECT_EQ(sim->segNQTL, 3);
+    EXPECT_DOUBLE_EQ(sim->rmmg.rate, 0.1);
+    EXPECT_DOUBLE_EQ(sim->rmmg.shape, 2);
+    EXPECT_DOUBLE_EQ(sim->rqge.shape, -1);
+    EXPECT_TRUE(sim->mmutrRecurrent);
+    EXPECT_FALSE(sim->qmutrRecurrent);
+    EXPECT_TRUE(sim->r1_mpos_g);
+    EXPECT_FALSE(sim->r_mpos_g);
+    EXPECT_TRUE(sim->r_qpos_g);
+}
+
+TEST(OutputStatements, FolderFlagsAndFrequency)
+{
+    auto sim = ReadParams(MinimalParamWith(
+        {{"end_genome;\n", "end_genome;\nbegin_output; output_folder = \"a\\b\"; monitor_hp_homo; hp_stat;"
+                           " linkage_map; allele_effect; allele_label; attach_rep; end_output;\n"}}));
+    EXPECT_EQ(sim->outputFolder, "a/b");
+    EXPECT_TRUE(sim->monitor_hp_homo);
+    EXPECT_EQ(sim->monitorFreq, 50);
+    EXPECT_TRUE(sim->hp_stat && sim->linkage_map && sim->allele_effect && sim->allele_label && sim->attachRep);
+    auto freq = ReadParams(MinimalParamWith({{"end_genome;\n", "end_genome;\nbegin_output; monitor_hp_homo /freq 7; end_output;\n"}}));
+    EXPECT_EQ(freq->monitorFreq, 7);
+    auto none = ReadParams(MinimalParamWith({{"end_genome;\n", "end_genome;\nbegin_output; end_output;\n"}}));
+    EXPECT_EQ(none->outputFolder, "");
+    EXPECT_FALSE(none->monitor_hp_homo);
+}
