@@ -1,0 +1,229 @@
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstdio>
+#include <ctime>
+#include <sstream>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "random/random_test_util.h"
+#include "random/rnd.h"
+#include "support/messages.h"
+#include "support/test_util.h"
+
+namespace {
+
+// Runs a test inside a fresh folder: "seed.prv" and "seed.lck" live in the current directory.
+class SeedFiles : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_NE(getcwd(home, sizeof home), nullptr);
+        ASSERT_EQ(chdir(dir.path().c_str()), 0);
+    }
+    void TearDown() override { ASSERT_EQ(chdir(home), 0); }
+
+    TempDir dir;
+    char home[PATH_MAX];
+};
+
+// Seeds gen with InitSeed() and returns what it printed.
+std::string Seed(CMyRnd& gen)
+{
+    testing::internal::CaptureStdout();
+    gen.InitSeed();
+    return testing::internal::GetCapturedStdout();
+}
+
+// A generator seeded from the seed file at path (which may be "seed.prv").
+CMyRnd FromFile(const std::string& path)
+{
+    CMyRnd gen;
+    testing::internal::CaptureStdout();
+    gen.ReadSeedAndInit(path.c_str());
+    testing::internal::GetCapturedStdout();
+    return gen;
+}
+
+// The text of a seed file for the state that seed gives.
+std::string SeedFileText(unsigned long seed)
+{
+    CMyRnd gen;
+    gen.InitSeed(seed);
+    EXPECT_TRUE(gen.SaveSeed("tmp_seed", false));
+    return ReadFile("tmp_seed");
+}
+
+std::vector<std::string> Lines(const std::string& text)
+{
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
+    return lines;
+}
+
+// True when "seed.prv" holds the state that clock second t seeds.
+bool PrevRunFileHoldsClock(time_t t)
+{
+    CMyRnd fromClock;
+    fromClock.InitSeed(static_cast<unsigned long>(t));
+    return SamePosition(FromFile("seed.prv"), fromClock);
+}
+
+const char* const kClockMessage = "Seed for random number generator : from current system time\n";
+
+}  // namespace
+
+TEST_F(SeedFiles, ANamedSeedFileReproducesTheEarlierRunsDraws)
+{
+    CMyRnd earlier;
+    Seed(earlier);
+    ASSERT_TRUE(earlier.SaveSeed("seed", false));  // the output-folder copy, before any draw
+    CMyRnd expected = earlier;
+
+    CMyRnd later;
+    later.seed_file_name = "seed";
+    EXPECT_EQ(Seed(later), "Seed for random number generator : seed\n");
+    for (int i = 0; i < 2000; ++i) ASSERT_EQ(later.genrand_int32(), expected.genrand_int32());
+    // After draws, the state as seeded is still what the initial flag writes.
+    ASSERT_TRUE(later.SaveSeed("again", true));
+    EXPECT_EQ(ReadFile("again"), ReadFile("seed"));
+}
+
+TEST_F(SeedFiles, TheFileHasAHeaderAndSeventyEightLinesOfEightRightAlignedNumbers)
+{
+    std::string text = SeedFileText(5489UL);
+    std::vector<std::string> lines = Lines(text);
+    ASSERT_EQ(lines.size(), 79u);
+    EXPECT_EQ(lines[0], "State vector for MT19937:");
+    EXPECT_EQ(text.back(), '\n');
+    EXPECT_EQ(lines[1].substr(0, 26), "        5489   1301868182 ");  // the first two state words
+    CMyRnd gen;
+    gen.InitSeed(5489UL);
+    for (size_t row = 1; row < lines.size(); ++row) {
+        SCOPED_TRACE(row);
+        ASSERT_EQ(lines[row].size(), 8u * 13 - 1);  // "%12lu " seven times, then "%12lu"
+        for (int col = 0; col < 8; ++col) {
+            std::string field = lines[row].substr(col * 13, 13);
+            EXPECT_EQ(std::stoul(field), gen.Get_mt()[(row - 1) * 8 + col]);
+            EXPECT_NE(field[11], ' ');
+        }
+    }
+}
+
+TEST_F(SeedFiles, DamagedOrMissingSeedFilesStopTheRun)
+{
+    std::string good = SeedFileText(32UL);
+    std::string allButLast = good.substr(0, good.find_last_of(' ') + 1);
+    WriteFile("largest", allButLast + "4294967295\n");
+    EXPECT_EQ(FromFile("largest").Get_mt()[623], 4294967295UL);
+
+    // Without its header the first line of numbers is skipped and 616 remain.
+    WriteFile("headless", good.substr(good.find('\n') + 1));
+    WriteFile("too_large", allButLast + "4294967296\n");
+    WriteFile("cut", good.substr(0, good.size() - 1));
+    struct Case {
+        const char* file;
+        const char* err;
+    };
+    for (Case c : {Case{"headless", "Error - Invalid seed number in [headless]\n"},
+                   Case{"too_large", "Error - Invalid seed number in [too_large]\n"},
+                   Case{"cut", "Last line of file \"cut\" ends without a newline.\n"},
+                   Case{"nowhere/seed",
+                        "Error - Could not open the seedfile [nowhere/seed]; No such file or directory.\n"}}) {
+        SCOPED_TRACE(c.file);
+        ChildResult r = RunInChild([&] {
+            CMyRnd gen;
+            gen.ReadSeedAndInit(c.file);
+        });
+        EXPECT_EQ(r.exitCode, 1);
+        EXPECT_EQ(r.out, "");
+        EXPECT_EQ(r.err, std::string(c.err) + "Aborted.\n");
+    }
+}
+
+TEST_F(SeedFiles, ClockSeedingWritesThePreviousRunFileAndReleasesTheLock)
+{
+    WriteFile("seed.prv", "State vector for MT19937:\n1 2 3\n");  // too short: ignored
+    time_t before = time(nullptr);
+    CMyRnd gen;
+    EXPECT_EQ(Seed(gen), kClockMessage);
+    time_t after = time(nullptr);
+    EXPECT_FALSE(FileExists("seed.lck"));
+    EXPECT_TRUE(PrevRunFileHoldsClock(before) || PrevRunFileHoldsClock(after));
+    EXPECT_TRUE(SamePosition(gen, FromFile("seed.prv")));
+}
+
+TEST_F(SeedFiles, AnOlderPreviousRunFileIsOverwritten)
+{
+    WriteFile("seed.prv", SeedFileText(34UL));
+    CMyRnd gen;
+    EXPECT_EQ(Seed(gen), kClockMessage);
+    EXPECT_NE(ReadFile("seed.prv"), SeedFileText(34UL));
+    EXPECT_TRUE(SamePosition(gen, FromFile("seed.prv")));
+}
+
+TEST_F(SeedFiles, AStaleLockStopsClockSeedingWithTwoMessages)
+{
+    WriteFile("seed.lck", "seed.prv file is locked.\n");
+    ChildResult r = RunInChild([] {
+        CMyRnd gen;
+        gen.InitSeed();
+    });
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_EQ(r.err,
+              "Error - Seed file [seed.prv] is apparently being used by another process in this directory.\n"
+              "If this is not true, remove [seed.lck] and retry.\n");
+    EXPECT_EQ(r.out, "");
+    EXPECT_FALSE(FileExists("seed.prv"));
+}
+
+TEST_F(SeedFiles, TheLockNamesTheSeedFileAndALockThatVanishedIsACountedWarning)
+{
+    CMyRnd gen;
+    gen.LockSeed();
+    EXPECT_EQ(ReadFile("seed.lck"), "seed.prv file is locked.\n");
+    ASSERT_EQ(remove("seed.lck"), 0);
+    unsigned warnings = NoWarn;
+    testing::internal::CaptureStderr();
+    gen.UnlockSeed();
+    gen.UnlockSeed();  // no lock held any more: nothing happens
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Warning - Could not remove [seed.lck]; No such file or directory.\n\n");
+    EXPECT_EQ(NoWarn, warnings + 1);
+}
+
+TEST_F(SeedFiles, ASecondClockSeedingWithinTheSameSecondStops)
+{
+    // Both seedings must fall in one clock second. If a second boundary passed between them
+    // the second one rightly succeeds, and the test is repeated once.
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        remove("seed.prv");
+        time_t start = time(nullptr);
+        CMyRnd first;
+        Seed(first);
+        ChildResult second = RunInChild([] {
+            CMyRnd gen;
+            gen.InitSeed();
+        });
+        if (time(nullptr) != start && attempt == 0) continue;
+        EXPECT_EQ(second.exitCode, 1);
+        EXPECT_EQ(second.err, "Error - Failed to initialize seed for random number generator\nAborted.\n");
+        EXPECT_FALSE(FileExists("seed.lck"));
+        return;
+    }
+}
+
+TEST_F(SeedFiles, AnUnwritableSeedFileIsACountedWarning)
+{
+    CMyRnd gen;
+    gen.InitSeed(35UL);
+    unsigned warnings = NoWarn;
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(gen.SaveSeed("missing/seed", false));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Warning - Couldn't open [missing/seed] for writing; No such file or directory.\n");
+    EXPECT_EQ(NoWarn, warnings + 1);
+}
