@@ -4,7 +4,7 @@ ASAN_BUILD ?= build-asan
 JOBS       ?= $(shell nproc)
 DEMO_DIR   ?= demo-run
 
-.PHONY: setup build demo test test-asan bench clean
+.PHONY: setup build demo test test-asan bench bench-rng clean
 
 setup:
 	@sh scripts/setup.sh
@@ -28,6 +28,10 @@ test-asan: setup
 	@cmake --build $(ASAN_BUILD) -j $(JOBS)
 	@cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 		ctest --output-on-failure -j $(JOBS) -LE slow
+
+# Draws per second of the generator's deviates, and its raw output against std::mt19937.
+bench-rng: build
+	@$(BUILD)/bench/rng_bench
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD) $(DEMO_DIR)
