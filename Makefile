@@ -4,7 +4,7 @@ ASAN_BUILD ?= build-asan
 JOBS       ?= $(shell nproc)
 DEMO_DIR   ?= demo-run
 
-.PHONY: setup build demo test test-asan bench bench-rng clean
+.PHONY: setup build demo test test-asan bench bench-rng bench-param clean
 
 setup:
 	@sh scripts/setup.sh
@@ -28,6 +28,13 @@ test-asan: setup
 	@cmake --build $(ASAN_BUILD) -j $(JOBS)
 	@cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 		ctest --output-on-failure -j $(JOBS) -LE slow
+
+# Every benchmark; each prints its figures and their ratio to its reference.
+bench: bench-param bench-rng
+
+# Reading a parameter file with 200,000 predefined positions and numbers of alleles.
+bench-param: build
+	@$(BUILD)/bench/param_read_bench
 
 # Draws per second of the generator's deviates, and its raw output against std::mt19937.
 bench-rng: build

@@ -10,8 +10,9 @@
 #include "support/messages.h"
 
 constexpr uint16_t kNoAction = 65535;
-// Longest token the tokenizer accepts: room for a 2000-character command with its quotes.
-constexpr size_t kMaxTokenLength = 2002;
+// Longest token the tokenizer accepts; longer values than any statement allows are refused by
+// the statement itself with its own message.
+constexpr size_t kMaxTokenLength = 4096;
 
 // One token of the parameter file.
 struct SCom {

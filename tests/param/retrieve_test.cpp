@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "param/param_test_util.h"
+#include "support/messages.h"
+#include "support/test_util.h"
 
 namespace {
 
@@ -303,4 +305,21 @@ TEST(OutputStatements, FolderFlagsAndFrequency)
     auto none = ReadParams(MinimalParamWith({{"end_genome;\n", "end_genome;\nbegin_output; end_output;\n"}}));
     EXPECT_EQ(none->outputFolder, "");
     EXPECT_FALSE(none->monitor_hp_homo);
+}
+
+TEST(ExampleFiles, AreReadAndPassTheCrossChecks)
+{
+    for (const char* name : {"quickstart", "dairy", "dense_genome"}) {
+        std::string text = ReadFile(std::string(DAVOK_EXAMPLES) + "/" + name + ".prm");
+        ASSERT_FALSE(text.empty()) << name;
+        auto sim = ReadParams(text);
+        unsigned warningsBefore = NoWarn;
+        testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
+        sim->CheckParam();
+        testing::internal::GetCapturedStdout();
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), "") << name;
+        EXPECT_EQ(NoWarn, warningsBefore) << name;
+        EXPECT_GE(sim->nChr, 1) << name;
+    }
 }
