@@ -8,6 +8,7 @@
 #include "app/folder.h"
 #include "app/simclass.h"
 #include "param/lex.h"
+#include "random/rnd.h"
 #include "support/boxes.h"
 #include "support/files.h"
 #include "support/messages.h"
@@ -96,6 +97,8 @@ int DavokMain(int argc, char** argv)
     Info("Parameter file                   : %s\n", cl.paramFile.c_str());
     Info("Output folder                    : %s\n", sim.outputFolder.c_str());
 
+    MyRnd.InitSeed();
+    sim.SaveInitialSeed();
     sim.BackupParamFile(cl.paramFile);
     sim.CheckParam();
     sim.Run();

@@ -1,9 +1,10 @@
 #include "app/simclass.h"
 
 #include "app/folder.h"
+#include "random/rnd.h"
 #include "support/files.h"
+#include "support/messages.h"
 
-void SimClass::Run() {}
 
 void SimClass::BackupParamFile(const std::string& paramFile)
 {
@@ -15,4 +16,15 @@ void SimClass::BackupParamFile(const std::string& paramFile)
     while ((n = fread(block, 1, sizeof block, in)) > 0) fwrite(block, 1, n, out);
     fclose(in);
     fclose(out);
+}
+
+void SimClass::SaveInitialSeed()
+{
+    std::string path = outputFolder + "seed";
+    if (MyRnd.SaveSeed(path.c_str(), false)) {
+        Info("Seed is backed up in             : %s\n", path.c_str());
+    } else {
+        Warn("Warning - Seed is not backed up.\n");
+        NoWarn++;
+    }
 }

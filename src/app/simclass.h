@@ -2,15 +2,38 @@
 // operations are spread over the subsystem folders that own them.
 #pragma once
 
+#include <atomic>
+#include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "breeding/population.h"
+#include "evaluation/inbred.h"
+#include "genome/mutation.h"
 #include "genome/records.h"
 #include "history/histpop.h"
+#include "output/rep_summary.h"
+#include "output/write_buffer.h"
+#include "random/rnd.h"
 
 class CLex;
 struct SCom;
+
+// One worker of the historical generations. The command word is the only value the main thread
+// and the worker both write: the main thread sets a command while the worker is idle (0), the
+// worker sets 0 when it is done; release/acquire order makes each side's data visible.
+struct SHistWorker {
+    enum Command : int { kIdle = 0, kMeiosis = 1, kHomozygosity = 2, kFounders = 3, kStop = 99 };
+    std::atomic<int> command{kIdle};
+    SIndex share;                // individuals of the current pass
+    CMyRnd rnd;                  // the worker's own generator
+    SCrossoP cross;              // crossover scratch of one chromosome
+    uint64_t patCross = 0;       // crossovers in paternal gametes
+    uint64_t matCross = 0;       // crossovers in maternal gametes
+    double mrkHomoSum = 0;       // sums of the homozygosity pass
+    double qtlHomoSum = 0;
+};
 
 // Shape of a genotyping rate drawn per individual: -1 when not given.
 struct SRate {
@@ -31,11 +54,91 @@ public:
 
     // ---- Run (app/) ----
     void Run();
+    void RunRep(int rep);
+    void DetermineActiveGen();
+    void PrintRunSummary();
+    // The `system` command after a replicate, with the replicate number under /nrep.
+    void RunSystemCommand(int rep);
+    void ReadReplicateControlFile();
     void BackupParamFile(const std::string& paramFile);
+    // Writes the generator state as seeded into the output folder's "seed".
+    void SaveInitialSeed();
+
+    // ---- Genome records and memory (genome/genome_memory.cpp) ----
+    void AllocRecChr(SRec* rec);
+    // Frees the haplotypes of rec and marks its genome released.
+    void ReleaseGenome(SRec* rec);
+    void GetMrkQTLIdx();
+    void GetLociInfo();
+    int MrkHomozy(SRec* rec);
+    void AllocGlobalMem();
+    void AllocPopMem();
+    void InitializeRep();
+    void FreePopMem();
+    void FreeParamMem();
+    void FreeGlobalMem();
+    void FreeChrLastSireDamMem();
+    void FreeChrProgMem(CPopulation* pop, int first, int last);
 
     // ---- Locus positions (genome/positions.cpp) ----
     void SortLPos_CheckLPos(short chr);
     static void LPosQSort(int first, int last, SLocus** loci);
+    void GenerateUniqueURandPos(SLocus** loci, int n, double mRange, double mStart, double qRange,
+                                double qStart, short which);
+    void RandomizePosAcrossGenome(int rep);
+    // Per-replicate positions, numbers of alleles and frequencies.
+    void SampleParam(int rep);
+
+    // ---- Alleles and QTL effects (genome/alleles.cpp, genome/effects.cpp) ----
+    void SampleAlleles(int rep);
+    void AllocQAEffectMem();
+    void SampleQAEffect();
+    void ScaleQAEffect(SRec* lhg, int n, double& scale);
+    // The QTL value of rec from the current effects (a male's X-linked QTL count once).
+    double QTLValue(const SRec* rec) const;
+
+    // ---- Meiosis (genome/meiosis.cpp) ----
+    void SampleCrossoPos(int chr, short& n, double* xpos, double scale, CMyRnd* rnd);
+    void Meiosis(SRec* rec, CMyRnd* rnd, SCrossoP* cp, CWriteBuffer* out);
+    void MeiosisBase(int worker, int idx);
+
+    // ---- Historical population (history/) ----
+    void HPSimulator(int rep);
+    void MeiosisBase_MyThread(int t);
+    void GetHPHomo(int t);
+    void GenerateCompleteLD(SRec* gen0);
+    void SelectSegregatingLoci_LHG(SRec* lhg);
+    void PurgeIndivGenotype_LHG(SRec* lhg, const int* keep, int n);
+
+    // ---- Output file set and historical reports (output/) ----
+    void OpenOutputStreams(int rep, bool hp);
+    void CloseOutputStreams(bool hp);
+    FILE* MyOpenMergeFile(int rep, bool heading, const char* fmt, ...) DAVOK_PRINTF(4, 5);
+    void SaveRepResults();
+    void SaveHPStat(double polyMean, double polyVar, double qtlMean, double qtlVar, double qtlScale);
+    void SaveHPHomo(int gen);
+    void SaveLinkageMap(bool qtl, bool combined);
+    void SaveAlleleEffect();
+
+    // ---- Steps of the recent populations, evaluation and their outputs: not written yet ----
+    void SimLitterSize(int rep);
+    void ChooseFromHistPop();
+    void ChooseFromRecentPop();
+    void ProgenySimulator(int gen, int first, int last);
+    void CullAndSelect(int gen, int first, int last);
+    void AllocSAMem();
+    void FreeSAMem();
+    void ComputeMeanVar(int gen, int first, int last);
+    void Update_VarAdd(int gen);
+    void EstimateEBV_Base();
+    void EstimateEBV(int gen, int first, int last);
+    void ComputeLDStat(int gen, int first, int last);
+    void SaveGenResults(int gen, int first, int last);
+    void GetStatRep();
+    void SaveData();
+    void SaveStat();
+    void SaveLD();
+    void SaveStatRep();
 
     // ---- Global statements ----
     std::string title;              // run title, without quotes
@@ -51,7 +154,6 @@ public:
     bool malesHaveRecords = true;   // false with no_male_rec
     bool joint_pop = false;         // pedigree and inbreeding across all populations
     bool skip_inbreeding = false;   // no inbreeding computation
-    std::string seedFileName = "seed.prv";  // seed statement (handed to the generator)
     std::string system;             // shell command run after every replicate
     bool hasSystem = false;         // a command was given
     bool systemNrep = false;        // the replicate number is appended to the command
@@ -91,6 +193,52 @@ public:
     bool monitor_hp_homo = false;
     int monitorFreq = 50;            // every how many historical generations homozygosity is kept
     bool anySeqGenotype = false;     // some population writes genotypes with /seq
+
+    // ---- Genome-wide run state ----
+    std::vector<int> mrkIndex;       // genome-wide index of every marker, in genome order
+    std::vector<int> qtlIndex;       // genome-wide index of every QTL
+    std::vector<SLocus*> selectedLoci;  // loci kept by select_seg_loci for this replicate
+    SAlleleSummary qtlAlleles, mrkAlleles, allAlleles;  // filled by GetLociInfo
+    std::vector<SCrossoP> crossScratch;  // one per chromosome, for the main thread
+    SRec unknownParent;              // parent of the last historical generation (id 0)
+    CMutation mutation;
+    CInbred inbred;                  // pedigree and inbreeding
+
+    // ---- Replicate state ----
+    std::vector<uint16_t> genomeUseCount;  // use counters of the genomes of the replicate
+    std::vector<uint8_t> founderFlag;      // per identifier: taken as founder (1), by this population (2)
+    int nextGenomeSlot = 0;          // next free counter of genomeUseCount
+    int nextId = 0;                  // last identifier given
+    CPopulation* curPop = nullptr;   // population being simulated
+    uint64_t hpPatCross = 0, hpMatCross = 0;  // crossovers of the historical run
+    double hpMrkHomo = 0, hpQtlHomo = 0;      // mean homozygosity of the last measured generation
+    SHistRepStat histRep;            // the last historical generation over replicates
+
+    // ---- Historical worker pool ----
+    std::vector<std::unique_ptr<SHistWorker>> hpWorkers;
+    SRec* hpParents = nullptr;       // parent generation of a meiosis pass
+    int hpNMaleParents = 0, hpNFemaleParents = 0;
+    SRec* hpTarget = nullptr;        // generation the pass works on
+    int hpTargetMales = 0;           // males of the target (they come first)
+
+    // ---- Output streams ----
+    FILE* hpStatFp = nullptr;
+    FILE* hpHomoMrkFp = nullptr;
+    FILE* hpHomoQtlFp = nullptr;
+    FILE* lmMrkFp = nullptr;
+    FILE* lmQtlFp = nullptr;
+    FILE* lmMrkQtlFp = nullptr;
+    FILE* effectQtlFp = nullptr;
+    FILE* pedigreeFp = nullptr;
+    FILE* genoMrkQtlFp = nullptr;
+    FILE* genoMrkFp = nullptr;
+    FILE* genoQtlFp = nullptr;
+    FILE* freqMrkFp = nullptr;
+    FILE* freqQtlFp = nullptr;
+    FILE* ldDecayFp = nullptr;
+    FILE* crossoFp = nullptr;
+    FILE* dataFp = nullptr;
+    FILE* statFp = nullptr;
 
 private:
     // Retrieval of the statements; `lex` is set while it runs.

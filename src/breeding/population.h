@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "genome/records.h"
 #include "output/pop_output.h"
 
 // Selection and culling criteria.
@@ -47,6 +48,20 @@ struct SGenInfo {
     uint16_t genomeHold = 0;          // founder lines of any population that read this generation
 };
 
+// Statistics of one generation (generation ng + 1 stands for the whole population).
+struct SGenStat {
+    uint32_t nInbred = 0;           // individuals with inbF > 0
+    double sumF = 0, sumF2 = 0;     // sum and sum of squares of inbF over them
+    uint32_t nMale = 0, nFemale = 0;
+    double meanHomo = 0, sdHomo = 0;
+    double meanPhen = 0, sdPhen = 0;
+    double meanPoly = 0, sdPoly = 0;
+    double meanQTL = 0, sdQTL = 0;
+    double meanRes = 0, sdRes = 0;
+    double meanTBV = 0, sdTBV = 0;
+    double meanEBV = 0, sdEBV = 0;
+};
+
 constexpr int kMaxFounderLines = 40;
 constexpr int kMaxPopulations = 1000;
 
@@ -79,4 +94,11 @@ public:
     uint8_t true_av = 0;
     double varA = 0;                  // additive variance used by the evaluation
     SPopOutput out;                   // begin_popoutput settings
+
+    // Per replicate.
+    int nIndiv = 0;                   // individuals over all generations
+    std::vector<SRec> indiv;          // founders, then every generation's progeny
+    std::vector<SRec*> cand;          // candidates sorted for selection
+    std::vector<SRec*> sires, dams;   // current parents
+    std::vector<SGenStat> genStat;    // generations 0..ng, and ng + 1 for all of them
 };

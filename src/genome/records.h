@@ -1,6 +1,7 @@
 // Loci, chromosomes and individuals: the records every simulation step works on.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <vector>
 
@@ -67,4 +68,52 @@ struct SChrom {
     int NLoci() const { return nMrk + nQTL; }
     SLocusClassSettings& Settings(bool qtlClass) { return qtlClass ? qtl : mrk; }
     const SLocusClassSettings& Settings(bool qtlClass) const { return qtlClass ? qtl : mrk; }
+};
+
+// A genome use counter of this value marks a released genome.
+constexpr uint16_t kGenomeReleased = 30000;
+
+// One individual. Its genome (patChr, matChr) may be shared with founder copies of it; the use
+// counter genomeUse says how many holders still need it.
+struct SRec {
+    int id = 0;                     // identifier; 0 in the historical population
+    SRec* sire = nullptr;           // the unknown-parent record when not known
+    SRec* dam = nullptr;
+    uint8_t sex = 0;                // 1 male, 0 female
+    int16_t gen = 0;                // generation within its population
+    double qtlVal = 0;              // sum of the effects of its QTL alleles
+    double polyVal = 0;             // polygenic effect
+    double res = 0;                 // residual
+    double phen = 0;                // phenotype
+    uint8_t hasPhen = 0;            // 1 when it has a phenotype record
+    uint16_t** patChr = nullptr;    // nChr pointers into the paternal allele block
+    uint16_t** matChr = nullptr;    // nChr pointers into the maternal allele block
+    uint16_t* genomeUse = nullptr;  // its slot of genomeUseCount
+    double inbF = 0;                // inbreeding coefficient
+    double homo = 0;                // proportion of homozygous markers
+    double ebv = 0;                 // estimated breeding value
+    double ebvAcc = 0;              // accumulator of the approximate evaluation
+    int16_t nMPrg = 0;              // male progeny
+    int16_t nFPrg = 0;              // female progeny
+
+    // Alleles by genome-wide locus index.
+    uint16_t* Pat() const { return patChr[0]; }
+    uint16_t* Mat() const { return matChr[0]; }
+    double Tbv() const { return qtlVal + polyVal; }
+};
+
+// Most crossovers one gamete may carry on one chromosome.
+constexpr int kMaxCrossovers = 300;
+
+// Crossover positions of the two gametes of one chromosome, per worker.
+struct SCrossoP {
+    std::array<double, kMaxCrossovers> sPos;  // sire's crossovers, cM, ascending
+    std::array<double, kMaxCrossovers> dPos;  // dam's crossovers
+    int16_t nS = 0, nD = 0;
+};
+
+// Numbers of alleles over the loci of a class: filled by SimClass::GetLociInfo.
+struct SAlleleSummary {
+    double mean = 0;
+    int max = 0, min = 0;
 };

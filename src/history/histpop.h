@@ -1,6 +1,10 @@
 // The historical population: its size plan and, during a replicate, its records.
 #pragma once
 
+#include <vector>
+
+#include "genome/records.h"
+
 constexpr int kMaxHgSize = 100;  // size/generation pairs of hg_size
 
 struct SHistPop {
@@ -11,6 +15,15 @@ struct SHistPop {
     int nmfhg = -1;                 // males in the first generation; -1 = not given
     int nmlhg = -1;                 // males in the last generation; -1 = not given
 
+    std::vector<SRec> recs;         // current generation; after the run, the last one (males first)
+    std::vector<SRec*> lastGen;     // the individuals of the last generation, males first
+
     int FirstSize() const { return sizes[0]; }
     int LastSize() const { return sizes[nSizeEntries - 1]; }
+    int LargestSize() const
+    {
+        int m = 0;
+        for (int i = 0; i < nSizeEntries; ++i) m = sizes[i] > m ? sizes[i] : m;
+        return m;
+    }
 };

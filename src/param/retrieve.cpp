@@ -6,6 +6,7 @@
 #include "app/simclass.h"
 #include "param/lex.h"
 #include "param/retrieve_util.h"
+#include "random/rnd.h"
 #include "support/messages.h"
 #include "support/text.h"
 
@@ -115,7 +116,7 @@ void SimClass::RetrieveGlobal(SCom* t)
     case 21: {
         std::string name = CheckedFileName(t);
         if (name == "seed.prv") lex->PrintError(t, true, true, 36, "\n");
-        seedFileName = name;
+        MyRnd.seed_file_name = name;
         break;
     }
     case 156: nthread = IntValue(t); break;

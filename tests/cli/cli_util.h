@@ -11,3 +11,6 @@ RunResult RunDavok(const TempDir& dir, const std::string& args, const std::strin
 void CopyTestParam(const TempDir& dir, const std::string& name, const std::string& as = "");
 // The text of a parameter file of tests/cli/data.
 std::string TestParam(const std::string& name);
+// Forgets the clock seed of the previous run in dir ("seed.prv"), so that a second run started
+// within the same second is not refused for repeating it.
+void RemoveClockSeedRecord(const TempDir& dir);

@@ -81,6 +81,7 @@ TEST(CommandLine, SwitchBeforeOrAfterTheFileNameBehavesTheSame)
     EXPECT_FALSE(FileExists(dir / "r_minimal/old.txt"));
 
     MakeFolderWithFile(dir, "r_minimal", "old.txt");
+    RemoveClockSeedRecord(dir);
     r = RunDavok(dir, "-o minimal.prm");
     EXPECT_EQ(r.exitCode, 0) << r.err;
     EXPECT_FALSE(FileExists(dir / "r_minimal/old.txt"));
@@ -130,6 +131,7 @@ TEST(OutputFolder, DerivedFromTheBaseNameWithoutExtension)
     EXPECT_NE(r.out.find("Output folder                    : r_test/\n"), std::string::npos);
 
     CopyTestParam(dir, "minimal.prm", "test");
+    RemoveClockSeedRecord(dir);
     r = RunDavok(dir, "test -o");
     EXPECT_EQ(r.exitCode, 0) << r.err;
     EXPECT_TRUE(FileExists(dir / "r_test/test"));

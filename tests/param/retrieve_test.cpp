@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "param/param_test_util.h"
+#include "random/rnd.h"
 #include "support/messages.h"
 #include "support/test_util.h"
 
@@ -30,7 +31,7 @@ TEST(GlobalStatements, OptionalStatementsAndTheirDefaults)
     EXPECT_EQ(plain->nthread, 0);
     EXPECT_TRUE(plain->malesHaveRecords);
     EXPECT_FALSE(plain->hasSystem);
-    EXPECT_EQ(plain->seedFileName, "seed.prv");
+    EXPECT_EQ(MyRnd.seed_file_name, "seed.prv");
 
     auto sim = ReadParams(MinimalParamWith(
         {{"nrep = 1;", "NREP = 3; nthread = 7; no_male_rec; joint_pop; skip_inbreeding;\n"
@@ -43,7 +44,8 @@ TEST(GlobalStatements, OptionalStatementsAndTheirDefaults)
     EXPECT_EQ(sim->system, "Rscript Sum.R");
     EXPECT_FALSE(sim->systemNrep);
     EXPECT_EQ(sim->title, "Big Test");
-    EXPECT_EQ(sim->seedFileName, "dir/My seed");
+    EXPECT_EQ(MyRnd.seed_file_name, "dir/My seed");
+    MyRnd.seed_file_name = "seed.prv";
 
     auto withNrep = ReadParams(MinimalParamWith({{"nrep = 1;", "nrep = 1; system = \"cmd\" /nrep;"}}));
     EXPECT_TRUE(withNrep->systemNrep);

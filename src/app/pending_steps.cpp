@@ -1,0 +1,27 @@
+// Steps of the recent populations, of genetic evaluation and of their result files that are
+// not written yet. The run driver calls each in its place; until it arrives with its own
+// change it does nothing, so a run simulates the historical population and then walks the
+// populations' generations without producing individuals.
+#include "app/simclass.h"
+#include "breeding/sort.h"
+
+void SimClass::SimLitterSize(int) {}
+void SimClass::ChooseFromHistPop() {}
+void SimClass::ChooseFromRecentPop() {}
+void SimClass::ProgenySimulator(int, int, int) {}
+void SimClass::CullAndSelect(int, int, int) {}
+void SimClass::AllocSAMem() {}
+void SimClass::FreeSAMem() {}
+void SimClass::ComputeMeanVar(int, int, int) {}
+void SimClass::Update_VarAdd(int) {}
+void SimClass::EstimateEBV_Base() {}
+void SimClass::EstimateEBV(int, int, int) {}
+void SimClass::ComputeLDStat(int, int, int) {}
+void SimClass::SaveGenResults(int, int, int) {}
+void SimClass::GetStatRep() {}
+void SimClass::SaveData() {}
+void SimClass::SaveStat() {}
+void SimClass::SaveLD() {}
+void SimClass::SaveStatRep() {}
+void CSort::SortParents(CPopulation*, int, bool, ESCDesign, ESCDesign) {}
+void CSort::SortRP(CPopulation*, int, int, bool, ESCDesign) {}

@@ -1,0 +1,213 @@
+// The run driver: the run summary, the replicate loop and the generations of one population,
+// in their fixed order.
+#include <cstdlib>
+#include <string>
+
+#include "app/simclass.h"
+#include "breeding/sort.h"
+#include "support/boxes.h"
+#include "support/messages.h"
+#include "support/numbers.h"
+#include "support/timing.h"
+
+namespace {
+
+constexpr int kMaxReplicates = 20000;
+
+// "Rate of ... : x", with " /rndg shape" when the rate varies between individuals.
+void PrintRate(const char* label, const SRate& r)
+{
+    Info("%s: %g", label, r.rate);
+    if (r.shape > 0) Info(" /rndg %g", r.shape);
+    Info("\n");
+}
+
+}  // namespace
+
+void SimClass::Run()
+{
+    CMyTime repTimer, popTimer;
+    SetNoThread(nthread, 100);
+    PrintRunSummary();
+
+    AllocGlobalMem();
+    mutation.Initialize(locusPtr.data(), mrkIndex.data(), qtlIndex.data(), nMrkTot, nQTLTot, nthread, allele_label);
+    mutation.SetRates(mmutr, mmutrRecurrent, qmutr, qmutrRecurrent);
+
+    for (int rep = 1; rep <= nrep; ++rep) {
+        repTimer.StartTime();
+        PrintALineFormat1(60, '~', stdout, "Replicate %3d", rep);
+        InfoRpt("Replicate %3d\n", rep);
+        MyFlush();
+
+        SimLitterSize(rep);
+        AllocPopMem();
+        DetermineActiveGen();
+        InitializeRep();
+        OpenOutputStreams(rep, true);
+        HPSimulator(rep);
+        ChooseFromHistPop();
+        SaveRepResults();
+        CloseOutputStreams(true);
+
+        for (CPopulation& p : pops) {
+            popTimer.StartTime();
+            curPop = &p;
+            PrintALineFormat1(60, '-', stdout, "Population \"%s\"", p.name.c_str());
+            OpenOutputStreams(rep, false);
+            RunRep(rep);
+            GetStatRep();
+            if (p.out.dataOut) SaveData();
+            if (p.out.statOut) SaveStat();
+            if (p.out.ldOut && nMrkTot > 0) SaveLD();
+            PrintLineTime(60, '-', stdout, popTimer.PrintTime_Str());
+            CloseOutputStreams(false);
+        }
+
+        if (joint_pop) {
+            inbred.WriteCompletePed();
+            inbred.FreeMem();
+        }
+        inbred.FreeMemRecLink();
+        FreePopMem();
+        RunSystemCommand(rep);
+        PrintLineTime(60, '~', stdout, repTimer.PrintTime_Str());
+        printf("\n");
+        ReadReplicateControlFile();
+    }
+    if (nrep >= 2) SaveStatRep();
+
+    mutation.FreeMutMem();
+    for (CPopulation& p : pops) p.genStat.clear();
+    FreeParamMem();
+    FreeGlobalMem();
+}
+
+void SimClass::PrintRunSummary()
+{
+    Info("\n");
+    Info("Max. no. threads                 : %d\n", nthread);
+    Info("No. replicates                   : %s\n", FormatNum(static_cast<unsigned long long>(nrep)));
+    Info("No. populations                  : %d\n", npop);
+    if (skip_inbreeding)
+        Info("Inbreeding                       : skipped\n");
+    else if (joint_pop && npop >= 2)
+        Info("Inbreeding                       : across all populations\n");
+    Info("h2                               : %g\n", h2);
+    Info("Polygenic variance               : %g\n", varPoly);
+    Info("QTL variance                     : %g\n", varQTL);
+    Info("Residual variance                : %g\n", varRes);
+    Info("Phenotypic variance              : %g\n", phvar);
+    Info("No. chromosomes                  : %d\n", nChr);
+    Info("No. QTL in total                 : %s\n", FormatNum(static_cast<unsigned long long>(nQTLTot)));
+    Info("No. markers in total             : %s\n", FormatNum(static_cast<unsigned long long>(nMrkTot)));
+    if (rmmg.rate > 0 || rmqg.rate > 0) {
+        PrintRate("Rate of missing marker genotypes ", rmmg);
+        PrintRate("Rate of missing QTL genotypes    ", rmqg);
+    }
+    if (rmge.rate > 0 || rqge.rate > 0) {
+        PrintRate("Rate of marker genotyping errors ", rmge);
+        PrintRate("Rate of QTL genotyping errors    ", rqge);
+    }
+    Info("Marker mutation rate             : %g\n", mmutr);
+    Info("QTL mutation rate                : %g\n", qmutr);
+    Info("Crossover interference           : %g\n", interference);
+    Info("\n");
+}
+
+void SimClass::RunSystemCommand(int rep)
+{
+    if (!hasSystem) return;
+    std::string command = system;
+    if (systemNrep) command += " " + std::to_string(rep);
+    fflush(nullptr);
+    int status = ::system(command.c_str());
+    (void)status;  // the command's exit status is the user's business
+    Info("System command : %s\n", command.c_str());
+}
+
+// "nrep.txt" in the output folder lets the user change the number of replicates during a run.
+void SimClass::ReadReplicateControlFile()
+{
+    FILE* fp = fopen((outputFolder + "nrep.txt").c_str(), "r");
+    if (!fp) return;
+    int n;
+    if (fscanf(fp, "%d", &n) == 1) {
+        if (n >= 1 && n <= kMaxReplicates) {
+            if (n != nrep) {
+                Warn("Warning - The number of replicates is adjusted to %d from %d by the user.\n", n, nrep);
+                NoWarn++;
+                nrep = n;
+            }
+        } else {
+            Warn("Warning - The specified value in nrep.txt should be between 1 and 20,000.\n");
+            NoWarn++;
+        }
+    }
+    fclose(fp);
+}
+
+void SimClass::RunRep(int rep)
+{
+    (void)rep;
+    CPopulation& p = *curPop;
+    printf("G%-5d Size=%-7d", 0, p.genInfo[0].nPrg);
+    fflush(stdout);
+    ChooseFromRecentPop();
+    int last0 = p.genInfo[0].last;
+    ComputeLDStat(0, 0, last0);
+    SaveGenResults(0, 0, last0);
+    inbred.AllocMem(&p, npop, joint_pop);
+    ComputeMeanVar(0, 0, last0);
+    if (p.true_av) Update_VarAdd(0);
+    inbred.AddFounderToPed(&p, skip_inbreeding);
+    EstimateEBV_Base();
+    printf("\n");
+
+    if (p.out.crossoverOut && crossoFp) {
+        PrintALineFormat1(40, '-', crossoFp, "Crossover output");
+        fprintf(crossoFp, "I = Individual\n");
+        fprintf(crossoFp, "S C{} = Sire Choromosome{Positions}\n");
+        fprintf(crossoFp, "D C{} = Dam  Choromosome{Positions}\n\n");
+    }
+    if (p.md == kMdMinf || p.md == kMdMaxf) AllocSAMem();
+
+    for (int g = 1; g <= p.ng; ++g) {
+        const SGenInfo& gi = p.genInfo[g];
+        printf("G%-5d Size=%-7d", g, gi.nPrg);
+        fflush(stdout);
+        ProgenySimulator(g, gi.first, gi.last);
+        ComputeMeanVar(g, gi.first, gi.last);
+        ComputeLDStat(g, gi.first, gi.last);
+        if (p.true_av) Update_VarAdd(g);
+        EstimateEBV(g, gi.first, gi.last);
+        SaveGenResults(g, gi.first, gi.last);
+        if (g < p.ng) {
+            CSort::SortParents(&p, g, malesHaveRecords, p.cd, p.sd);
+            CSort::SortRP(&p, gi.first, gi.last, malesHaveRecords, p.sd);
+            CullAndSelect(g, gi.first, gi.last);
+        }
+        FreeChrProgMem(&p, gi.first, gi.last);
+        printf("\n");
+        PW.DumpWarn(rptfp);
+    }
+
+    if (p.md == kMdMinf || p.md == kMdMaxf) FreeSAMem();
+    FreeChrLastSireDamMem();
+    if (joint_pop)
+        inbred.UpdateRec();
+    else
+        inbred.FreeMem();
+    ComputeMeanVar(p.ng + 1, 0, p.nIndiv - 1);
+}
+
+void SimClass::DetermineActiveGen()
+{
+    for (CPopulation& p : pops)
+        for (SGenInfo& g : p.genInfo) g.genomeHold = 0;
+    for (CPopulation& p : pops)
+        for (int i = 0; i < p.nFounderLine; ++i) {
+            const SFounderLine& l = p.founderLine[i];
+            if (l.srcPop) l.srcPop->genInfo[l.gen].genomeHold++;
+        }
+}

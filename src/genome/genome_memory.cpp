@@ -1,0 +1,196 @@
+// Haplotype storage of individuals, the genome-wide index lists, homozygosity, and the
+// allocation and release phases of the run, the replicate and the populations.
+#include <algorithm>
+#include <new>
+
+#include "app/simclass.h"
+#include "support/messages.h"
+
+// One block holds both pointer arrays and both allele blocks: entry c of patChr points
+// nMrk + nQTL of chromosome c-1 further than entry c-1, so alleles can be addressed by
+// chromosome or by genome-wide index.
+void SimClass::AllocRecChr(SRec* rec)
+{
+    size_t pointers = 2 * static_cast<size_t>(nChr) * sizeof(uint16_t*);
+    size_t alleles = 2 * static_cast<size_t>(nLociTot) * sizeof(uint16_t);
+    void* block = ::operator new(pointers + alleles, std::nothrow);
+    if (!block) Abort("Error (AllocRecChr) - Allocation failed!\n");
+    rec->patChr = static_cast<uint16_t**>(block);
+    rec->matChr = rec->patChr + nChr;
+    uint16_t* pat = reinterpret_cast<uint16_t*>(rec->matChr + nChr);
+    uint16_t* mat = pat + nLociTot;
+    int offset = 0;
+    for (int c = 0; c < nChr; ++c) {
+        rec->patChr[c] = pat + offset;
+        rec->matChr[c] = mat + offset;
+        offset += chrom[c].NLoci();
+    }
+}
+
+void SimClass::ReleaseGenome(SRec* rec)
+{
+    if (rec->genomeUse && *rec->genomeUse == kGenomeReleased) return;
+    ::operator delete(rec->patChr);
+    rec->patChr = rec->matChr = nullptr;
+    if (rec->genomeUse) *rec->genomeUse = kGenomeReleased;
+}
+
+void SimClass::GetMrkQTLIdx()
+{
+    mrkIndex.resize(static_cast<size_t>(nMrkTot));
+    qtlIndex.resize(static_cast<size_t>(nQTLTot));
+    int g = 0, markers = 0, qtl = 0;
+    for (SChrom& ch : chrom) {
+        ch.mrkIdx = mrkIndex.data() + markers;
+        ch.qtlIdx = qtlIndex.data() + qtl;
+        for (int i = 0; i < ch.NLoci(); ++i, ++g) {
+            if (ch.loci[i]->isQTL) {
+                if (qtl < nQTLTot) qtlIndex[qtl] = g;
+                ++qtl;
+            } else {
+                if (markers < nMrkTot) mrkIndex[markers] = g;
+                ++markers;
+            }
+        }
+    }
+    if (markers != nMrkTot || qtl != nQTLTot) Abort("Error - Function GetMrkQTLIdx()\n");
+}
+
+void SimClass::GetLociInfo()
+{
+    long sum[2] = {0, 0};
+    int most[2] = {0, 0}, least[2] = {10000000, 10000000};
+    for (const SChrom& ch : chrom)
+        for (int i = 0; i < ch.NLoci(); ++i) {
+            const SLocus* l = ch.loci[i];
+            int k = l->isQTL ? 1 : 0;
+            sum[k] += l->nAllele;
+            most[k] = std::max(most[k], static_cast<int>(l->nAllele));
+            least[k] = std::min(least[k], static_cast<int>(l->nAllele));
+        }
+    mrkAlleles = qtlAlleles = allAlleles = SAlleleSummary();
+    if (nQTLTot > 0) qtlAlleles = {static_cast<double>(sum[1]) / nQTLTot, most[1], least[1]};
+    if (nMrkTot > 0) mrkAlleles = {static_cast<double>(sum[0]) / nMrkTot, most[0], least[0]};
+    if (nLociTot > 0)
+        allAlleles = {static_cast<double>(sum[0] + sum[1]) / nLociTot, std::max(most[0], most[1]),
+                      std::min(least[0], least[1])};
+}
+
+int SimClass::MrkHomozy(SRec* rec)
+{
+    int count = 0;
+    const uint16_t* pat = rec->Pat();
+    const uint16_t* mat = rec->Mat();
+    for (const SChrom& ch : chrom) {
+        if (ch.isX && rec->sex == 1) continue;  // a male's two X copies are the same
+        for (int i = 0; i < ch.nMrk; ++i) count += pat[ch.mrkIdx[i]] == mat[ch.mrkIdx[i]];
+    }
+    rec->homo = nMrkTot > 0 ? static_cast<double>(count) / nMrkTot : 0;
+    return count;
+}
+
+void SimClass::AllocGlobalMem()
+{
+    for (CPopulation& p : pops) p.genStat.assign(static_cast<size_t>(p.ng) + 2, SGenStat());
+    crossScratch.assign(static_cast<size_t>(nChr), SCrossoP());
+    mrkIndex.assign(static_cast<size_t>(nMrkTot), 0);
+    qtlIndex.assign(static_cast<size_t>(nQTLTot), 0);
+    unknownParent.id = 0;
+}
+
+void SimClass::AllocPopMem()
+{
+    hp.recs.assign(static_cast<size_t>(hp.LargestSize()), SRec());
+    hp.lastGen.assign(static_cast<size_t>(hp.LastSize()), nullptr);
+    size_t counters = static_cast<size_t>(hp.LastSize());
+    for (CPopulation& p : pops) {
+        p.indiv.assign(static_cast<size_t>(p.nIndiv), SRec());
+        p.cand.assign(static_cast<size_t>(p.nIndiv), nullptr);
+        p.sires.assign(static_cast<size_t>(p.maxSires), nullptr);
+        p.dams.assign(static_cast<size_t>(p.maxDams), nullptr);
+        counters += static_cast<size_t>(std::max(0, p.nIndiv - p.nMaleFounder - p.nFemaleFounder));
+    }
+    genomeUseCount.assign(counters, 0);
+    founderFlag.assign(counters + 1, 0);
+}
+
+void SimClass::InitializeRep()
+{
+    std::fill(genomeUseCount.begin(), genomeUseCount.end(), 0);
+    std::fill(founderFlag.begin(), founderFlag.end(), 0);
+    nextGenomeSlot = 0;
+    nextId = 0;
+    for (CPopulation& p : pops) {
+        std::fill(p.indiv.begin(), p.indiv.end(), SRec());
+        std::fill(p.genStat.begin(), p.genStat.end(), SGenStat());
+        p.nFounderPlaced = 0;
+    }
+}
+
+void SimClass::FreePopMem()
+{
+    for (SRec& r : hp.recs)
+        if (r.patChr) ReleaseGenome(&r);
+    hp.recs.clear();
+    hp.lastGen.clear();
+    for (CPopulation& p : pops) {
+        for (SRec& r : p.indiv)
+            if (r.genomeUse && *r.genomeUse != kGenomeReleased) ReleaseGenome(&r);
+        p.indiv.clear();
+        p.cand.clear();
+        p.sires.clear();
+        p.dams.clear();
+    }
+    genomeUseCount.clear();
+    founderFlag.clear();
+
+    if (!selectedLoci.empty() || select_seg_loci) {
+        // Every replicate starts again from the full genome.
+        selectedLoci.clear();
+        nMrkTot = nQTLTot = 0;
+        for (SChrom& ch : chrom) {
+            ch.loci = ch.fullLoci;
+            ch.nMrk = ch.mrk.saved;
+            ch.nQTL = ch.qtl.saved;
+            nMrkTot += ch.nMrk;
+            nQTLTot += ch.nQTL;
+        }
+        nLociTot = nMrkTot + nQTLTot;
+    }
+}
+
+void SimClass::FreeParamMem()
+{
+    locusStore.clear();
+    locusPtr.clear();
+    chrom.clear();
+}
+
+void SimClass::FreeGlobalMem()
+{
+    crossScratch.clear();
+    mrkIndex.clear();
+    qtlIndex.clear();
+}
+
+// The parents of the current generation are done: each releases one hold on its genome.
+void SimClass::FreeChrLastSireDamMem()
+{
+    CPopulation& p = *curPop;
+    const SGenInfo& g = p.genInfo[p.ng];
+    auto releaseHold = [&](SRec* r) {
+        if (!r || !r->genomeUse || *r->genomeUse == kGenomeReleased) return;
+        if (*r->genomeUse > 0) --*r->genomeUse;
+        if (*r->genomeUse == 0) ReleaseGenome(r);
+    };
+    for (int i = 0; i < g.nSires && i < static_cast<int>(p.sires.size()); ++i) releaseHold(p.sires[i]);
+    for (int i = 0; i < g.nDams && i < static_cast<int>(p.dams.size()); ++i) releaseHold(p.dams[i]);
+}
+
+void SimClass::FreeChrProgMem(CPopulation* pop, int first, int last)
+{
+    for (int i = first; i <= last && i < static_cast<int>(pop->indiv.size()); ++i) {
+        SRec& r = pop->indiv[i];
+        if (r.genomeUse && *r.genomeUse == 0) ReleaseGenome(&r);
+    }
+}

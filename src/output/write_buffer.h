@@ -1,0 +1,44 @@
+// Chunked in-memory writer for genotype files and crossover lines.
+#pragma once
+
+#include <cstdio>
+#include <vector>
+
+#include "support/messages.h"
+
+class CWriteBuffer {
+public:
+    static constexpr int kPayload = 3145728;             // bytes of a chunk before it counts as full
+    static constexpr int kChunkSize = kPayload + 10000;  // room for the write that passes the mark
+    static constexpr int kMaxChunks = 100;
+
+    CWriteBuffer();
+    ~CWriteBuffer();
+    CWriteBuffer(const CWriteBuffer&) = delete;
+    CWriteBuffer& operator=(const CWriteBuffer&) = delete;
+
+    // Keeps up to 100 chunks before anything is written (for worker threads).
+    void SetLargeMem() { largeMem = true; }
+    void SetFilePointer(FILE* out) { fp = out; }
+    // One record (at most 10,000 bytes) per call.
+    void Write(const char* fmt, ...) DAVOK_PRINTF(2, 3);
+    void WriteBinary(const void* data, int n);
+    // A blank and the decimal digits of v (v >= 0).
+    void WriteUnsignedInt(int v);
+    // The decimal digits of v without the blank.
+    void WriteUnsignedInt_noS(int v);
+    // Writes every filled chunk to the file and starts again with chunk 0.
+    void Dump();
+
+private:
+    void AfterWrite();
+
+    char* chunks[kMaxChunks] = {};  // chunk 0 allocated by the constructor, the others on demand
+    char* current = nullptr;        // chunk being filled
+    char digits[20] = {};           // scratch of number conversion; digits[19] stays 0
+    bool largeMem = false;          // keep chunks instead of writing each full one at once
+    int index = 0;                  // number of the chunk being filled
+    int fill = 0;                   // bytes in the chunk being filled
+    int lengths[kMaxChunks] = {};   // byte count of each full chunk
+    FILE* fp = nullptr;             // where Dump writes
+};
