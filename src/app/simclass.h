@@ -3,6 +3,7 @@
 #pragma once
 
 #include <atomic>
+#include <boost/thread/thread.hpp>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -66,6 +67,8 @@ public:
 
     // ---- Genome records and memory (genome/genome_memory.cpp) ----
     void AllocRecChr(SRec* rec);
+    // Frees the storage AllocRecChr made, given by its paternal pointer array.
+    static void FreeRecChr(uint16_t** patChr);
     // Frees the haplotypes of rec and marks its genome released.
     void ReleaseGenome(SRec* rec);
     void GetMrkQTLIdx();
@@ -90,17 +93,24 @@ public:
     void SampleParam(int rep);
 
     // ---- Alleles and QTL effects (genome/alleles.cpp, genome/effects.cpp) ----
-    void SampleAlleles(int rep);
+    // Numbers of alleles and frequencies of one chromosome drawn for replicate rep.
+    void SampleAlleles(SChrom& ch, int rep);
     void AllocQAEffectMem();
     void SampleQAEffect();
     void ScaleQAEffect(SRec* lhg, int n, double& scale);
     // The QTL value of rec from the current effects (a male's X-linked QTL count once).
     double QTLValue(const SRec* rec) const;
+    // The locus at genome-wide index g: the chromosomes' locus lists are consecutive slices of
+    // one array (the full genome, or the loci kept by select_seg_loci).
+    SLocus* LocusAt(int g) const { return chrom.front().loci[g]; }
 
     // ---- Meiosis (genome/meiosis.cpp) ----
     void SampleCrossoPos(int chr, short& n, double* xpos, double scale, CMyRnd* rnd);
     void Meiosis(SRec* rec, CMyRnd* rnd, SCrossoP* cp, CWriteBuffer* out);
     void MeiosisBase(int worker, int idx);
+    // Both gametes of chromosome c of child, with the crossovers left in cp.
+    void MakeChromosome(int c, const SRec& sire, const SRec& dam, SRec& child, bool maleChild, CMyRnd* rnd,
+                        SCrossoP& cp);
 
     // ---- Historical population (history/) ----
     void HPSimulator(int rep);
@@ -109,6 +119,18 @@ public:
     void GenerateCompleteLD(SRec* gen0);
     void SelectSegregatingLoci_LHG(SRec* lhg);
     void PurgeIndivGenotype_LHG(SRec* lhg, const int* keep, int n);
+    // Size and number of males of historical generation g.
+    int HistSize(int g) const;
+    int HistMales(int g) const;
+    // One pass of the worker pool over the n individuals of the target generation.
+    void RunHistPass(int command, SRec* target, int n, int males);
+    void StartHistWorkers(std::vector<boost::thread>& threads);
+    void StopHistWorkers(std::vector<boost::thread>& threads);
+    void FounderGenotypes(int t);
+    void ResetAlleleNumbers();
+    // Mean homozygosity of markers and QTL of a generation (hpMrkHomo, hpQtlHomo).
+    void MeasureHomozygosity(SRec* target, int n, int males);
+    void CloseHistoricalRun(std::vector<boost::thread>& threads, SRec* lhg);
 
     // ---- Output file set and historical reports (output/) ----
     void OpenOutputStreams(int rep, bool hp);
@@ -119,6 +141,9 @@ public:
     void SaveHPHomo(int gen);
     void SaveLinkageMap(bool qtl, bool combined);
     void SaveAlleleEffect();
+    // The two halves of OpenOutputStreams.
+    void OpenHistoricalStreams(int rep);
+    void OpenPopulationStreams(int rep);
 
     // ---- Steps of the recent populations, evaluation and their outputs: not written yet ----
     void SimLitterSize(int rep);

@@ -27,10 +27,15 @@ void SimClass::AllocRecChr(SRec* rec)
     }
 }
 
+void SimClass::FreeRecChr(uint16_t** patChr)
+{
+    ::operator delete(patChr);
+}
+
 void SimClass::ReleaseGenome(SRec* rec)
 {
     if (rec->genomeUse && *rec->genomeUse == kGenomeReleased) return;
-    ::operator delete(rec->patChr);
+    FreeRecChr(rec->patChr);
     rec->patChr = rec->matChr = nullptr;
     if (rec->genomeUse) *rec->genomeUse = kGenomeReleased;
 }
@@ -150,8 +155,8 @@ void SimClass::FreePopMem()
         nMrkTot = nQTLTot = 0;
         for (SChrom& ch : chrom) {
             ch.loci = ch.fullLoci;
-            ch.nMrk = ch.mrk.saved;
-            ch.nQTL = ch.qtl.saved;
+            ch.nMrk = ch.mrk.full;
+            ch.nQTL = ch.qtl.full;
             nMrkTot += ch.nMrk;
             nQTLTot += ch.nQTL;
         }

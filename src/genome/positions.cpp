@@ -1,10 +1,12 @@
 // Locus positions: sorting by position and the checks of the positions set when the
 // parameter file is read.
-#include <utility>
+#include <cmath>
 
 #include "app/simclass.h"
+#include "breeding/sort.h"
 #include "param/errmsg.h"
 #include "support/messages.h"
+#include "support/numbers.h"
 
 namespace {
 
@@ -21,26 +23,9 @@ bool IsRandom(EPosMethod m) { return m == EPosMethod::Rnd || m == EPosMethod::Rn
 
 }  // namespace
 
-// Quicksort on the middle element. The smaller part is sorted by recursion and the larger by
-// the loop, so the depth stays logarithmic.
 void SimClass::LPosQSort(int first, int last, SLocus** loci)
 {
-    while (first < last) {
-        int i = first, j = last;
-        double pivot = loci[(first + last) / 2]->pos;
-        do {
-            while (loci[i]->pos < pivot) i++;
-            while (loci[j]->pos > pivot) j--;
-            if (i <= j) std::swap(loci[i++], loci[j--]);
-        } while (i <= j);
-        if (j - first < last - i) {
-            if (first < j) LPosQSort(first, j, loci);
-            first = i;
-        } else {
-            if (i < last) LPosQSort(i, last, loci);
-            last = j;
-        }
-    }
+    QuickSortBy(loci, first, last, [](const SLocus* l) { return l->pos; }, false);
 }
 
 void SimClass::SortLPos_CheckLPos(short c)
@@ -70,4 +55,100 @@ void SimClass::SortLPos_CheckLPos(short c)
     if (lastLocus->pos > ch.Settings(lastLocus->isQTL).end) PositionError(38, ch.number, lastLocus->pos);
     for (int i = first; i < last; ++i)
         if (loci[i + 1]->pos - loci[i]->pos < kSamePosition) PositionError(6, ch.number, loci[i]->pos);
+}
+
+namespace {
+
+// Rounds of redrawing after which distinct positions are taken to be impossible (more loci
+// than positions with 5 decimals in the range).
+constexpr int kMaxRedrawRounds = 10000;
+
+}  // namespace
+
+// Draws distinct positions for the loci of the selected classes: which = 0 QTL, 1 markers,
+// 2 both. Loci of the other class keep their positions but are never shared.
+void SimClass::GenerateUniqueURandPos(SLocus** loci, int n, double mRange, double mStart, double qRange,
+                                      double qStart, short which)
+{
+    auto selected = [which](const SLocus* l) { return which == 2 || (which == 1) == !l->isQTL; };
+    auto draw = [&](SLocus* l) {
+        l->pos = l->isQTL ? RoundDouble(MyRnd.URand() * qRange, 5) + qStart
+                          : RoundDouble(MyRnd.URand() * mRange, 5) + mStart;
+    };
+    for (int i = 0; i < n; ++i)
+        if (selected(loci[i])) draw(loci[i]);
+    for (int round = 0;; ++round) {
+        if (round == kMaxRedrawRounds)
+            Abort("Error - %d loci cannot be placed at distinct positions (5 decimals) in their range of %g cM.\n",
+                  n, which == 0 ? qRange : mRange);
+        LPosQSort(0, n - 1, loci);
+        bool redrawn = false;
+        for (int i = 0; i + 1 < n;) {
+            if (std::fabs(loci[i + 1]->pos - loci[i]->pos) >= kSamePosition) {
+                ++i;
+                continue;
+            }
+            int j = i + 1;
+            bool fixedInRun = false;
+            for (; j < n && std::fabs(loci[j]->pos - loci[i]->pos) < kSamePosition; ++j) {
+                if (selected(loci[j])) draw(loci[j]);
+                else fixedInRun = true;
+            }
+            if (fixedInRun) draw(loci[i]);
+            redrawn = true;
+            i = j;
+        }
+        if (!redrawn) return;
+    }
+}
+
+void SimClass::RandomizePosAcrossGenome(int rep)
+{
+    bool markers = r_mpos_g || (r1_mpos_g && rep == 1);
+    bool qtl = r_qpos_g || (r1_qpos_g && rep == 1);
+    if (markers || qtl) {
+        // Positions along the concatenated genome, so that loci not drawn keep their place.
+        double total = 0;
+        for (SChrom& ch : chrom) {
+            for (int i = 0; i < ch.NLoci(); ++i) ch.loci[i]->pos += total;
+            total += ch.len;
+        }
+        GenerateUniqueURandPos(locusPtr.data(), nLociTot, total, 0.00001, total, 0.00001,
+                               markers && qtl ? 2 : (markers ? 1 : 0));
+    }
+    // Cut the genome-wide order into chromosomes.
+    int next = 0;
+    double offset = 0;
+    for (SChrom& ch : chrom) {
+        double end = offset + ch.len;
+        ch.loci = ch.fullLoci = locusPtr.data() + next;
+        ch.nMrk = ch.nQTL = 0;
+        while (next < nLociTot && locusPtr[next]->pos <= end) {
+            SLocus* l = locusPtr[next++];
+            l->pos -= offset;
+            (l->isQTL ? ch.nQTL : ch.nMrk)++;
+        }
+        ch.mrk.start = ch.qtl.start = 0.00001;
+        ch.mrk.full = ch.nMrk;
+        ch.qtl.full = ch.nQTL;
+        offset = end;
+    }
+    if (next != nLociTot)
+        Abort("Error - Randomize function: code 62354 %d %d!\nPlease report the error to %s\n", next, nLociTot,
+              kContactText);
+}
+
+void SimClass::SampleParam(int rep)
+{
+    for (SChrom& ch : chrom) {
+        bool markers = (ch.mrk.posMethod == EPosMethod::Rnd || (ch.mrk.posMethod == EPosMethod::Rnd1 && rep == 1)) &&
+                       ch.nMrk > 0;
+        bool qtl = (ch.qtl.posMethod == EPosMethod::Rnd || (ch.qtl.posMethod == EPosMethod::Rnd1 && rep == 1)) &&
+                   ch.nQTL > 0;
+        if (markers || qtl)
+            GenerateUniqueURandPos(ch.loci, ch.NLoci(), ch.mrk.end - ch.mrk.start, ch.mrk.start,
+                                   ch.qtl.end - ch.qtl.start, ch.qtl.start, markers && qtl ? 2 : (markers ? 1 : 0));
+        SampleAlleles(ch, rep);
+    }
+    if (r_mpos_g || r_qpos_g || ((r1_mpos_g || r1_qpos_g) && rep == 1)) RandomizePosAcrossGenome(rep);
 }

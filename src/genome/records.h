@@ -36,6 +36,7 @@ struct SLocus {
 // Settings of one class of loci (markers or QTL) of a chromosome.
 struct SLocusClassSettings {
     int saved = 0;                       // number of loci as read (nmloci / nqloci)
+    int full = 0;                        // loci of the full locus list (genome-wide placement moves them)
     int fixed = 0;                       // loci with a single allele in the last historical generation
     EPosMethod posMethod = EPosMethod::Even;
     double start = 0.00001;              // cM, first possible position

@@ -1,19 +1,263 @@
-#include "app/simclass.h"
+// The historical population: founders, generations of random mating made by a pool of worker
+// threads, mutation, homozygosity monitoring and the progress table.
+#include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <cmath>
 
-void SimClass::HPSimulator(int) {}
-void SimClass::MeiosisBase_MyThread(int) {}
-void SimClass::GetHPHomo(int) {}
-void SimClass::GenerateCompleteLD(SRec*) {}
-void SimClass::SelectSegregatingLoci_LHG(SRec*) {}
-void SimClass::PurgeIndivGenotype_LHG(SRec*, const int*, int) {}
-void SimClass::GenerateUniqueURandPos(SLocus**, int, double, double, double, double, short) {}
-void SimClass::RandomizePosAcrossGenome(int) {}
-void SimClass::SampleParam(int) {}
-void SimClass::SampleAlleles(int) {}
-void SimClass::AllocQAEffectMem() {}
-void SimClass::SampleQAEffect() {}
-void SimClass::ScaleQAEffect(SRec*, int, double&) {}
-double SimClass::QTLValue(const SRec*) const { return 0; }
-void SimClass::SampleCrossoPos(int, short&, double*, double, CMyRnd*) {}
-void SimClass::Meiosis(SRec*, CMyRnd*, SCrossoP*, CWriteBuffer*) {}
-void SimClass::MeiosisBase(int, int) {}
+#include "app/simclass.h"
+#include "support/boxes.h"
+#include "support/messages.h"
+#include "support/numbers.h"
+#include "support/timing.h"
+
+namespace {
+
+constexpr int kMinPerWorker = 20;
+
+// A progress line: "*" marks a generation of the size plan.
+void PrintHistLine(char mark, int g, int size, int males)
+{
+    Info("%c%-5s %8s %8s %8s", mark, FormatNum(static_cast<unsigned long long>(g)),
+         FormatNum(static_cast<unsigned long long>(size)), FormatNum(static_cast<unsigned long long>(males)),
+         FormatNum(static_cast<unsigned long long>(size - males)));
+}
+
+// An allele drawn by inverse cumulative search over the frequencies (the last allele takes
+// whatever rounding leaves over).
+uint16_t DrawAllele(const std::vector<double>& freq, CMyRnd& rnd)
+{
+    double u = rnd.URand();
+    size_t n = freq.size();
+    for (size_t a = 0; a + 1 < n; ++a) {
+        if (freq[a] > u) return static_cast<uint16_t>(a + 1);
+        u -= freq[a];
+    }
+    return static_cast<uint16_t>(n > 0 ? n : 1);
+}
+
+}  // namespace
+
+int SimClass::HistSize(int g) const
+{
+    if (g <= 0) return hp.sizes[0];
+    for (int k = 0; k + 1 < hp.nSizeEntries; ++k) {
+        long long g0 = hp.gens[k], g1 = hp.gens[k + 1], s0 = hp.sizes[k], s1 = hp.sizes[k + 1];
+        if (g > g0 && g <= g1) return static_cast<int>(s0 + (s1 - s0) * (g - g0) / (g1 - g0));
+    }
+    return hp.LastSize();
+}
+
+int SimClass::HistMales(int g) const
+{
+    if (g == 0) return hp.nmfhg;
+    if (g == hp.nGen) return hp.nmlhg;
+    return static_cast<int>(HistSize(g) * (static_cast<double>(hp.nmfhg) / hp.sizes[0]));
+}
+
+// Every locus starts the replicate with its set-up number of alleles and identity labels.
+void SimClass::ResetAlleleNumbers()
+{
+    for (SChrom& ch : chrom)
+        for (int i = 0; i < ch.NLoci(); ++i) {
+            SLocus* l = ch.loci[i];
+            l->nAllele = l->nAllele0;
+            bool recurrent = l->isQTL ? qmutrRecurrent : mmutrRecurrent;
+            if (l->nAllele == 1 && recurrent) l->nAllele = 2;
+            l->alleleLabel.resize(static_cast<size_t>(l->nAllele) + 1);
+            l->alleleLabel[0] = l->nAllele;
+            for (int a = 1; a <= l->nAllele; ++a) l->alleleLabel[a] = static_cast<uint16_t>(a);
+            l->maxLabel = l->nAllele;
+        }
+}
+
+void SimClass::StartHistWorkers(std::vector<boost::thread>& threads)
+{
+    std::vector<CMyRnd> generators;
+    MakeDerivedGenerators(generators, nthread);
+    hpWorkers.clear();
+    for (int t = 0; t < nthread; ++t) {
+        hpWorkers.push_back(std::make_unique<SHistWorker>());
+        hpWorkers.back()->rnd = generators[t];
+    }
+    for (int t = 0; t < nthread; ++t) threads.emplace_back(&SimClass::MeiosisBase_MyThread, this, t);
+}
+
+void SimClass::StopHistWorkers(std::vector<boost::thread>& threads)
+{
+    for (auto& w : hpWorkers) w->command.store(SHistWorker::kStop, std::memory_order_release);
+    for (auto& th : threads) th.join();
+    threads.clear();
+}
+
+void SimClass::RunHistPass(int command, SRec* target, int n, int males)
+{
+    std::vector<SIndex> parts(static_cast<size_t>(nthread));
+    int nParts = nthread;
+    Split2Index(parts.data(), 0, n - 1, nParts, kMinPerWorker);
+    hpTarget = target;
+    hpTargetMales = males;
+    // The pass data above is published by the release store of each command word.
+    for (int t = 0; t < nParts; ++t) {
+        hpWorkers[t]->share = parts[t];
+        hpWorkers[t]->command.store(command, std::memory_order_release);
+    }
+    for (int t = 0; t < nParts; ++t)
+        while (hpWorkers[t]->command.load(std::memory_order_acquire) != SHistWorker::kIdle)
+            boost::this_thread::sleep(boost::posix_time::microseconds(100));
+}
+
+void SimClass::MeiosisBase_MyThread(int t)
+{
+    SHistWorker& w = *hpWorkers[t];
+    for (;;) {
+        int command = w.command.load(std::memory_order_acquire);
+        switch (command) {
+        case SHistWorker::kIdle:
+            boost::this_thread::sleep(boost::posix_time::microseconds(t + 100));
+            continue;
+        case SHistWorker::kMeiosis:
+            for (int idx = w.share.first; idx <= w.share.last; ++idx) MeiosisBase(t, idx);
+            break;
+        case SHistWorker::kHomozygosity: GetHPHomo(t); break;
+        case SHistWorker::kFounders: FounderGenotypes(t); break;
+        case SHistWorker::kStop: return;
+        default: continue;
+        }
+        w.command.store(SHistWorker::kIdle, std::memory_order_release);
+    }
+}
+
+void SimClass::GetHPHomo(int t)
+{
+    SHistWorker& w = *hpWorkers[t];
+    w.mrkHomoSum = w.qtlHomoSum = 0;
+    for (int idx = w.share.first; idx <= w.share.last; ++idx) {
+        const SRec& r = hpTarget[idx];
+        const uint16_t* pat = r.Pat();
+        const uint16_t* mat = r.Mat();
+        bool male = idx < hpTargetMales;
+        int markers = 0, qtl = 0;
+        for (const SChrom& ch : chrom) {
+            if (ch.isX && male) continue;
+            for (int k = 0; k < ch.nMrk; ++k) markers += pat[ch.mrkIdx[k]] == mat[ch.mrkIdx[k]];
+            for (int k = 0; k < ch.nQTL; ++k) qtl += pat[ch.qtlIdx[k]] == mat[ch.qtlIdx[k]];
+        }
+        w.mrkHomoSum += MyDVD(markers, nMrkTot);
+        w.qtlHomoSum += MyDVD(qtl, nQTLTot);
+    }
+}
+
+void SimClass::MeasureHomozygosity(SRec* target, int n, int males)
+{
+    RunHistPass(SHistWorker::kHomozygosity, target, n, males);
+    double markers = 0, qtl = 0;
+    for (auto& w : hpWorkers) {
+        markers += w->mrkHomoSum;
+        qtl += w->qtlHomoSum;
+        w->mrkHomoSum = w->qtlHomoSum = 0;  // workers left out of a small pass add nothing
+    }
+    hpMrkHomo = markers / n;
+    hpQtlHomo = qtl / n;
+}
+
+void SimClass::FounderGenotypes(int t)
+{
+    SHistWorker& w = *hpWorkers[t];
+    for (int idx = w.share.first; idx <= w.share.last; ++idx) {
+        SRec& r = hpTarget[idx];
+        for (int c = 0; c < nChr; ++c) {
+            const SChrom& ch = chrom[c];
+            uint16_t* pat = r.patChr[c];
+            uint16_t* mat = r.matChr[c];
+            bool uniqueMarkers = ch.mrk.nAlleleMethod == ENumAlleleMethod::Unique;
+            for (int i = 0; i < ch.NLoci(); ++i) {
+                const SLocus* l = ch.loci[i];
+                if (l->isQTL ? (ch.cld & kCldQTL) : (ch.cld & kCldMarkers)) continue;  // dealt in complete LD
+                if (!l->isQTL && uniqueMarkers) {
+                    pat[i] = static_cast<uint16_t>(2 * idx + 1);
+                    mat[i] = static_cast<uint16_t>(2 * idx + 2);
+                } else {
+                    pat[i] = DrawAllele(l->freq, w.rnd);
+                    mat[i] = DrawAllele(l->freq, w.rnd);
+                }
+            }
+            if (ch.isX && idx < hpTargetMales)
+                std::copy(mat, mat + ch.NLoci(), pat);
+        }
+    }
+}
+
+void SimClass::HPSimulator(int rep)
+{
+    CMyTime timer;
+    const int G = hp.nGen;
+    std::vector<SRec> other(static_cast<size_t>(hp.LargestSize()));
+    mutation.InitializeRep();
+    hpPatCross = hpMatCross = 0;
+    SampleParam(rep);
+    GetMrkQTLIdx();
+    ResetAlleleNumbers();
+    for (SRec& r : hp.recs) AllocRecChr(&r);
+    for (SRec& r : other) AllocRecChr(&r);
+    GenerateCompleteLD(hp.recs.data());
+    std::vector<boost::thread> threads;
+    StartHistWorkers(threads);
+    const bool mutating = mmutr > 0 || qmutr > 0;
+
+    PrintALineFormat1(60, '-', stdout, "Historical generations (%s)", FormatNum(static_cast<unsigned long long>(G)));
+    if (rptfp) PrintALineFormat1(45, '-', rptfp, "Historical generations (%s)", FormatNum(static_cast<unsigned long long>(G)));
+    Info("%-5s  %8s %8s %8s   %8s   %8s\n", "Gen.", "Size", "Male", "Female", "Mrk Homo", "QTL Homo");
+
+    // Generation 0: the founders.
+    int size = HistSize(0), males = HistMales(0);
+    RunHistPass(SHistWorker::kFounders, hp.recs.data(), size, males);
+    if (mutating) mutation.Mutate(hp.recs.data(), size);
+    MeasureHomozygosity(hp.recs.data(), size, males);
+    if (monitor_hp_homo) SaveHPHomo(0);
+    if (G > 0) {
+        PrintHistLine('*', 0, size, males);
+        Info("   %8.4f   %8.4f\n", hpMrkHomo, hpQtlHomo);
+    }
+
+    SRec* parents = hp.recs.data();
+    SRec* offspring = other.data();
+    int boundary = 1;  // size-plan entry whose generation comes next
+    const int printStep = G / 10 + 1;
+    for (int g = 1; g <= G; ++g) {
+        int parentSize = size, parentMales = males;
+        size = HistSize(g);
+        males = HistMales(g);
+        bool atBoundary = boundary < hp.nSizeEntries && g == hp.gens[boundary];
+        bool shown = (g % printStep == 0 || atBoundary) && g < G;
+        if (shown) PrintHistLine(atBoundary ? '*' : ' ', g, size, males);
+
+        hpParents = parents;
+        hpNMaleParents = parentMales;
+        hpNFemaleParents = parentSize - parentMales;
+        RunHistPass(SHistWorker::kMeiosis, offspring, size, males);
+        if (mutating) mutation.Mutate(offspring, size);
+
+        bool monitored = monitor_hp_homo && g >= monitorFreq && g % monitorFreq == 0;
+        if (shown || atBoundary || monitored || g == G) MeasureHomozygosity(offspring, size, males);
+        if (monitor_hp_homo && (monitored || g == G)) SaveHPHomo(g);
+        if (shown) Info("   %8.4f   %8.4f\n", hpMrkHomo, hpQtlHomo);
+        if (atBoundary) ++boundary;
+        std::swap(parents, offspring);
+    }
+    Info("*%-5s %8s %8s %8s   %8.4f   %8.4f\n", FormatNum(static_cast<unsigned long long>(G)),
+         FormatNum(static_cast<unsigned long long>(hp.LastSize())), FormatNum(static_cast<unsigned long long>(hp.nmlhg)),
+         FormatNum(static_cast<unsigned long long>(hp.LastSize() - hp.nmlhg)), hpMrkHomo, hpQtlHomo);
+
+    // The last generation stays in the engine's record array.
+    if (parents != hp.recs.data()) hp.recs.swap(other);
+    CloseHistoricalRun(threads, hp.recs.data());
+
+    for (size_t i = static_cast<size_t>(hp.LastSize()); i < hp.recs.size(); ++i) {
+        FreeRecChr(hp.recs[i].patChr);
+        hp.recs[i].patChr = nullptr;
+    }
+    for (SRec& r : other) FreeRecChr(r.patChr);
+    hpWorkers.clear();
+    const char* lap = timer.PrintTime_Str();
+    PrintLineTime(60, '-', stdout, lap);
+    if (rptfp) PrintLineTime(45, '-', rptfp, lap);
+}

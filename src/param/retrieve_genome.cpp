@@ -138,8 +138,8 @@ void SimClass::RetrieveChr(SCom* firstChrToken)
             ch.mrk.end = ch.qtl.end = ch.len;
             genomeLength += ch.len;
             break;
-        case 18: ch.nMrk = ch.mrk.saved = IntValue(t); nMrkTot += ch.nMrk; break;
-        case 26: ch.nQTL = ch.qtl.saved = IntValue(t); nQTLTot += ch.nQTL; break;
+        case 18: ch.nMrk = ch.mrk.saved = ch.mrk.full = IntValue(t); nMrkTot += ch.nMrk; break;
+        case 26: ch.nQTL = ch.qtl.saved = ch.qtl.full = IntValue(t); nQTLTot += ch.nQTL; break;
         case 131: ch.maleScale = NumValue(t); break;
         case 132: ch.femaleScale = NumValue(t); break;
         case 153: ch.isX = 1; break;
@@ -230,9 +230,10 @@ void SimClass::RetrieveChrAlleleNumbers(SCom*& t, int c)
         s.nAlleleMethod = NumAlleleMethodOf(t->text);
         s.nAlleleCount = 0;
         if (s.nAlleleMethod == ENumAlleleMethod::Unique) {
+            // Founders carry their own alleles; no frequencies are needed.
             int alleles = 2 * hp.FirstSize();
             if (alleles > kMaxAlleles) lex->PrintError(t, true, true, 52, " %d\n", kMaxAlleles);
-            setAll(alleles);
+            for (int i = 0; i < n; ++i) loci[i]->nAllele0 = static_cast<uint16_t>(alleles);
         }
         break;
     case 38: case 41:

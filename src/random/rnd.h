@@ -43,6 +43,8 @@ public:
     int PoissRnd(double mean);            // Poisson with mean >= 0
     int BinomialRnd(double prob, int n);  // successes in n trials of probability prob
     double lngamm(double arg) const;      // ln(Gamma(arg)) for arg > 0
+    // n distinct crossover positions in (0, len), ascending, 6 decimals (genome/meiosis.cpp).
+    void GenerateCrossoverPos(double* xpos, int n, double len);
     static double fsign(double a, double sign);  // a with the sign of sign (0 leaves a)
 
     // Last shape that set up the constants of the shape >= 1 method (0 before any).

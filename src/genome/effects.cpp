@@ -1,0 +1,161 @@
+// QTL allele effects: drawn in the last historical generation and scaled so that its genetic
+// variances are the ones asked for.
+#include <cmath>
+#include <vector>
+
+#include "app/simclass.h"
+#include "param/errmsg.h"
+#include "support/messages.h"
+#include "support/numbers.h"
+
+namespace {
+
+// Mean and unbiased variance from a sum and a sum of squares of n values.
+double Variance(double sum, double sumSq, double n) { return (sumSq - sum * sum / n) / (n - 1); }
+
+[[noreturn]] void VarianceError(short errNo)
+{
+    CErrMsg messages;
+    Warn("%s\n", messages.GetErrMsg(errNo));
+    Abort("Error(s) detected!\n");
+}
+
+// Mean allele effect (over the allele copies counted) and its variance factor, per QTL.
+struct SQTLSums {
+    double sum = 0, sumSq = 0, copies = 0;
+};
+
+}  // namespace
+
+void SimClass::AllocQAEffectMem()
+{
+    for (SChrom& ch : chrom) {
+        ch.mrk.fixed = ch.qtl.fixed = 0;
+        for (int i = 0; i < ch.NLoci(); ++i) {
+            SLocus* l = ch.loci[i];
+            if (l->isQTL) l->effect.assign(l->nAllele, 0.0);
+            if (l->nAllele == 1) ch.Settings(l->isQTL).fixed++;
+        }
+    }
+    int fixedMrk = 0, fixedQTL = 0;
+    for (const SChrom& ch : chrom) {
+        fixedMrk += ch.mrk.fixed;
+        fixedQTL += ch.qtl.fixed;
+    }
+    Info("   No. segregating markers  : %-7s out of %s\n", FormatNum(static_cast<unsigned long long>(nMrkTot - fixedMrk)),
+         FormatNum(static_cast<unsigned long long>(nMrkTot)));
+    Info("   No. segregating QTL      : %-7s out of %s\n", FormatNum(static_cast<unsigned long long>(nQTLTot - fixedQTL)),
+         FormatNum(static_cast<unsigned long long>(nQTLTot)));
+    AddValue(histRep.segMrk, nMrkTot - fixedMrk);
+    AddValue(histRep.segQTL, nQTLTot - fixedQTL);
+}
+
+void SimClass::SampleQAEffect()
+{
+    GetLociInfo();
+    if (nQTLTot == 0 || chrom.empty()) return;
+    double v = varQTL / nQTLTot * 0.5;
+    double s = 0;
+    const SChrom& first = chrom[0];
+    switch (first.qaeMethod) {
+    case EEffectMethod::Pd: s = std::sqrt(v) / 0.7483314773547883; break;
+    case EEffectMethod::Rndg: s = std::sqrt(v) / std::sqrt(first.gammaShape * first.gammaShape + first.gammaShape); break;
+    case EEffectMethod::Rndn: s = std::sqrt(v); break;
+    case EEffectMethod::Rnd: s = std::sqrt(v) / 0.5773502691896257; break;
+    }
+    auto randomSign = [](double e) { return MyRnd.URand() < 0.5 ? -e : e; };
+    for (SChrom& ch : chrom)
+        for (int i = 0; i < ch.NLoci(); ++i) {
+            SLocus* l = ch.loci[i];
+            if (!l->isQTL) continue;
+            if (l->nAllele < 2) {
+                l->effect.assign(l->nAllele, 0.0);
+                continue;
+            }
+            for (double& e : l->effect) {
+                switch (ch.qaeMethod) {
+                case EEffectMethod::Pd: e = randomSign(MyRnd.GRand(0.4) * s); break;
+                case EEffectMethod::Rndg: e = randomSign(MyRnd.GRand(ch.gammaShape) * s); break;
+                case EEffectMethod::Rndn: e = MyRnd.NRand() * s; break;
+                case EEffectMethod::Rnd: e = randomSign(MyRnd.URand() * s); break;
+                }
+            }
+        }
+}
+
+double SimClass::QTLValue(const SRec* rec) const
+{
+    double v = 0;
+    const uint16_t* pat = rec->Pat();
+    const uint16_t* mat = rec->Mat();
+    for (const SChrom& ch : chrom) {
+        bool maternalOnly = ch.isX && rec->sex == 1;
+        for (int k = 0; k < ch.nQTL; ++k) {
+            int g = ch.qtlIdx[k];
+            const std::vector<double>& e = LocusAt(g)->effect;
+            v += e[mat[g] - 1];
+            if (!maternalOnly) v += e[pat[g] - 1];
+        }
+    }
+    return v;
+}
+
+void SimClass::ScaleQAEffect(SRec* lhg, int n, double& scale)
+{
+    // Genotype values of every QTL over the generation, and the QTL and polygenic values.
+    std::vector<SQTLSums> perQTL(static_cast<size_t>(nQTLTot));
+    double qSum = 0, qSumSq = 0, pSum = 0, pSumSq = 0;
+    for (int i = 0; i < n; ++i) {
+        SRec& r = lhg[i];
+        const uint16_t* pat = r.Pat();
+        const uint16_t* mat = r.Mat();
+        double value = 0;
+        int k = 0;
+        for (const SChrom& ch : chrom) {
+            bool maternalOnly = ch.isX && r.sex == 1;
+            for (int j = 0; j < ch.nQTL; ++j, ++k) {
+                int g = ch.qtlIdx[j];
+                const std::vector<double>& e = LocusAt(g)->effect;
+                double gv = e[mat[g] - 1] + (maternalOnly ? 0 : e[pat[g] - 1]);
+                perQTL[k].sum += gv;
+                perQTL[k].sumSq += gv * gv;
+                perQTL[k].copies += maternalOnly ? 1 : 2;
+                value += gv;
+            }
+        }
+        r.qtlVal = value;
+        qSum += value;
+        qSumSq += value * value;
+        pSum += r.polyVal;
+        pSumSq += r.polyVal * r.polyVal;
+    }
+
+    // Centre every QTL on its mean allele effect and scale it.
+    auto rescale = [&](int k, double factor) {
+        SLocus* l = LocusAt(qtlIndex[k]);
+        double mean = perQTL[k].sum / perQTL[k].copies;
+        for (double& e : l->effect) e = (e - mean) * factor;
+    };
+    if (chrom.empty() || chrom[0].qaeMethod != EEffectMethod::Pd) {
+        double v = Variance(qSum, qSumSq, n);
+        if (varQTL > 1e-5 && v < 1e-5) VarianceError(56);
+        double f = v >= 1e-5 ? std::sqrt(varQTL) / std::sqrt(v) : 1;
+        for (int k = 0; k < nQTLTot; ++k) rescale(k, f);
+        scale = f;
+    } else {
+        for (int k = 0; k < nQTLTot; ++k) {
+            double half = perQTL[k].copies / 2;
+            double vk = Variance(perQTL[k].sum, perQTL[k].sumSq, half);
+            double target = LocusAt(qtlIndex[k])->targetVar;
+            if (target > 1e-5 && vk < 1e-5) VarianceError(57);
+            double f = vk >= 1e-5 ? std::sqrt(target) / std::sqrt(vk) : 1;
+            rescale(k, f);
+            scale = f;
+        }
+    }
+
+    double sd = std::sqrt(std::max(0.0, Variance(pSum, pSumSq, n)));
+    double g = (varPoly < 1e-5 && sd < 1e-5) ? 1 : std::sqrt(varPoly) / sd;
+    double mean = pSum / n;
+    for (int i = 0; i < n; ++i) lhg[i].polyVal = (lhg[i].polyVal - mean) * g;
+}
