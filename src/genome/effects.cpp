@@ -20,9 +20,10 @@ double Variance(double sum, double sumSq, double n) { return (sumSq - sum * sum 
     Abort("Error(s) detected!\n");
 }
 
-// Mean allele effect (over the allele copies counted) and its variance factor, per QTL.
+// Sums of the genotype values of one QTL over the generation.
 struct SQTLSums {
-    double sum = 0, sumSq = 0, copies = 0;
+    double sum = 0, sumSq = 0;  // of the genotype values
+    double copies = 0;          // allele copies counted (one for a male's X-linked QTL)
 };
 
 }  // namespace
@@ -144,8 +145,8 @@ void SimClass::ScaleQAEffect(SRec* lhg, int n, double& scale)
         scale = f;
     } else {
         for (int k = 0; k < nQTLTot; ++k) {
-            double half = perQTL[k].copies / 2;
-            double vk = Variance(perQTL[k].sum, perQTL[k].sumSq, half);
+            // One genotype value per individual (for autosomes the same as half the copies).
+            double vk = Variance(perQTL[k].sum, perQTL[k].sumSq, n);
             double target = LocusAt(qtlIndex[k])->targetVar;
             if (target > 1e-5 && vk < 1e-5) VarianceError(57);
             double f = vk >= 1e-5 ? std::sqrt(target) / std::sqrt(vk) : 1;

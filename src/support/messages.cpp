@@ -16,6 +16,7 @@ namespace {
 // Prints the formatted text to a console stream and, when the report is open, into it.
 void PrintTwice(FILE* console, const char* fmt, va_list ap)
 {
+    if (console == stderr) fflush(stdout);  // keep the order of both channels in a shared log
     va_list copy;
     va_copy(copy, ap);
     vfprintf(console, fmt, ap);
