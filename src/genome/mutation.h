@@ -48,15 +48,27 @@ public:
     uint64_t IgnoredQTLEvents() const { return qtlIgnored; }
 
 private:
+    // Number of mutation events of one class in one individual: Poisson, at most `copies`.
+    static int DrawEventCount(double rate, int copies);
+    // Applies k events to distinct allele copies of rec in one class of loci.
+    void MutateClass(SRec& rec, int k, const int* index, int copies, bool recurrent,
+                     std::vector<uint8_t>& flags, uint64_t& events, uint64_t& ignored);
+    // Draws an allele copy of the class not yet mutated in this individual, and flags it.
+    int DrawFreshCopy(int copies, std::vector<uint8_t>& flags);
+    // Re-numbers locus g; newNumber and labels are the worker's tables of 65536 entries.
+    void IndexLocus(SRec* recs, int n, int g, bool all, uint16_t* newNumber,
+                    uint16_t* labels) const;
+
     double mrkRate = 0, qtlRate = 0;           // mutation rates per allele copy and generation
     uint8_t mrkRecurrent = 0, qtlRecurrent = 0;  // recurrent model per class
-    SLocus** loci = nullptr;                   // genome-wide locus pointer array
-    int* mrkIndex = nullptr;                   // genome-wide index of every marker
-    int* qtlIndex = nullptr;                   // genome-wide index of every QTL
+    SLocus** loci = nullptr;                   // genome-wide locus pointer array (not owned)
+    int* mrkIndex = nullptr;                   // genome-wide index of every marker (not owned)
+    int* qtlIndex = nullptr;                   // genome-wide index of every QTL (not owned)
     int nQTL = 0, nMrk = 0;                    // loci per class at initialisation
     int qtlCopies = 0, mrkCopies = 0;          // allele copies per individual per class
     int nThread = 1;                           // workers of IndexAlleles
     uint8_t keepLabels = 0;                    // allele_label: keep labels across re-numbering
-    uint64_t mrkEvents = 0, mrkIgnored = 0, qtlEvents = 0, qtlIgnored = 0;
+    uint64_t mrkEvents = 0, mrkIgnored = 0, qtlEvents = 0, qtlIgnored = 0;  // per replicate
     std::vector<uint8_t> mrkFlags, qtlFlags;   // allele copies already mutated in this individual
+    std::vector<int> flagged;                  // loci flagged in the current individual and class
 };
