@@ -30,9 +30,7 @@ void SimClass::Run()
     SetNoThread(nthread, 100);
     PrintRunSummary();
 
-    AllocGlobalMem();
-    mutation.Initialize(locusPtr.data(), mrkIndex.data(), qtlIndex.data(), nMrkTot, nQTLTot, nthread, allele_label);
-    mutation.SetRates(mmutr, mmutrRecurrent, qmutr, qmutrRecurrent);
+    InitializeRun();
 
     for (int rep = 1; rep <= nrep; ++rep) {
         repTimer.StartTime();
@@ -81,6 +79,13 @@ void SimClass::Run()
     for (CPopulation& p : pops) p.genStat.clear();
     FreeParamMem();
     FreeGlobalMem();
+}
+
+void SimClass::InitializeRun()
+{
+    AllocGlobalMem();
+    mutation.Initialize(locusPtr.data(), mrkIndex.data(), qtlIndex.data(), nMrkTot, nQTLTot, nthread, allele_label);
+    mutation.SetRates(mmutr, mmutrRecurrent, qmutr, qmutrRecurrent);
 }
 
 void SimClass::PrintRunSummary()

@@ -58,6 +58,8 @@ public:
     void RunRep(int rep);
     void DetermineActiveGen();
     void PrintRunSummary();
+    // Run-level memory and the mutation set-up, before the first replicate.
+    void InitializeRun();
     // The `system` command after a replicate, with the replicate number under /nrep.
     void RunSystemCommand(int rep);
     void ReadReplicateControlFile();

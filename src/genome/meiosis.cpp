@@ -6,6 +6,7 @@
 
 #include "app/simclass.h"
 #include "breeding/sort.h"
+#include "genome/gamete.h"
 #include "support/messages.h"
 #include "support/numbers.h"
 
@@ -52,11 +53,8 @@ void SimClass::SampleCrossoPos(int chr, short& n, double* xpos, double scale, CM
     n = static_cast<short>(count);
 }
 
-namespace {
-
-// Copies one gamete into out: the starting haplotype up to the first crossover, then the other,
-// and so on. Positions ascend; the locus where a segment ends is found by binary search, so the
-// cost grows with the crossovers, not with the loci.
+// The locus where a segment ends is found by binary search, so the cost grows with the
+// crossovers, not with the loci.
 void CopyGamete(const uint16_t* pat, const uint16_t* mat, int startMaternal, const double* xs, int nx,
                 SLocus* const* loci, int n, uint16_t* out)
 {
@@ -75,6 +73,8 @@ void CopyGamete(const uint16_t* pat, const uint16_t* mat, int startMaternal, con
     }
     memcpy(out + from, strand[cur] + from, static_cast<size_t>(n - from) * sizeof(uint16_t));
 }
+
+namespace {
 
 // " C<chromosome>{ p1 p2 ...}" for each chromosome with crossovers of one parent.
 void WriteCrossoverLine(CWriteBuffer* out, char parent, const SCrossoP* cp, int nChr, bool sire)

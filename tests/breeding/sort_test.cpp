@@ -1,0 +1,90 @@
+// Ordering the last historical generation for founder choice, and shuffles.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <numeric>
+
+#include "breeding/sort.h"
+#include "random/rnd.h"
+
+namespace {
+
+struct Generation {
+    std::vector<SRec> recs;
+    SHistPop hp;
+    explicit Generation(int n) : recs(n)
+    {
+        for (int i = 0; i < n; ++i) {
+            recs[i].id = i;
+            recs[i].phen = (i * 37) % n;
+            recs[i].qtlVal = (i * 11) % n;
+            recs[i].polyVal = 0.5;
+            hp.lastGen.push_back(&recs[i]);
+        }
+    }
+    std::vector<int> Ids() const
+    {
+        std::vector<int> ids;
+        for (const SRec* r : hp.lastGen) ids.push_back(r->id);
+        return ids;
+    }
+};
+
+}  // namespace
+
+TEST(SortLastGeneration, RandomOrderIsAPermutation)
+{
+    MyRnd.InitSeed(1);
+    Generation g(50);
+    CSort::SortLHG(&g.hp, kRnd, true, false);
+    std::vector<int> ids = g.Ids();
+    EXPECT_NE(ids, g.Ids() == ids ? std::vector<int>() : ids);
+    std::vector<int> sorted = ids;
+    std::sort(sorted.begin(), sorted.end());
+    std::vector<int> all(50);
+    std::iota(all.begin(), all.end(), 0);
+    EXPECT_EQ(sorted, all);
+    EXPECT_NE(ids, all);
+}
+
+TEST(SortLastGeneration, PhenotypeAndTrueValueOrderHighestOrLowestFirst)
+{
+    MyRnd.InitSeed(2);
+    Generation g(41);
+    CSort::SortLHG(&g.hp, kPhen, true, false);
+    for (size_t i = 1; i < g.hp.lastGen.size(); ++i) EXPECT_GE(g.hp.lastGen[i - 1]->phen, g.hp.lastGen[i]->phen);
+    CSort::SortLHG(&g.hp, kTbv, false, true);
+    for (size_t i = 1; i < g.hp.lastGen.size(); ++i) EXPECT_LE(g.hp.lastGen[i - 1]->Tbv(), g.hp.lastGen[i]->Tbv());
+}
+
+TEST(SortLastGeneration, EqualPhenotypesComeInRandomOrderUnlessShufflingIsOff)
+{
+    Generation a(30), b(30);
+    for (SRec& r : a.recs) r.phen = 1;
+    for (SRec& r : b.recs) r.phen = 1;
+    MyRnd.InitSeed(3);
+    CSort::SortLHG(&a.hp, kPhen, true, false);
+    CSort::SortLHG(&b.hp, kPhen, true, true);
+    EXPECT_NE(a.Ids(), b.Ids());
+}
+
+TEST(SortLastGeneration, BreedingValuesAreRefused)
+{
+    Generation g(5);
+    EXPECT_EXIT(CSort::SortLHG(&g.hp, kEbv, true, false), testing::ExitedWithCode(1),
+                "Error - Breeding values cannot be estimated for historical generation");
+}
+
+TEST(Shuffle, ThePartShuffledIsARandomPickOfTheWhole)
+{
+    MyRnd.InitSeed(4);
+    std::vector<int> a(100);
+    std::iota(a.begin(), a.end(), 0);
+    Shuffle(a.data(), 100, 10);
+    std::vector<int> sorted = a;
+    std::sort(sorted.begin(), sorted.end());
+    for (int i = 0; i < 100; ++i) EXPECT_EQ(sorted[i], i);
+    int fromTail = 0;
+    for (int i = 0; i < 10; ++i) fromTail += a[i] >= 10;
+    EXPECT_GT(fromTail, 0);
+}

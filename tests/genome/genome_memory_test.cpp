@@ -1,0 +1,81 @@
+// Haplotype storage, homozygosity and the release of genomes.
+#include <gtest/gtest.h>
+
+#include "history/history_test_util.h"
+#include "param/param_test_util.h"
+
+namespace {
+
+std::unique_ptr<SimClass> TwoChromosomes(int markers, int qtl)
+{
+    auto sim = ReadParams(HistoryParam("hg_size = 10 [0];", ChromosomeBlock(1, 50, markers, qtl) +
+                                                              ChromosomeBlock(1, 50, markers, qtl, "xchr;")));
+    sim->InitializeRun();
+    sim->GetMrkQTLIdx();
+    return sim;
+}
+
+}  // namespace
+
+TEST(GenomeMemory, HaplotypesAreAddressedByChromosomeOrGenomeWideIndex)
+{
+    auto sim = TwoChromosomes(3, 1);
+    SRec r;
+    sim->AllocRecChr(&r);
+    r.patChr[1][2] = 7;
+    EXPECT_EQ(r.Pat()[4 + 2], 7);
+    r.Mat()[1] = 9;
+    EXPECT_EQ(r.matChr[0][1], 9);
+    SimClass::FreeRecChr(r.patChr);
+}
+
+TEST(GenomeMemory, AMalesHomozygosityLeavesOutTheXButCountsItsMarkers)
+{
+    auto sim = TwoChromosomes(4, 0);
+    SRec r;
+    sim->AllocRecChr(&r);
+    for (int g = 0; g < 8; ++g) {
+        r.Pat()[g] = 1;
+        r.Mat()[g] = g < 2 ? 1 : 2;  // two homozygous markers on the autosome, none on the X
+    }
+    r.sex = 1;
+    EXPECT_EQ(sim->MrkHomozy(&r), 2);
+    EXPECT_DOUBLE_EQ(r.homo, 2.0 / 8);
+    for (int g = 4; g < 8; ++g) r.Mat()[g] = 1;
+    EXPECT_EQ(sim->MrkHomozy(&r), 2);  // a male's X counts nothing
+    r.sex = 0;
+    EXPECT_EQ(sim->MrkHomozy(&r), 6);
+    SimClass::FreeRecChr(r.patChr);
+}
+
+TEST(GenomeMemory, WithoutQtlTheQtlSummaryIsZero)
+{
+    auto sim = TwoChromosomes(5, 0);
+    for (SLocus& l : sim->locusStore) l.nAllele = 3;
+    sim->GetLociInfo();
+    EXPECT_EQ(sim->qtlAlleles.max, 0);
+    EXPECT_EQ(sim->qtlAlleles.mean, 0);
+    EXPECT_EQ(sim->mrkAlleles.min, 3);
+    EXPECT_DOUBLE_EQ(sim->allAlleles.mean, 3);
+}
+
+TEST(GenomeMemory, AReleasedGenomeIsNeverFreedTwice)
+{
+    auto sim = TwoChromosomes(3, 1);
+    CPopulation& p = sim->pops[0];
+    p.nIndiv = 4;
+    p.nMaleFounder = p.nFemaleFounder = 0;
+    sim->AllocPopMem();
+    sim->InitializeRep();
+    for (int i = 0; i < 4; ++i) {
+        sim->AllocRecChr(&p.indiv[i]);
+        p.indiv[i].genomeUse = &sim->genomeUseCount[i];
+        sim->genomeUseCount[i] = i < 2 ? 0 : 1;
+    }
+    sim->FreeChrProgMem(&p, 0, 3);  // releases the two genomes nobody holds
+    EXPECT_EQ(sim->genomeUseCount[0], kGenomeReleased);
+    EXPECT_EQ(sim->genomeUseCount[2], 1);
+    EXPECT_NE(p.indiv[2].patChr, nullptr);
+    sim->FreePopMem();  // frees the other two only; the sanitizer build catches a double free
+    EXPECT_TRUE(sim->genomeUseCount.empty());
+}

@@ -1,0 +1,112 @@
+// Crossovers and gametes.
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "breeding/sort.h"
+#include "genome/gamete.h"
+#include "history/history_test_util.h"
+#include "param/param_test_util.h"
+
+namespace {
+
+// Loci at the given positions (cM), in map order.
+struct Map {
+    std::vector<SLocus> loci;
+    std::vector<SLocus*> ptr;
+    explicit Map(std::vector<double> positions) : loci(positions.size()), ptr(positions.size())
+    {
+        for (size_t i = 0; i < positions.size(); ++i) {
+            loci[i].pos = positions[i];
+            ptr[i] = &loci[i];
+        }
+    }
+};
+
+std::vector<uint16_t> Gamete(const Map& m, std::vector<double> xs, int startMaternal = 0)
+{
+    std::vector<uint16_t> pat(m.loci.size(), 1), mat(m.loci.size(), 2), out(m.loci.size(), 0);
+    CopyGamete(pat.data(), mat.data(), startMaternal, xs.data(), static_cast<int>(xs.size()), m.ptr.data(),
+               static_cast<int>(m.loci.size()), out.data());
+    return out;
+}
+
+using A = std::vector<uint16_t>;
+
+}  // namespace
+
+TEST(Gamete, SegmentsSwitchAtCrossoversAndALocusAtACrossoverStaysLeft)
+{
+    Map m({10, 20, 30, 40, 50});
+    EXPECT_EQ(Gamete(m, {}), (A{1, 1, 1, 1, 1}));
+    EXPECT_EQ(Gamete(m, {}, 1), (A{2, 2, 2, 2, 2}));
+    EXPECT_EQ(Gamete(m, {25}), (A{1, 1, 2, 2, 2}));
+    EXPECT_EQ(Gamete(m, {20}), (A{1, 1, 2, 2, 2}));
+    EXPECT_EQ(Gamete(m, {15, 45}), (A{1, 2, 2, 2, 1}));
+}
+
+TEST(Gamete, CrossoversOutsideTheLociOrBetweenTheSameNeighboursChangeNothing)
+{
+    Map m({10, 20, 30});
+    EXPECT_EQ(Gamete(m, {5}), (A{1, 1, 1}));
+    EXPECT_EQ(Gamete(m, {35}), (A{1, 1, 1}));
+    EXPECT_EQ(Gamete(m, {22, 25}), (A{1, 1, 1}));
+    EXPECT_EQ(Gamete(m, {22, 24, 26}), (A{1, 1, 2}));
+}
+
+TEST(Gamete, BinarySearchFindsTheLastLocusAtOrBeforeAPosition)
+{
+    Map m({10, 20, 30});
+    EXPECT_EQ(CSort::LPos_BinarySearch(3, 9.99, m.ptr.data()), -1);
+    EXPECT_EQ(CSort::LPos_BinarySearch(3, 10, m.ptr.data()), 0);
+    EXPECT_EQ(CSort::LPos_BinarySearch(3, 29.9, m.ptr.data()), 1);
+    EXPECT_EQ(CSort::LPos_BinarySearch(3, 100, m.ptr.data()), 2);
+}
+
+TEST(Crossovers, PositionsAreDistinctSortedAndInsideTheChromosome)
+{
+    CMyRnd rnd;
+    rnd.InitSeed(3);
+    std::vector<double> x(300);
+    for (int trial = 0; trial < 200; ++trial) {
+        rnd.GenerateCrossoverPos(x.data(), 300, 1.0);  // 300 positions on 1 cM: many collide at first
+        for (int i = 0; i < 300; ++i) {
+            EXPECT_GE(x[i], 0.0001);
+            EXPECT_LE(x[i], 0.9999);
+        }
+        for (int i = 1; i < 300; ++i) ASSERT_GT(x[i], x[i - 1]);
+    }
+}
+
+TEST(Crossovers, CompleteInterferenceLeavesNoPairWithinTheDistance)
+{
+    std::string genome = "interference = 5 /c;\nmean_crossover = 5;\n" + ChromosomeBlock(1, 200, 10, 1);
+    auto sim = ReadParams(HistoryParam("hg_size = 10 [0];", genome));
+    CMyRnd rnd;
+    rnd.InitSeed(17);
+    std::vector<double> x(kMaxCrossovers);
+    long crossovers = 0;
+    for (int trial = 0; trial < 2000; ++trial) {
+        short n;
+        sim->SampleCrossoPos(0, n, x.data(), 1.0, &rnd);
+        crossovers += n;
+        for (int i = 1; i < n; ++i) ASSERT_GT(x[i] - x[i - 1], 5.0);
+    }
+    EXPECT_GT(crossovers, 2000 * 5);  // thinned from a mean of 10, but far from empty
+
+    auto without = ReadParams(HistoryParam("hg_size = 10 [0];", "mean_crossover = 5;\n" + ChromosomeBlock(1, 200, 10, 1)));
+    int close = 0;
+    for (int trial = 0; trial < 200; ++trial) {
+        short n;
+        without->SampleCrossoPos(0, n, x.data(), 1.0, &rnd);
+        for (int i = 1; i < n; ++i) close += x[i] - x[i - 1] <= 5.0;
+    }
+    EXPECT_GT(close, 100);
+}
+
+TEST(Crossovers, NoMeanCrossoverMeansWholeParentalHaplotypes)
+{
+    std::string genome = "mean_crossover = 0;\n" + ChromosomeBlock(2, 100, 50, 5);
+    auto sim = SimulateHistory(HistoryParam("hg_size = 30 [0] 30 [3];", genome), 13, 1);
+    EXPECT_EQ(sim->hpPatCross + sim->hpMatCross, 0u);
+}

@@ -1,0 +1,196 @@
+// The historical population: its records, drift, recombination, scaling and reproducibility.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numeric>
+
+#include "history/history_test_util.h"
+
+namespace {
+
+// Sum of all alleles of the last generation weighted by position: equal genomes give equal sums.
+unsigned long long GenomeFingerprint(const SimClass& sim)
+{
+    unsigned long long h = 1469598103934665603ULL;
+    for (const SRec* r : sim.hp.lastGen)
+        for (int g = 0; g < sim.nLociTot; ++g) h = (h ^ (r->Pat()[g] * 131u + r->Mat()[g])) * 1099511628211ULL;
+    return h;
+}
+
+double Variance(const std::vector<double>& x)
+{
+    double mean = std::accumulate(x.begin(), x.end(), 0.0) / x.size();
+    double ss = 0;
+    for (double v : x) ss += (v - mean) * (v - mean);
+    return ss / (x.size() - 1);
+}
+
+}  // namespace
+
+TEST(HistoricalPopulation, ASingleGenerationIsTheLastGenerationWithMalesFirst)
+{
+    auto sim = SimulateHistory(HistoryParam("hg_size = 30 [0]; nmfhg = 12;", ChromosomeBlock(1, 50, 20, 3)), 7, 2);
+    ASSERT_EQ(sim->hp.lastGen.size(), 30u);
+    for (int i = 0; i < 30; ++i) {
+        const SRec* r = sim->hp.lastGen[i];
+        EXPECT_EQ(r->sex, i < 12 ? 1 : 0) << i;
+        EXPECT_EQ(r->id, 0);
+        EXPECT_EQ(r->sire, &sim->unknownParent);
+        EXPECT_EQ(*r->genomeUse, 0);
+        EXPECT_EQ(r->hasPhen, 1);
+        EXPECT_DOUBLE_EQ(r->phen, r->qtlVal + r->polyVal + r->res);
+    }
+    EXPECT_EQ(sim->hpPatCross + sim->hpMatCross, 0u);
+}
+
+TEST(HistoricalPopulation, MalesCarryTwoCopiesOfTheirMothersX)
+{
+    std::string genome = ChromosomeBlock(1, 100, 50, 5) + ChromosomeBlock(1, 80, 40, 4, "xchr;");
+    auto sim = SimulateHistory(HistoryParam("hg_size = 40 [0] 40 [5];", genome), 11, 2);
+    const SChrom& x = sim->chrom[1];
+    int males = 0, femalesDifferent = 0;
+    for (const SRec* r : sim->hp.lastGen) {
+        bool same = std::equal(r->patChr[1], r->patChr[1] + x.NLoci(), r->matChr[1]);
+        if (r->sex == 1) {
+            EXPECT_TRUE(same);
+            ++males;
+        } else {
+            femalesDifferent += !same;
+        }
+    }
+    EXPECT_EQ(males, 20);
+    EXPECT_GT(femalesDifferent, 10);
+}
+
+TEST(HistoricalPopulation, CompleteLdGivesEveryLocusTheFirstMarkersAlleles)
+{
+    std::string chr = "begin_chr = 1; chrlen = 50; nmloci = 10; mpos = rnd; nma = all 3; maf = eql; nqloci = 4;"
+                      " qpos = rnd; nqa = all 3; qaf = eql; qae = rnd; cld = mq; end_chr;\n";
+    auto sim = SimulateHistory(HistoryParam("hg_size = 60 [0];", chr + ChromosomeBlock(1, 50, 10, 2)), 3, 1);
+    const SChrom& ch = sim->chrom[0];
+    int alleleSeen[4] = {0, 0, 0, 0};
+    for (const SRec* r : sim->hp.lastGen)
+        for (int i = 1; i < ch.NLoci(); ++i) {
+            EXPECT_EQ(r->patChr[0][i], r->patChr[0][0]);
+            EXPECT_EQ(r->matChr[0][i], r->matChr[0][0]);
+            alleleSeen[r->patChr[0][0]]++;
+        }
+    EXPECT_GT(alleleSeen[1] * alleleSeen[2] * alleleSeen[3], 0);  // all three alleles occur
+}
+
+TEST(HistoricalPopulation, HomozygosityRisesWithDriftAsExpectedForTheEffectiveSize)
+{
+    // 50 males and 50 females: Ne = 4 * 50 * 50 / 100 = 100. Bi-allelic markers at 0.5 start at
+    // heterozygosity 0.5, which falls by 1/(2 Ne) per generation.
+    const int generations = 60;
+    std::string param = HistoryParam("hg_size = 100 [0] 100 [" + std::to_string(generations) + "];",
+                                     ChromosomeBlock(10, 100, 200, 1));
+    std::vector<double> homo;
+    for (unsigned long seed = 1; seed <= 6; ++seed) homo.push_back(SimulateHistory(param, seed, 2)->hpMrkHomo);
+    double expected = 1 - 0.5 * std::pow(1 - 1 / 200.0, generations);
+    double mean = std::accumulate(homo.begin(), homo.end(), 0.0) / homo.size();
+    double se = std::sqrt(Variance(homo) / homo.size());
+    EXPECT_NEAR(mean, expected, 4 * se + 0.002) << "se " << se;
+    EXPECT_GT(mean, 0.55);
+}
+
+TEST(HistoricalPopulation, CrossoversPerGameteFollowTheMapLengthsAndTheMeanNumber)
+{
+    // Per chromosome a gamete is sampled with probability 1/2 and then has Poisson(L * scale / 100
+    // * mean_crossover) crossovers; sires never recombine on the X.
+    std::string genome = "mean_crossover = 1.5;\n" +
+                         ChromosomeBlock(2, 150, 30, 2, "male_map_scale = 1.2; female_map_scale = 0.8;") +
+                         ChromosomeBlock(1, 100, 30, 2, "xchr;");
+    auto sim = SimulateHistory(HistoryParam("hg_size = 200 [0] 200 [50];", genome), 5, 2);
+    const double meioses = 200.0 * 50;
+    auto check = [&](double observed, const std::vector<double>& lambdas) {
+        double mean = 0, var = 0;
+        for (double l : lambdas) {
+            mean += l / 2;
+            var += l / 2 + l * l / 4;
+        }
+        EXPECT_NEAR(observed, meioses * mean, 4 * std::sqrt(meioses * var));
+    };
+    check(static_cast<double>(sim->hpPatCross), {1.5 * 1.2 * 1.5, 1.5 * 1.2 * 1.5});
+    check(static_cast<double>(sim->hpMatCross), {1.5 * 0.8 * 1.5, 1.5 * 0.8 * 1.5, 1.0 * 1.5});
+}
+
+TEST(HistoricalPopulation, ScalingGivesExactlyTheRequestedVariances)
+{
+    auto sim = SimulateHistory(HistoryParam("hg_size = 300 [0] 300 [20];", ChromosomeBlock(3, 100, 50, 10)), 9, 2);
+    std::vector<double> qtl, poly;
+    for (const SRec* r : sim->hp.lastGen) {
+        qtl.push_back(r->qtlVal);
+        poly.push_back(r->polyVal);
+    }
+    EXPECT_NEAR(Variance(qtl), sim->varQTL, 1e-9);
+    EXPECT_NEAR(Variance(poly), sim->varPoly, 1e-9);
+    EXPECT_NEAR(std::accumulate(poly.begin(), poly.end(), 0.0), 0, 1e-9);
+    // Every QTL is centred: its mean allele effect over the generation is 0.
+    for (int k = 0; k < sim->nQTLTot; ++k) {
+        int g = sim->qtlIndex[k];
+        double sum = 0;
+        for (const SRec* r : sim->hp.lastGen)
+            sum += sim->LocusAt(g)->effect[r->Pat()[g] - 1] + sim->LocusAt(g)->effect[r->Mat()[g] - 1];
+        EXPECT_NEAR(sum, 0, 1e-9) << k;
+    }
+}
+
+TEST(HistoricalPopulation, PredefinedEffectsGiveEachQtlItsShareOfTheVariance)
+{
+    std::string chr = "begin_chr = 1; chrlen = 100; nmloci = 20; mpos = rnd; nma = all 2; maf = eql; nqloci = 3;"
+                      " qpos = rnd; nqa = all 2; qaf = eql; qae = pd 0.2 0.3 0.5; end_chr;\n";
+    // Gamma effects with shape 0.4 are often tiny; a large QTL variance keeps the genotype
+    // variance of every QTL clear of the "cannot be generated" limit of 1e-5.
+    std::string param = HistoryParam("hg_size = 400 [0] 400 [5];", chr);
+    param.replace(param.find("phvar = 2;"), 10, "phvar = 1000;");
+    auto sim = SimulateHistory(param, 2, 2);
+    for (int k = 0; k < 3; ++k) {
+        int g = sim->qtlIndex[k];
+        const SLocus* l = sim->LocusAt(g);
+        std::vector<double> values;
+        for (const SRec* r : sim->hp.lastGen) values.push_back(l->effect[r->Pat()[g] - 1] + l->effect[r->Mat()[g] - 1]);
+        EXPECT_NEAR(Variance(values), l->targetVar, 1e-9) << k;
+    }
+}
+
+TEST(HistoricalPopulation, RecurrentMutationNeverAddsAlleles)
+{
+    std::string genome = "mmutr = 0.005 /recurrent;\nqmutr = 0.005;\n" + ChromosomeBlock(1, 100, 100, 20);
+    auto sim = SimulateHistory(HistoryParam("hg_size = 50 [0] 50 [30];", genome), 4, 2);
+    EXPECT_GT(sim->mutation.MarkerEvents(), 0u);
+    EXPECT_LE(sim->mrkAlleles.max, 2);
+    EXPECT_GT(sim->qtlAlleles.max, 2);  // non-recurrent QTL mutation makes new alleles
+}
+
+TEST(HistoricalPopulation, ResultsDependOnlyOnTheSeedAndTheNumberOfThreads)
+{
+    std::string param = HistoryParam("hg_size = 100 [0] 100 [20];", "mmutr = 0.0001;\n" + ChromosomeBlock(2, 100, 100, 5));
+    for (int threads : {1, 2}) {
+        unsigned long long a = GenomeFingerprint(*SimulateHistory(param, 21, threads));
+        unsigned long long b = GenomeFingerprint(*SimulateHistory(param, 21, threads));
+        EXPECT_EQ(a, b) << threads << " threads";
+    }
+    EXPECT_NE(GenomeFingerprint(*SimulateHistory(param, 21, 1)), GenomeFingerprint(*SimulateHistory(param, 22, 1)));
+}
+
+TEST(HistoricalPopulation, SelectedSegregatingLociAreTheOnlyOnesLeftAndReturnAfterTheReplicate)
+{
+    std::string genome = "select_seg_loci /maft 0.05 /nqtl 4;\n" + ChromosomeBlock(2, 100, 200, 10);
+    auto sim = SimulateHistory(HistoryParam("hg_size = 40 [0] 40 [40];", genome), 8, 2);
+    EXPECT_LT(sim->nMrkTot, 400);
+    EXPECT_EQ(sim->nQTLTot, 4);
+    const int n = static_cast<int>(sim->hp.lastGen.size());
+    for (int g = 0; g < sim->nLociTot; ++g) {
+        std::vector<int> counts(sim->LocusAt(g)->nAllele + 1, 0);
+        for (const SRec* r : sim->hp.lastGen) counts[r->Pat()[g]]++, counts[r->Mat()[g]]++;
+        int rarest = 2 * n;
+        for (size_t a = 1; a < counts.size(); ++a)
+            if (counts[a] > 0) rarest = std::min(rarest, counts[a]);
+        EXPECT_GE(rarest / (2.0 * n), 0.05) << g;
+    }
+    sim->FreePopMem();
+    EXPECT_EQ(sim->nMrkTot, 400);
+    EXPECT_EQ(sim->nQTLTot, 20);
+    EXPECT_EQ(sim->chrom[1].nMrk, 200);
+}
