@@ -224,6 +224,7 @@ public:
     // ---- Genome-wide run state ----
     std::vector<int> mrkIndex;       // genome-wide index of every marker, in genome order
     std::vector<int> qtlIndex;       // genome-wide index of every QTL
+    std::vector<double> lociPosition;  // position of every locus, genome order (rebuilt with the index lists)
     std::vector<SLocus*> selectedLoci;  // loci kept by select_seg_loci for this replicate
     SAlleleSummary qtlAlleles, mrkAlleles, allAlleles;  // filled by GetLociInfo
     std::vector<SCrossoP> crossScratch;  // one per chromosome, for the main thread

@@ -54,18 +54,7 @@ void CSort::SortLHG(SHistPop* hp, ESCDesign design, bool high, bool noShuffle)
     }
 }
 
-int CSort::LPos_BinarySearch(int n, double x, SLocus* const* loci)
+int CSort::LPos_BinarySearch(int n, double x, const double* pos)
 {
-    // Positions ascend: find the last locus at or before x.
-    int lo = 0, hi = n - 1, found = -1;
-    while (lo <= hi) {
-        int mid = (lo + hi) / 2;
-        if (loci[mid]->pos <= x) {
-            found = mid;
-            lo = mid + 1;
-        } else {
-            hi = mid - 1;
-        }
-    }
-    return found;
+    return static_cast<int>(std::upper_bound(pos, pos + n, x) - pos) - 1;
 }

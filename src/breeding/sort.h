@@ -53,6 +53,6 @@ public:
     static void SortRP(CPopulation* pop, int first, int last, bool maleRec, ESCDesign sd);
     // Orders the last historical generation for founder choice.
     static void SortLHG(SHistPop* hp, ESCDesign design, bool high, bool noShuffle);
-    // Index of the last of the n loci (in map order) at or before x; -1 before the first.
-    static int LPos_BinarySearch(int n, double x, SLocus* const* loci);
+    // Index of the last of n ascending locus positions at or before x; -1 before the first.
+    static int LPos_BinarySearch(int n, double x, const double* pos);
 };

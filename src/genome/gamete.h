@@ -7,7 +7,10 @@
 
 // Copies into out the n alleles of one gamete: the starting haplotype (0 paternal,
 // 1 maternal) up to the first crossover, then the other one, and so on. Crossovers xs ascend;
-// one at a locus position leaves that locus with the segment to its left, and one before the
+// `pos` holds the n locus positions in map order; one at a locus position leaves that locus with the segment to its left, and one before the
 // first locus changes nothing.
 void CopyGamete(const uint16_t* pat, const uint16_t* mat, int startMaternal, const double* xs, int nx,
-                SLocus* const* loci, int n, uint16_t* out);
+                const double* pos, int n, uint16_t* out);
+// Orders the streamed stores of CopyGamete before anything the thread writes next; a worker
+// calls it before it hands its share back.
+void FinishStreamedWrites();

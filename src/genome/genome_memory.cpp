@@ -44,11 +44,14 @@ void SimClass::GetMrkQTLIdx()
 {
     mrkIndex.resize(static_cast<size_t>(nMrkTot));
     qtlIndex.resize(static_cast<size_t>(nQTLTot));
+    lociPosition.resize(static_cast<size_t>(nMrkTot + nQTLTot));
     int g = 0, markers = 0, qtl = 0;
     for (SChrom& ch : chrom) {
         ch.mrkIdx = mrkIndex.data() + markers;
         ch.qtlIdx = qtlIndex.data() + qtl;
+        ch.lociPos = lociPosition.data() + g;
         for (int i = 0; i < ch.NLoci(); ++i, ++g) {
+            if (g < static_cast<int>(lociPosition.size())) lociPosition[g] = ch.loci[i]->pos;
             if (ch.loci[i]->isQTL) {
                 if (qtl < nQTLTot) qtlIndex[qtl] = g;
                 ++qtl;

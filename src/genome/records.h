@@ -65,6 +65,7 @@ struct SChrom {
     SLocus** fullLoci = nullptr;  // the slice as built at set-up
     int* mrkIdx = nullptr;        // genome-wide indices of the markers; slice of mrkIndex
     int* qtlIdx = nullptr;        // genome-wide indices of the QTL; slice of qtlIndex
+    const double* lociPos = nullptr;  // positions of loci, contiguous for fast search; slice of lociPosition
 
     int NLoci() const { return nMrk + nQTL; }
     SLocusClassSettings& Settings(bool qtlClass) { return qtlClass ? qtl : mrk; }

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "app/simclass.h"
+#include "genome/gamete.h"
 #include "support/boxes.h"
 #include "support/messages.h"
 #include "support/numbers.h"
@@ -116,6 +117,7 @@ void SimClass::MeiosisBase_MyThread(int t)
             continue;
         case SHistWorker::kMeiosis:
             for (int idx = w.share.first; idx <= w.share.last; ++idx) MeiosisBase(t, idx);
+            FinishStreamedWrites();
             break;
         case SHistWorker::kHomozygosity: GetHPHomo(t); break;
         case SHistWorker::kFounders: FounderGenotypes(t); break;

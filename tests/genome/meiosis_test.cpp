@@ -12,22 +12,15 @@ namespace {
 
 // Loci at the given positions (cM), in map order.
 struct Map {
-    std::vector<SLocus> loci;
-    std::vector<SLocus*> ptr;
-    explicit Map(std::vector<double> positions) : loci(positions.size()), ptr(positions.size())
-    {
-        for (size_t i = 0; i < positions.size(); ++i) {
-            loci[i].pos = positions[i];
-            ptr[i] = &loci[i];
-        }
-    }
+    std::vector<double> pos;
+    explicit Map(std::vector<double> positions) : pos(std::move(positions)) {}
 };
 
 std::vector<uint16_t> Gamete(const Map& m, std::vector<double> xs, int startMaternal = 0)
 {
-    std::vector<uint16_t> pat(m.loci.size(), 1), mat(m.loci.size(), 2), out(m.loci.size(), 0);
-    CopyGamete(pat.data(), mat.data(), startMaternal, xs.data(), static_cast<int>(xs.size()), m.ptr.data(),
-               static_cast<int>(m.loci.size()), out.data());
+    std::vector<uint16_t> pat(m.pos.size(), 1), mat(m.pos.size(), 2), out(m.pos.size(), 0);
+    CopyGamete(pat.data(), mat.data(), startMaternal, xs.data(), static_cast<int>(xs.size()), m.pos.data(),
+               static_cast<int>(m.pos.size()), out.data());
     return out;
 }
 
@@ -57,10 +50,10 @@ TEST(Gamete, CrossoversOutsideTheLociOrBetweenTheSameNeighboursChangeNothing)
 TEST(Gamete, BinarySearchFindsTheLastLocusAtOrBeforeAPosition)
 {
     Map m({10, 20, 30});
-    EXPECT_EQ(CSort::LPos_BinarySearch(3, 9.99, m.ptr.data()), -1);
-    EXPECT_EQ(CSort::LPos_BinarySearch(3, 10, m.ptr.data()), 0);
-    EXPECT_EQ(CSort::LPos_BinarySearch(3, 29.9, m.ptr.data()), 1);
-    EXPECT_EQ(CSort::LPos_BinarySearch(3, 100, m.ptr.data()), 2);
+    EXPECT_EQ(CSort::LPos_BinarySearch(3, 9.99, m.pos.data()), -1);
+    EXPECT_EQ(CSort::LPos_BinarySearch(3, 10, m.pos.data()), 0);
+    EXPECT_EQ(CSort::LPos_BinarySearch(3, 29.9, m.pos.data()), 1);
+    EXPECT_EQ(CSort::LPos_BinarySearch(3, 100, m.pos.data()), 2);
 }
 
 TEST(Crossovers, PositionsAreDistinctSortedAndInsideTheChromosome)

@@ -1,0 +1,88 @@
+// The historical population through the real binary: its console table and report, its result
+// files, and runs repeated from a seed file.
+#include <gtest/gtest.h>
+
+#include <dirent.h>
+#include <set>
+
+#include "cli/cli_util.h"
+
+namespace {
+
+const char* kHistory =
+    "nrep = 2;\nh2 = 0.3;\nqtlh2 = 0.2;\nphvar = 1.0;\n"
+    "begin_hp;\n   hg_size = 60 [0] 60 [30] 40 [40];\nend_hp;\n"
+    "begin_pop = \"p1\";\n   begin_founder;\n      male [n = 2, pop = \"hp\"];\n"
+    "      female [n = 4, pop = \"hp\"];\n   end_founder;\n   ls = 2;\n   ng = 1;\nend_pop;\n"
+    "begin_genome;\n   mmutr = 0.0005;\n   qmutr = 0.0005 /recurrent;\n"
+    "   begin_chr = 2;\n      chrlen = 100;\n      nmloci = 40;\n      mpos = rnd;\n      nma = all 2;\n"
+    "      maf = eql;\n      nqloci = 5;\n      qpos = rnd;\n      nqa = all 2;\n      qaf = eql;\n"
+    "      qae = rndg 0.4;\n   end_chr;\nend_genome;\n"
+    "begin_output;\n   hp_stat;\n   linkage_map;\n   allele_effect;\n   monitor_hp_homo /freq 10;\nend_output;\n";
+
+std::string WithThreads(int threads, const std::string& seedFile = "")
+{
+    std::string text = kHistory;
+    text.insert(0, "nthread = " + std::to_string(threads) + ";\n");
+    if (!seedFile.empty()) text.insert(0, "seed = \"" + seedFile + "\";\n");
+    return text;
+}
+
+std::set<std::string> ResultFiles(const std::string& folder)
+{
+    std::set<std::string> names;
+    if (DIR* dir = opendir(folder.c_str())) {
+        while (struct dirent* e = readdir(dir)) {
+            std::string n = e->d_name;
+            if (n.size() > 4 && n.compare(n.size() - 4, 4, ".txt") == 0 && n != "report.txt") names.insert(n);
+        }
+        closedir(dir);
+    }
+    return names;
+}
+
+}  // namespace
+
+TEST(HistoryRun, PrintsTheTableTheCountsAndTheLastGenerationOnTheConsoleAndInTheReport)
+{
+    TempDir dir;
+    WriteFile(dir / "hp.prm", WithThreads(2));
+    RunResult r = RunDavok(dir, "hp.prm");
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    std::string report = ReadFile(dir / "r_hp/report.txt");
+    for (const std::string& text :
+         {std::string("Gen.       Size     Male   Female   Mrk Homo   QTL Homo\n"), std::string("*0           60       30       30     0."),
+          std::string("*30          60       30       30     0."), std::string("\n 35          50       25       25     0."),
+          std::string("No. marker mutation events  : "), std::string("No. paternal crossovers     : "),
+          std::string("Last historical generation:\n   No. segregating markers  : "),
+          std::string("   QTL mean (var)           :     0.00000 (0.2)"),
+          std::string("Chr       Length   No. Markers     No. QTLs\n  1    100.00000           40            5\n")}) {
+        EXPECT_NE(r.out.find(text), std::string::npos) << text;
+        EXPECT_NE(report.find(text), std::string::npos) << text;
+    }
+    EXPECT_NE(r.out.find("--------------- Historical generations (40) ----------------\n"), std::string::npos);
+    EXPECT_EQ(CountOf(r.out, "Indexing alleles ... done.\n"), 2);
+    for (const char* file : {"hp_stat_001.txt", "hp_homo_mrk_002.txt", "hp_homo_qtl_001.txt", "lm_mrk_001.txt",
+                             "lm_qtl_002.txt", "effect_qtl_001.txt"})
+        EXPECT_TRUE(FileExists(dir / (std::string("r_hp/") + file))) << file;
+    EXPECT_FALSE(FileExists(dir / "r_hp/lm_mrk_qtl_001.txt"));
+    EXPECT_EQ(CountOf(ReadFile(dir / "r_hp/hp_homo_mrk_001.txt"), "\n"), 1 + 5);  // header, 0, 10, 20, 30, 40
+}
+
+TEST(HistoryRun, TheSameSeedFileAndThreadCountGiveByteIdenticalResults)
+{
+    for (int threads : {1, 2}) {
+        TempDir dir;
+        WriteFile(dir / "first.prm", WithThreads(threads));
+        RunResult first = RunDavok(dir, "first.prm");
+        ASSERT_EQ(first.exitCode, 0) << first.err;
+        WriteFile(dir / "again.prm", WithThreads(threads, "r_first/seed"));
+        RunResult again = RunDavok(dir, "again.prm");
+        ASSERT_EQ(again.exitCode, 0) << again.err;
+        std::set<std::string> files = ResultFiles(dir / "r_first");
+        EXPECT_EQ(files, ResultFiles(dir / "r_again"));
+        EXPECT_GE(files.size(), 10u);
+        for (const std::string& f : files)
+            EXPECT_EQ(ReadFile(dir / ("r_first/" + f)), ReadFile(dir / ("r_again/" + f))) << threads << " " << f;
+    }
+}
