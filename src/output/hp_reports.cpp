@@ -1,6 +1,241 @@
-#include "app/simclass.h"
+// Reports on the historical population and the genome it leaves: homozygosity by generation,
+// linkage maps, QTL allele effects and the statistics report "hp_stat".
+#include <cmath>
+#include <cstdint>
 
-void SimClass::SaveHPStat(double, double, double, double, double) {}
-void SimClass::SaveHPHomo(int) {}
-void SimClass::SaveLinkageMap(bool, bool) {}
-void SimClass::SaveAlleleEffect() {}
+#include "app/simclass.h"
+#include "support/boxes.h"
+#include "support/numbers.h"
+
+namespace {
+
+// Calls visit(locus, c, k) for every locus in map order, chromosome by chromosome: c is the
+// chromosome number from 1 and k the locus's number among the loci of its type (markers and
+// QTL are counted separately from 1).
+template <class Visit>
+void WalkLoci(const SimClass& s, Visit visit)
+{
+    int counts[2] = {0, 0};
+    for (int c = 0; c < s.nChr; ++c) {
+        const SChrom& ch = s.chrom[c];
+        for (int i = 0; i < ch.NLoci(); ++i) {
+            const SLocus& locus = *ch.loci[i];
+            visit(locus, c + 1, ++counts[locus.isQTL]);
+        }
+    }
+}
+
+void WriteHomoLine(FILE* fp, bool hasLoci, int gen, double homo)
+{
+    if (!fp || !hasLoci) return;
+    if (gen == 0) fprintf(fp, "%-6s %s\n", "Gen", "Mean homozygosity");
+    fprintf(fp, "%-5d %f\n", gen, homo);
+    fflush(fp);
+}
+
+bool SexSpecificMap(const SimClass& s)
+{
+    for (int c = 0; c < s.nChr; ++c)
+        if (std::fabs(s.chrom[c].maleScale - 1) > 1e-12 || std::fabs(s.chrom[c].femaleScale - 1) > 1e-12)
+            return true;
+    return false;
+}
+
+// ---- hp_stat ----
+
+void PrintCell(FILE* fp, double v, bool overall) { fprintf(fp, overall ? "%11.3f" : " %9.3f", v); }
+void PrintCell(FILE* fp, int v, bool overall) { fprintf(fp, overall ? "%11d" : " %9d", v); }
+
+// One row of the genome table: the label, the genome-wide sum and the value of each chromosome.
+template <class PerChrom>
+void WriteGenomeRow(FILE* fp, const SimClass& s, const char* label, PerChrom value)
+{
+    decltype(value(s.chrom[0])) overall = 0;
+    for (int c = 0; c < s.nChr; ++c) overall += value(s.chrom[c]);
+    fputs(label, fp);
+    PrintCell(fp, overall, true);
+    for (int c = 0; c < s.nChr; ++c) PrintCell(fp, value(s.chrom[c]), false);
+    fputc('\n', fp);
+}
+
+double MaleLength(const SChrom& ch) { return ch.len * ch.maleScale; }
+double FemaleLength(const SChrom& ch) { return ch.len * ch.femaleScale; }
+
+void WriteGenomeTable(FILE* fp, const SimClass& s)
+{
+    fprintf(fp, "%29s %11s", " ", "Overall");
+    for (int c = 0; c < s.nChr; ++c) {
+        char head[16];
+        snprintf(head, sizeof(head), "Chr%d", c + 1);
+        fprintf(fp, " %9s", head);
+    }
+    fputc('\n', fp);
+
+    WriteGenomeRow(fp, s, "Chromosome length (male)    : ", MaleLength);
+    WriteGenomeRow(fp, s, "Chromosome length (female)  : ", FemaleLength);
+    fputc('\n', fp);
+    WriteGenomeRow(fp, s, "No. loci                    : ", [](const SChrom& ch) { return ch.mrk.saved + ch.qtl.saved; });
+    WriteGenomeRow(fp, s, "No. markers                 : ", [](const SChrom& ch) { return ch.mrk.saved; });
+    WriteGenomeRow(fp, s, "No. QTL                     : ", [](const SChrom& ch) { return ch.qtl.saved; });
+    fputc('\n', fp);
+    WriteGenomeRow(fp, s, "No. non-seg. loci           : ", [](const SChrom& ch) { return ch.mrk.fixed + ch.qtl.fixed; });
+    WriteGenomeRow(fp, s, "No. non-seg. markers        : ", [](const SChrom& ch) { return ch.mrk.fixed; });
+    WriteGenomeRow(fp, s, "No. non-seg. QTL            : ", [](const SChrom& ch) { return ch.qtl.fixed; });
+    fputc('\n', fp);
+    if (!s.select_seg_loci) return;
+    WriteGenomeRow(fp, s, "No. selected-seg. loci      : ", [](const SChrom& ch) { return ch.NLoci(); });
+    WriteGenomeRow(fp, s, "No. selected-seg. markers   : ", [](const SChrom& ch) { return ch.nMrk; });
+    WriteGenomeRow(fp, s, "No. selected-seg. QTL       : ", [](const SChrom& ch) { return ch.nQTL; });
+    fprintf(fp, "\nSelected-segregating:\n\n");
+}
+
+void WriteDensities(FILE* fp, const SimClass& s)
+{
+    double male = 0, female = 0;
+    for (int c = 0; c < s.nChr; ++c) {
+        male += MaleLength(s.chrom[c]);
+        female += FemaleLength(s.chrom[c]);
+    }
+    fprintf(fp, "                              %11s %11s\n", "male", "female");
+    fprintf(fp, "Density in total            : %11.5f %11.5f per 1 cM\n", s.nLociTot / male, s.nLociTot / female);
+    fprintf(fp, "Density for markers         : %11.5f %11.5f per 1 cM\n", s.nMrkTot / male, s.nMrkTot / female);
+    fprintf(fp, "Density for QTL             : %11.5f %11.5f per 1 cM\n", s.nQTLTot / male, s.nQTLTot / female);
+    fputc('\n', fp);
+}
+
+// Mean, maximum and minimum numbers of alleles of one class; `what` is "", "marker " or "QTL ".
+void WriteAlleleSummary(FILE* fp, const char* what, const SAlleleSummary& a)
+{
+    char label[40];
+    snprintf(label, sizeof(label), "Average no. %salleles", what);
+    fprintf(fp, "%-28s: %11.5f\n", label, a.mean);
+    snprintf(label, sizeof(label), "Maximum no. %salleles", what);
+    fprintf(fp, "%-28s: %11d\n", label, a.max);
+    snprintf(label, sizeof(label), "Minimum no. %salleles", what);
+    fprintf(fp, "%-28s: %11d\n", label, a.min);
+    fputc('\n', fp);
+}
+
+// The ignored mutation events of one class of loci; a warning of this file only.
+bool WriteIgnoredMutations(FILE* fp, uint64_t ignored, const char* what, const char* whatPlural)
+{
+    if (ignored == 0) return false;
+    fprintf(fp,
+            "Warning - %llu %s mutation events were ignored. Mutation rate for %s or number of generations is "
+            "probably high!\n  - Number of alleles per locus in a generation cannot be larger than %d\n"
+            "  - Maximum number of alleles across generation cannot be larger than %d\n",
+            static_cast<unsigned long long>(ignored), what, whatPlural, kMaxAllelesPerGeneration, kMaxAlleleLabel);
+    ++NoWarn;
+    return true;
+}
+
+void WriteRunCounters(FILE* fp, const SimClass& s)
+{
+    fprintf(fp, "No. marker mutation events  : %11s\n", FormatNum(s.mutation.MarkerEvents()));
+    fprintf(fp, "No. QTL mutation events     : %11s\n", FormatNum(s.mutation.QTLEvents()));
+    fprintf(fp, "No. paternal crossovers     : %11s\n", FormatNum(s.hpPatCross));
+    fprintf(fp, "No. maternal crossovers     : %11s\n", FormatNum(s.hpMatCross));
+    fputc('\n', fp);
+    bool warned = WriteIgnoredMutations(fp, s.mutation.IgnoredMarkerEvents(), "marker", "markers");
+    warned = WriteIgnoredMutations(fp, s.mutation.IgnoredQTLEvents(), "QTL", "QTL") || warned;
+    if (warned) fputc('\n', fp);
+}
+
+void WriteSizeRow(FILE* fp, bool marked, int gen, long long size, long long males)
+{
+    fprintf(fp, "%c%-5d %8s %12s %12s\n", marked ? '*' : ' ', gen, FormatNum(static_cast<unsigned long long>(size)),
+            FormatNum(static_cast<unsigned long long>(males)), FormatNum(static_cast<unsigned long long>(size - males)));
+}
+
+// Sizes between two breakpoints of hg_size are interpolated in 64-bit integers, as the
+// historical generations do; males keep the proportion of the first generation. Breakpoint
+// generations are marked.
+void WriteSizeTable(FILE* fp, const SHistPop& hp)
+{
+    fprintf(fp, "%-5s  %8s %12s %12s\n", "Gen.", "Size", "No. males", "No. females");
+    PrintALine(42, fp);
+    const int s0 = hp.sizes[0];
+    const double maleShare = static_cast<double>(hp.nmfhg) / s0;
+    WriteSizeRow(fp, true, 0, s0, hp.nmfhg);
+    for (int k = 1; k < hp.nSizeEntries; ++k) {
+        const int g0 = hp.gens[k - 1], g1 = hp.gens[k];
+        const int64_t from = hp.sizes[k - 1], to = hp.sizes[k];
+        for (int g = g0 + 1; g <= g1; ++g) {
+            const int64_t size = from + (static_cast<int64_t>(g - g0) * (to - from)) / (g1 - g0);
+            const int64_t males = static_cast<int64_t>(static_cast<double>(size) * maleShare);
+            WriteSizeRow(fp, g == g1, g, size, males);
+        }
+    }
+}
+
+}  // namespace
+
+void SimClass::SaveHPHomo(int gen)
+{
+    WriteHomoLine(hpHomoMrkFp, nMrkTot >= 1, gen, hpMrkHomo);
+    WriteHomoLine(hpHomoQtlFp, nQTLTot >= 1, gen, hpQtlHomo);
+}
+
+void SimClass::SaveLinkageMap(bool qtl, bool combined)
+{
+    FILE* fp = combined ? lmMrkQtlFp : qtl ? lmQtlFp : lmMrkFp;
+    if (!fp) return;
+    const int width = 11, decimals = 5;
+    const bool sexSpecific = SexSpecificMap(*this);
+    char head[64], line[64];
+    if (sexSpecific) {
+        snprintf(head, sizeof(head), "%%-7s %%7s %%%ds %%%ds %%%ds\n", width, width, width);
+        snprintf(line, sizeof(line), "%%6d %%%d.%df %%%d.%df %%%d.%df\n", width, decimals, width, decimals, width,
+                 decimals);
+        fprintf(fp, head, "ID", "Chr", "Input_Pos", "Male_Map", "Female_Map");
+    } else {
+        snprintf(head, sizeof(head), "%%-7s %%7s %%%ds\n", width);
+        snprintf(line, sizeof(line), "%%6d %%%d.%df\n", width, decimals);
+        fprintf(fp, head, "ID", "Chr", "Position");
+    }
+    WalkLoci(*this, [&](const SLocus& locus, int c, int k) {
+        if (!combined && locus.isQTL != (qtl ? 1 : 0)) return;
+        fprintf(fp, locus.isQTL ? "Q%-6d " : "M%-6d ", k);
+        const SChrom& ch = chrom[c - 1];
+        if (sexSpecific)
+            fprintf(fp, line, c, locus.pos, locus.pos * ch.maleScale, locus.pos * ch.femaleScale);
+        else
+            fprintf(fp, line, c, locus.pos);
+    });
+    fflush(fp);
+}
+
+void SimClass::SaveAlleleEffect()
+{
+    FILE* fp = effectQtlFp;
+    if (!fp) return;
+    fprintf(fp, "%-7s %3s   %s\n", "ID", "Chr", "Allele:Effect ...");
+    WalkLoci(*this, [&](const SLocus& locus, int c, int k) {
+        if (!locus.isQTL) return;
+        fprintf(fp, "Q%-6d %3d  ", k, c);
+        for (int a = 1; a <= locus.nAllele; ++a) fprintf(fp, " %3d:% 9.6f", locus.alleleLabel[a], locus.effect[a - 1]);
+        fputc('\n', fp);
+    });
+    fflush(fp);
+}
+
+void SimClass::SaveHPStat(double polyMean, double polyVar, double qtlMean, double qtlVar, double qtlScale)
+{
+    FILE* fp = hpStatFp;
+    if (!hp_stat || !fp) return;
+    PrintALineFormat1(80, '-', fp, "Statistics for the last historical generation");
+    fprintf(fp, "Scaled QTL mean (var)       : %11.5f (%g)\n", qtlMean, qtlVar);
+    fprintf(fp, "QTL scale factor            : %11.5f\n", qtlScale);
+    fprintf(fp, "Polygenic mean (var)        : %11.5f (%g)\n", polyMean, polyVar);
+    fputc('\n', fp);
+    WriteGenomeTable(fp, *this);
+    WriteDensities(fp, *this);
+    WriteAlleleSummary(fp, "", allAlleles);
+    WriteAlleleSummary(fp, "marker ", mrkAlleles);
+    WriteAlleleSummary(fp, "QTL ", qtlAlleles);
+
+    PrintALineFormat1(80, '-', fp, "Statistics for the historical population");
+    WriteRunCounters(fp, *this);
+    WriteSizeTable(fp, hp);
+    fflush(fp);
+}

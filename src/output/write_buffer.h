@@ -10,7 +10,7 @@ class CWriteBuffer {
 public:
     static constexpr int kPayload = 3145728;             // bytes of a chunk before it counts as full
     static constexpr int kChunkSize = kPayload + 10000;  // room for the write that passes the mark
-    static constexpr int kMaxChunks = 100;
+    static constexpr int kMaxChunks = 100;                // chunks kept at most in large-memory mode
 
     CWriteBuffer();
     ~CWriteBuffer();
@@ -31,6 +31,8 @@ public:
     void Dump();
 
 private:
+    // A blank (when `blank`) and the decimal digits of v >= 0.
+    void WriteDigits(int v, bool blank);
     void AfterWrite();
 
     char* chunks[kMaxChunks] = {};  // chunk 0 allocated by the constructor, the others on demand
