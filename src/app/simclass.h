@@ -45,6 +45,8 @@ struct SRate {
 class SimClass {
 public:
     SimClass() = default;
+    // Releases the genomes of a replicate that did not reach its end (a stopped run, a test).
+    ~SimClass() { FreePopMem(); }
     SimClass(const SimClass&) = delete;
     SimClass& operator=(const SimClass&) = delete;
 

@@ -31,7 +31,7 @@ TEST(Driver, TheRunSummaryListsTheSettings)
                          "Residual variance                : 0.7\n"
                          "Phenotypic variance              : 1\n"
                          "No. chromosomes                  : 1\n"
-                         "No. QTL in total                 : 2\n"
+                         "No. QTL in total                 : 10\n"
                          "No. markers in total             : 5\n"
                          "Marker mutation rate             : 0\n"
                          "QTL mutation rate                : 0\n"

@@ -10,10 +10,12 @@
 #include "param/param_test_util.h"
 #include "support/test_util.h"
 
-// The minimal parameter text with `edits`, read completely, its output folder set to `dir`.
+// The minimal parameter text with two QTL and `edits`, read completely, its output folder set
+// to `dir`.
 inline std::unique_ptr<SimClass> EngineIn(const TempDir& dir,
-                                          const std::vector<std::pair<std::string, std::string>>& edits)
+                                          std::vector<std::pair<std::string, std::string>> edits)
 {
+    edits.insert(edits.begin(), {"nqloci = 10;", "nqloci = 2;"});
     auto sim = ReadParams(MinimalParamWith(edits));
     sim->outputFolder = dir.path() + "/";
     sim->curPop = &sim->pops[0];

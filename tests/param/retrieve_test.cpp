@@ -187,7 +187,8 @@ TEST(PopulationStatements, OutputOptionsAndGenerationLists)
 
 TEST(GenomeStatements, ABlockWithACountMakesIdenticalChromosomes)
 {
-    auto sim = ReadParams(MinimalParamWith({{"begin_chr = 1;", "begin_chr = 3;"}, {"chrlen = 10;", "chrlen = 100;"}}));
+    auto sim = ReadParams(MinimalParamWith({{"begin_chr = 1;", "begin_chr = 3;"}, {"chrlen = 10;", "chrlen = 100;"},
+                                            {"nqloci = 10;", "nqloci = 2;"}}));
     ASSERT_EQ(sim->nChr, 3);
     EXPECT_DOUBLE_EQ(sim->genomeLength, 300);
     EXPECT_EQ(sim->nMrkTot, 15);
@@ -222,6 +223,7 @@ TEST(GenomeStatements, EvenAndPredefinedPositions)
     auto sim = ReadParams(MinimalParamWith({{"chrlen = 10;", "chrlen = 40;"},
                                             {"nmloci = 5;", "nmloci = 3;"},
                                             {"mpos = even;", "mpos = even /end 30 /start 10;"},
+                                            {"nqloci = 10;", "nqloci = 2;"},
                                             {"qpos = rnd;", "qpos = pd 15.123456 35;"}}));
     const SChrom& ch = sim->chrom[0];
     ASSERT_EQ(ch.NLoci(), 5);
@@ -252,7 +254,8 @@ TEST(GenomeStatements, NumbersOfAllelesInEveryForm)
 
 TEST(GenomeStatements, SharedFrequenciesAndQtlEffects)
 {
-    auto sim = ReadParams(MinimalParamWith({{"qaf = eql;", "qaf = all 0.25 0.75;"}, {"qae = rndg 0.4;", "qae = pd 0.3 0.7;"}}));
+    auto sim = ReadParams(MinimalParamWith(
+        {{"nqloci = 10;", "nqloci = 2;"}, {"qaf = eql;", "qaf = all 0.25 0.75;"}, {"qae = rndg 0.4;", "qae = pd 0.3 0.7;"}}));
     const SChrom& ch = sim->chrom[0];
     SLocus* const* qtl = ch.loci + ch.nMrk;
     EXPECT_EQ(qtl[1]->freq, (std::vector<double>{0.25, 0.75}));
