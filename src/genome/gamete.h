@@ -11,6 +11,3 @@
 // first locus changes nothing.
 void CopyGamete(const uint16_t* pat, const uint16_t* mat, int startMaternal, const double* xs, int nx,
                 const double* pos, int n, uint16_t* out);
-// Orders the streamed stores of CopyGamete before anything the thread writes next; a worker
-// calls it before it hands its share back.
-void FinishStreamedWrites();

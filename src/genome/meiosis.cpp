@@ -2,11 +2,7 @@
 // X chromosome, and the crossover lines of the recent populations.
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
 #include <cstring>
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
 
 #include "app/simclass.h"
 #include "breeding/sort.h"
@@ -57,30 +53,6 @@ void SimClass::SampleCrossoPos(int chr, short& n, double* xpos, double scale, CM
     n = static_cast<short>(count);
 }
 
-// Copies n alleles. A child's haplotypes are not read again while its generation is made, so
-// they are streamed past the cache (non-temporal stores where the destination is aligned):
-// this saves reading every destination line before writing it. FinishStreamedWrites makes
-// them visible to other threads.
-static void StreamAlleles(uint16_t* dst, const uint16_t* src, size_t n)
-{
-#if defined(__SSE2__)
-    size_t i = 0;
-    for (; i < n && (reinterpret_cast<uintptr_t>(dst + i) & 15) != 0; ++i) dst[i] = src[i];
-    for (; i + 8 <= n; i += 8)
-        _mm_stream_si128(reinterpret_cast<__m128i*>(dst + i), _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + i)));
-    for (; i < n; ++i) dst[i] = src[i];
-#else
-    memcpy(dst, src, n * sizeof(uint16_t));
-#endif
-}
-
-void FinishStreamedWrites()
-{
-#if defined(__SSE2__)
-    _mm_sfence();
-#endif
-}
-
 // The locus where a segment ends is found by binary search, so the cost grows with the
 // crossovers, not with the loci.
 void CopyGamete(const uint16_t* pat, const uint16_t* mat, int startMaternal, const double* xs, int nx,
@@ -92,14 +64,14 @@ void CopyGamete(const uint16_t* pat, const uint16_t* mat, int startMaternal, con
     for (int j = 0; j < nx;) {
         int k = CSort::LPos_BinarySearch(n, xs[j++], pos);
         if (k < 0) continue;  // before the first locus
-        StreamAlleles(out + from, strand[cur] + from, static_cast<size_t>(k - from + 1));
+        memcpy(out + from, strand[cur] + from, static_cast<size_t>(k - from + 1) * sizeof(uint16_t));
         cur ^= 1;
         from = k + 1;
         if (from >= n) return;
         // Crossovers before the next locus only switch the strand.
         for (; j < nx && xs[j] < pos[from]; ++j) cur ^= 1;
     }
-    StreamAlleles(out + from, strand[cur] + from, static_cast<size_t>(n - from));
+    memcpy(out + from, strand[cur] + from, static_cast<size_t>(n - from) * sizeof(uint16_t));
 }
 
 namespace {
@@ -140,7 +112,7 @@ void SimClass::MakeChromosome(int c, const SRec& sire, const SRec& dam, SRec& ch
     CopyGamete(sire.patChr[c], sire.matChr[c], sireMaternal, cp.sPos.data(), cp.nS, ch.lociPos, n, child.patChr[c]);
     CopyGamete(dam.patChr[c], dam.matChr[c], damMaternal, cp.dPos.data(), cp.nD, ch.lociPos, n, child.matChr[c]);
     // A male carries two copies of his dam's X.
-    if (ch.isX && maleChild) StreamAlleles(child.patChr[c], child.matChr[c], static_cast<size_t>(n));
+    if (ch.isX && maleChild) memcpy(child.patChr[c], child.matChr[c], static_cast<size_t>(n) * sizeof(uint16_t));
 }
 
 void SimClass::Meiosis(SRec* rec, CMyRnd* rnd, SCrossoP* cp, CWriteBuffer* out)
@@ -163,7 +135,6 @@ void SimClass::Meiosis(SRec* rec, CMyRnd* rnd, SCrossoP* cp, CWriteBuffer* out)
         sireTotal += cp[c].nS;
         damTotal += cp[c].nD;
     }
-    FinishStreamedWrites();
     const SPopOutput& o = curPop->out;
     bool wanted = o.crossoverOut && rec->gen >= 0 && rec->gen < static_cast<int>(o.crossoverGen.size()) &&
                   o.crossoverGen[rec->gen];

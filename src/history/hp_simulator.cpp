@@ -4,7 +4,6 @@
 #include <cmath>
 
 #include "app/simclass.h"
-#include "genome/gamete.h"
 #include "support/boxes.h"
 #include "support/messages.h"
 #include "support/numbers.h"
@@ -103,7 +102,7 @@ void SimClass::RunHistPass(int command, SRec* target, int n, int males)
     }
     for (int t = 0; t < nParts; ++t)
         while (hpWorkers[t]->command.load(std::memory_order_acquire) != SHistWorker::kIdle)
-            boost::this_thread::sleep(boost::posix_time::microseconds(100));
+            boost::this_thread::no_interruption_point::sleep(boost::posix_time::microseconds(100));
 }
 
 void SimClass::MeiosisBase_MyThread(int t)
@@ -113,11 +112,10 @@ void SimClass::MeiosisBase_MyThread(int t)
         int command = w.command.load(std::memory_order_acquire);
         switch (command) {
         case SHistWorker::kIdle:
-            boost::this_thread::sleep(boost::posix_time::microseconds(t + 100));
+            boost::this_thread::no_interruption_point::sleep(boost::posix_time::microseconds(t + 100));
             continue;
         case SHistWorker::kMeiosis:
             for (int idx = w.share.first; idx <= w.share.last; ++idx) MeiosisBase(t, idx);
-            FinishStreamedWrites();
             break;
         case SHistWorker::kHomozygosity: GetHPHomo(t); break;
         case SHistWorker::kFounders: FounderGenotypes(t); break;

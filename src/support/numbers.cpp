@@ -34,11 +34,23 @@ int MyRound(double x)
     return static_cast<int>(f >= 0.5 ? i + 1 : i);
 }
 
+namespace {
+
+// 10 to the power k; the usual numbers of decimals come from a table (crossover positions are
+// rounded millions of times).
+double PowerOfTen(int k)
+{
+    static const double table[] = {1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9, 1e10};
+    return (k >= 0 && k <= 10) ? table[k] : pow(10.0, k);
+}
+
+}  // namespace
+
 double RoundDouble(double x, short digits)
 {
-    double p = pow(10.0, digits + 1);
+    double p = PowerOfTen(digits + 1);
     double t = (x >= 0) ? x * p + 5 : x * p - 5;
-    return trunc(t / 10) / pow(10.0, digits);
+    return trunc(t / 10) / PowerOfTen(digits);
 }
 
 double MyDVD(double a, double b)

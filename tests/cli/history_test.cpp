@@ -86,3 +86,21 @@ TEST(HistoryRun, TheSameSeedFileAndThreadCountGiveByteIdenticalResults)
             EXPECT_EQ(ReadFile(dir / ("r_first/" + f)), ReadFile(dir / ("r_again/" + f))) << threads << " " << f;
     }
 }
+
+TEST(HistoryRun, AttachRepPutsEveryReplicateIntoOneFileBehindItsHeading)
+{
+    TempDir dir;
+    std::string text = WithThreads(1);
+    text.replace(text.find("   hp_stat;\n"), 12, "   hp_stat;\n   attach_rep;\n");
+    WriteFile(dir / "hp.prm", text);
+    RunResult r = RunDavok(dir, "hp.prm");
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    std::string stat = ReadFile(dir / "r_hp/hp_stat.txt");
+    size_t first = stat.find(std::string(32, '~') + " Replicate   1 " + std::string(33, '~') + "\n");
+    size_t second = stat.find(std::string(32, '~') + " Replicate   2 " + std::string(33, '~') + "\n");
+    EXPECT_EQ(first, 0u);
+    EXPECT_NE(second, std::string::npos);
+    EXPECT_EQ(CountOf(stat, "Statistics for the last historical generation"), 2);
+    EXPECT_FALSE(FileExists(dir / "r_hp/hp_stat_001.txt"));
+    EXPECT_EQ(CountOf(ReadFile(dir / "r_hp/lm_mrk.txt"), " Replicate "), 2);
+}
