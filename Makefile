@@ -4,7 +4,7 @@ ASAN_BUILD ?= build-asan
 JOBS       ?= $(shell nproc)
 DEMO_DIR   ?= demo-run
 
-.PHONY: setup build demo test test-asan bench bench-rng bench-param clean
+.PHONY: setup build demo test test-asan bench bench-rng bench-param bench-hp clean
 
 setup:
 	@sh scripts/setup.sh
@@ -30,11 +30,16 @@ test-asan: setup
 		ctest --output-on-failure -j $(JOBS) -LE slow
 
 # Every benchmark; each prints its figures and their ratio to its reference.
-bench: bench-param bench-rng
+bench: bench-param bench-rng bench-hp
 
 # Reading a parameter file with 200,000 predefined positions and numbers of alleles.
 bench-param: build
 	@$(BUILD)/bench/param_read_bench
+
+# The historical population of bench/hp_1000x1000.prm with 1 and 2 threads against a plain copy
+# of the same bytes, and its peak memory (about a minute).
+bench-hp: build
+	@$(BUILD)/bench/hp_bench
 
 # Draws per second of the generator's deviates, and its raw output against std::mt19937.
 bench-rng: build
