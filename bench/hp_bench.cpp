@@ -24,21 +24,11 @@ double Seconds(std::chrono::steady_clock::time_point since)
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - since).count();
 }
 
-std::unique_ptr<SimClass> ReadParameterFile(const char* path)
-{
-    auto sim = std::make_unique<SimClass>();
-    CErrMsg messages;
-    CLex lex(&messages);
-    lex.fileName = path;
-    lex.RunLex();
-    sim->RetrieveParam(&lex);
-    return sim;
-}
-
 // Runs the historical population once with `threads` workers; its console output goes nowhere.
 double TimeHistory(const char* path, int threads, long long& alleleBytes, long long& twoGenerations)
 {
-    auto sim = ReadParameterFile(path);
+    auto sim = std::make_unique<SimClass>();
+    ReadParameterFile(*sim, path);
     sim->nthread = threads;
     MyRnd.InitSeed(kSeed);
     fflush(stdout);

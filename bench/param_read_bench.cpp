@@ -49,11 +49,7 @@ int main()
 
     auto start = std::chrono::steady_clock::now();
     SimClass sim;
-    CErrMsg messages;
-    CLex lex(&messages);
-    lex.fileName = path;
-    lex.RunLex();
-    sim.RetrieveParam(&lex);
+    ReadParameterFile(sim, path);
     double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     unlink(path);
 

@@ -77,11 +77,7 @@ int DavokMain(int argc, char** argv)
     fclose(Myfopen(cl.paramFile.c_str(), "r"));
 
     SimClass sim;
-    CErrMsg messages;
-    CLex lex(&messages);
-    lex.fileName = cl.paramFile;
-    lex.RunLex();
-    sim.RetrieveParam(&lex);
+    ReadParameterFile(sim, cl.paramFile);
 
     if (sim.outputFolder.empty()) sim.outputFolder = GetOutPutFolderName(cl.paramFile);
     if (!MyMkTree(sim.outputFolder, cl.overwrite ? 0 : 1)) exit(1);

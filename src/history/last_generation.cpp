@@ -68,6 +68,17 @@ double VarianceOf(double sum, double sumSq, int n)
 
 double ShownMean(double mean) { return std::fabs(mean) < 1e-12 ? 0 : mean; }
 
+// Mutations that would have passed the limits of the allele numbers were not made.
+void WarnIgnoredMutations(const char* kind, const char* kinds, uint64_t ignored)
+{
+    if (ignored == 0) return;
+    Warn("Warning - %s %s mutation events were ignored. Mutation rate for %s or number of generations is probably "
+         "too large!\n  - Number of alleles per locus in a generation cannot be larger than %s\n  - Maximum number "
+         "of alleles across generation cannot be larger than %s\n",
+         FormatNum(ignored), kind, kinds, FormatNum(kMaxAllelesPerGeneration), FormatNum(kMaxAlleleLabel));
+    NoWarn++;
+}
+
 }  // namespace
 
 void SimClass::GenerateCompleteLD(SRec* gen0)
@@ -201,20 +212,8 @@ void SimClass::CloseHistoricalRun(std::vector<boost::thread>& threads, SRec* lhg
     Info("No. QTL mutation events     : %14s\n", FormatNum(mutation.QTLEvents()));
     Info("No. paternal crossovers     : %14s\n", FormatNum(hpPatCross));
     Info("No. maternal crossovers     : %14s\n", FormatNum(hpMatCross));
-    if (mutation.IgnoredMarkerEvents() > 0) {
-        Warn("Warning - %s marker mutation events were ignored. Mutation rate for markers or number of generations is "
-             "probably too large!\n  - Number of alleles per locus in a generation cannot be larger than %s\n  - "
-             "Maximum number of alleles across generation cannot be larger than %s\n",
-             FormatNum(mutation.IgnoredMarkerEvents()), FormatNum(kMaxAllelesPerGeneration), FormatNum(kMaxAlleleLabel));
-        NoWarn++;
-    }
-    if (mutation.IgnoredQTLEvents() > 0) {
-        Warn("Warning - %s QTL mutation events were ignored. Mutation rate for QTL or number of generations is "
-             "probably too large!\n  - Number of alleles per locus in a generation cannot be larger than %s\n  - "
-             "Maximum number of alleles across generation cannot be larger than %s\n",
-             FormatNum(mutation.IgnoredQTLEvents()), FormatNum(kMaxAllelesPerGeneration), FormatNum(kMaxAlleleLabel));
-        NoWarn++;
-    }
+    WarnIgnoredMutations("marker", "markers", mutation.IgnoredMarkerEvents());
+    WarnIgnoredMutations("QTL", "QTL", mutation.IgnoredQTLEvents());
 
     Info("\nLast historical generation:\n");
     AllocQAEffectMem();

@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "app/simclass.h"
 #include "param/lex.h"
-#include "support/numbers.h"
 
 void CLex::RunLex()
 {
@@ -130,4 +130,13 @@ void CLex::ReleaseCtrMem()
     first = last = cur = firstFail = nullptr;
     gramBuf.clear();
     gramBuf.shrink_to_fit();
+}
+
+void ReadParameterFile(SimClass& sim, const std::string& path)
+{
+    CErrMsg messages;
+    CLex lex(&messages);
+    lex.fileName = path;
+    lex.RunLex();
+    sim.RetrieveParam(&lex);
 }

@@ -27,17 +27,3 @@ size_t TrimLeftRight(std::string& s)
     s = s.substr(b, e - b);
     return s.size();
 }
-
-void MyStrLwr(std::string& s)
-{
-    for (char& c : s)
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-}
-
-size_t MyStrLenWWS(const char* s)
-{
-    size_t n = 0;
-    for (; *s; ++s)
-        if (*s != ' ' && *s != '\t' && *s != '\n') ++n;
-    return n;
-}

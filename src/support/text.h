@@ -8,7 +8,3 @@
 void MakeCleanString(std::string& s);
 // Removes leading and trailing blanks, tabs, carriage returns and line feeds; returns the new length.
 size_t TrimLeftRight(std::string& s);
-// ASCII lower-casing in place.
-void MyStrLwr(std::string& s);
-// Length not counting blanks, tabs and line feeds.
-size_t MyStrLenWWS(const char* s);

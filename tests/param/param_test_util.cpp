@@ -27,10 +27,6 @@ std::unique_ptr<SimClass> ReadParams(const std::string& text)
     std::string path = dir / "run.prm";
     WriteFile(path, text);
     auto sim = std::make_unique<SimClass>();
-    CErrMsg messages;
-    CLex lex(&messages);
-    lex.fileName = path;
-    lex.RunLex();
-    sim->RetrieveParam(&lex);
+    ReadParameterFile(*sim, path);
     return sim;
 }
