@@ -66,6 +66,10 @@ void SimClass::Run()
             inbred.WriteCompletePed();
             inbred.FreeMem();
         }
+        if (pedigreeFp) {  // the pedigree writer closes its file; never carry one into the next replicate
+            fclose(pedigreeFp);
+            pedigreeFp = nullptr;
+        }
         inbred.FreeMemRecLink();
         FreePopMem();
         RunSystemCommand(rep);
