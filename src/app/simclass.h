@@ -288,6 +288,7 @@ private:
     void RetrieveGenomeWide(SCom* t);
     void RetrieveChr(SCom* firstChrToken);
     void AllocLoci();
+    SLocus* ClassLoci(const SChrom& ch, bool qtl);
     void RetrieveChrPositions(SCom*& t, int c);
     void RetrieveChrAlleleNumbers(SCom*& t, int c);
     void RetrieveChrFrequencies(SCom*& t, int c);

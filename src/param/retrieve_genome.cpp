@@ -156,6 +156,14 @@ void SimClass::RetrieveChr(SCom* firstChrToken)
     WalkChromosomeBlocks(firstChrToken, nChr, [&](SCom*& t, int c) { RetrieveChrEffects(t, c); });
 }
 
+// The records of a class of loci of a chromosome in the order the statements list them. The
+// records never move (sorting by position moves only pointers), so this order holds after the
+// positions are sorted.
+SLocus* SimClass::ClassLoci(const SChrom& ch, bool qtl)
+{
+    return &locusStore[static_cast<size_t>(ch.fullLoci - locusPtr.data()) + (qtl ? ch.nMrk : 0)];
+}
+
 // Lays out the locus records chromosome by chromosome, markers first, then QTL.
 void SimClass::AllocLoci()
 {
@@ -179,7 +187,7 @@ void SimClass::RetrieveChrPositions(SCom*& t, int c)
     const bool qtl = t->action >= 32 && t->action <= 36;
     SLocusClassSettings& s = ch.Settings(qtl);
     const int n = qtl ? ch.nQTL : ch.nMrk;
-    SLocus** loci = ch.loci + (qtl ? ch.nMrk : 0);
+    SLocus* loci = ClassLoci(ch, qtl);
     switch (qtl ? t->action - 5 : t->action) {
     case 27: s.posMethod = PosMethodOf(t->text); break;
     case 28:
@@ -197,7 +205,7 @@ void SimClass::RetrieveChrPositions(SCom*& t, int c)
             double pos = RoundDouble(NumValue(v), 5);
             if (count >= n) lex->PrintError(v, true, true, 64, "\n");
             if (count > 0 && pos <= previous) lex->PrintError(v, true, true, 63, "\n");
-            loci[count++]->pos = pos;
+            loci[count++].pos = pos;
             previous = pos;
         });
         if (count < n) lex->PrintError(t, true, true, 1, ": %d positions for %d loci\n", count, n);
@@ -207,7 +215,7 @@ void SimClass::RetrieveChrPositions(SCom*& t, int c)
         if (s.start > s.end) lex->PrintError(t, true, true, 38, "\n");
         if (s.posMethod == EPosMethod::Even)
             for (int i = 0; i < n; ++i)
-                loci[i]->pos = n == 1 ? s.start : RoundDouble(i * (s.end - s.start) / (n - 1) + s.start, 5);
+                loci[i].pos = n == 1 ? s.start : RoundDouble(i * (s.end - s.start) / (n - 1) + s.start, 5);
         break;
     }
 }
@@ -218,11 +226,11 @@ void SimClass::RetrieveChrAlleleNumbers(SCom*& t, int c)
     const bool qtl = t->action == 40 || t->action == 41 || t->action == 42 || t->action == 53;
     SLocusClassSettings& s = ch.Settings(qtl);
     const int n = qtl ? ch.nQTL : ch.nMrk;
-    SLocus** loci = ch.loci + (qtl ? ch.nMrk : 0);
+    SLocus* loci = ClassLoci(ch, qtl);
     auto setAll = [&](int alleles) {
         for (int i = 0; i < n; ++i) {
-            loci[i]->nAllele0 = static_cast<uint16_t>(alleles);
-            loci[i]->freq.assign(static_cast<size_t>(alleles), 0.0);
+            loci[i].nAllele0 = static_cast<uint16_t>(alleles);
+            loci[i].freq.assign(static_cast<size_t>(alleles), 0.0);
         }
     };
     switch (t->action) {
@@ -233,7 +241,7 @@ void SimClass::RetrieveChrAlleleNumbers(SCom*& t, int c)
             // Founders carry their own alleles; no frequencies are needed.
             int alleles = 2 * hp.FirstSize();
             if (alleles > kMaxAlleles) lex->PrintError(t, true, true, 52, " %d\n", kMaxAlleles);
-            for (int i = 0; i < n; ++i) loci[i]->nAllele0 = static_cast<uint16_t>(alleles);
+            for (int i = 0; i < n; ++i) loci[i].nAllele0 = static_cast<uint16_t>(alleles);
         }
         break;
     case 38: case 41:
@@ -259,8 +267,8 @@ void SimClass::RetrieveChrAlleleNumbers(SCom*& t, int c)
             if (count >= n) lex->PrintError(v, true, true, 1, ": more numbers than loci (%d)\n", n);
             int alleles = IntValue(v);
             if (s.nAlleleCount < kMaxAlleleNumberList) s.nAlleleList[s.nAlleleCount++] = alleles;
-            loci[count]->nAllele0 = static_cast<uint16_t>(alleles);
-            loci[count++]->freq.assign(static_cast<size_t>(alleles), 0.0);
+            loci[count].nAllele0 = static_cast<uint16_t>(alleles);
+            loci[count++].freq.assign(static_cast<size_t>(alleles), 0.0);
         });
         if (count < n) lex->PrintError(t, true, true, 1, ": %d numbers for %d loci\n", count, n);
         break;
@@ -274,7 +282,7 @@ void SimClass::RetrieveChrFrequencies(SCom*& t, int c)
     const bool qtl = t->action == 45 || t->action == 46 || t->action == 49;
     SLocusClassSettings& s = ch.Settings(qtl);
     const int n = qtl ? ch.nQTL : ch.nMrk;
-    SLocus** loci = ch.loci + (qtl ? ch.nMrk : 0);
+    SLocus* loci = ClassLoci(ch, qtl);
     auto checkSum = [&](SCom* at, double sum) {
         if (std::fabs(sum - 1) > kFreqSumTolerance)
             lex->PrintError(at, true, true, 14, ": the frequencies of a locus sum to %g, not 1\n", sum);
@@ -291,9 +299,9 @@ void SimClass::RetrieveChrFrequencies(SCom*& t, int c)
         double sum = 0;
         ForRun(t, [&](SCom* v) {
             if (locus >= n) lex->PrintError(v, true, true, 1, ": more frequencies than alleles of the loci\n");
-            loci[locus]->freq[allele] = NumValue(v);
+            loci[locus].freq[allele] = NumValue(v);
             sum += NumValue(v);
-            if (++allele == loci[locus]->nAllele0) {
+            if (++allele == loci[locus].nAllele0) {
                 checkSum(v, sum);
                 sum = 0;
                 allele = 0;
@@ -309,8 +317,8 @@ void SimClass::RetrieveChrFrequencies(SCom*& t, int c)
         double sum = 0;
         for (double f : list) sum += f;
         for (int i = 0; i < n; ++i) {
-            if (loci[i]->nAllele0 != list.size()) Abort("Error - Cannot cycle allele frequencies!\n");
-            loci[i]->freq = list;
+            if (loci[i].nAllele0 != list.size()) Abort("Error - Cannot cycle allele frequencies!\n");
+            loci[i].freq = list;
         }
         if (n > 0) checkSum(t, sum);
         break;
@@ -321,7 +329,7 @@ void SimClass::RetrieveChrFrequencies(SCom*& t, int c)
 void SimClass::RetrieveChrEffects(SCom*& t, int c)
 {
     SChrom& ch = chrom[c];
-    SLocus** qtls = ch.loci + ch.nMrk;
+    SLocus* qtls = ClassLoci(ch, true);
     switch (t->action) {
     case 50: ch.qaeMethod = EffectMethodOf(t->text); break;
     case 51: ch.gammaShape = NumValue(t); break;
@@ -331,7 +339,7 @@ void SimClass::RetrieveChrEffects(SCom*& t, int c)
         double sum = 0;
         ForRun(t, [&](SCom* v) {
             if (count >= ch.nQTL) lex->PrintError(v, true, true, 1, ": more proportions than QTL (%d)\n", ch.nQTL);
-            qtls[count++]->targetVar = NumValue(v) * varQTL;
+            qtls[count++].targetVar = NumValue(v) * varQTL;
             sum += NumValue(v);
         });
         if (count < ch.nQTL) lex->PrintError(t, true, true, 1, ": %d proportions for %d QTL\n", count, ch.nQTL);

@@ -328,3 +328,23 @@ TEST(ExampleFiles, AreReadAndPassTheCrossChecks)
         EXPECT_GE(sim->nChr, 1) << name;
     }
 }
+
+TEST(GenomeStatements, ListsReachTheirLociAlsoWhenQtlStandBeforeTheMarkers)
+{
+    // Fixed positions put both QTL in front of the markers once the chromosome is sorted.
+    auto sim = ReadParams(MinimalParamWith({{"mpos = even;", "mpos = even /start 5;"},
+                                            {"nqloci = 10;", "nqloci = 2;"},
+                                            {"qpos = rnd;", "qpos = pd 1 2;"},
+                                            {"nqa = all 2;", "nqa = pd 2 3;"},
+                                            {"qaf = eql;", "qaf = pd 0.5 0.5 0.2 0.2 0.6;"},
+                                            {"qae = rndg 0.4;", "qae = pd 0.25 0.75;"}}));
+    const SChrom& ch = sim->chrom[0];
+    ASSERT_EQ(ch.loci[0]->isQTL, 1);
+    ASSERT_EQ(ch.loci[1]->isQTL, 1);
+    EXPECT_EQ(ch.loci[0]->nAllele0, 2);
+    EXPECT_EQ(ch.loci[1]->nAllele0, 3);
+    EXPECT_EQ(ch.loci[1]->freq, (std::vector<double>{0.2, 0.2, 0.6}));
+    EXPECT_NEAR(ch.loci[1]->targetVar, 0.75 * sim->varQTL, 1e-15);
+    EXPECT_EQ(ch.loci[2]->nAllele0, 2);  // the markers keep nma = all 2
+    EXPECT_EQ(ch.loci[2]->freq.size(), 2u);
+}
