@@ -4,8 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "param/lex.h"
-#include "support/test_util.h"
+#include "param/param_test_util.h"
 
 namespace {
 
@@ -13,16 +12,11 @@ namespace {
 template <typename... Pieces>
 std::vector<int> Actions(const std::string& content, Pieces... pieces)
 {
-    TempDir dir;
-    WriteFile(dir / "t.prm", content);
-    CErrMsg messages;
-    CLex lex(&messages);
-    lex.fileName = dir / "t.prm";
-    lex.ReadParamFile();
-    lex.AddToGram(pieces..., "");
-    lex.CheckError();
+    TokenizedText file(content);
+    file.lex.AddToGram(pieces..., "");
+    file.lex.CheckError();
     std::vector<int> actions;
-    for (SCom* t = lex.First(); t; t = t->next) actions.push_back(t->action);
+    for (SCom* t = file.lex.First(); t; t = t->next) actions.push_back(t->action);
     return actions;
 }
 
@@ -69,21 +63,11 @@ TEST(Matcher, TheLastTerminalThatMatchesGivesTheAction)
 
 TEST(Matcher, AMissingRequiredStatementIsReportedAtTheFirstFailingToken)
 {
-    TempDir dir;
-    WriteFile(dir / "t.prm", "a = 1;\nc = 3;\n");
-    EXPECT_EXIT(
-        {
-            CErrMsg messages;
-            CLex lex(&messages);
-            lex.fileName = dir / "t.prm";
-            lex.ReadParamFile();
-            lex.AddToGram("<3{", "<2{", "%3E24{a}", "<3E5{=}", "<3A1E4{inte_0_9}", "<3E7{;}", "}", "<2{",
-                          "%3E24{b}", "<3E5{=}", "<3A2E4{inte_0_9}", "<3E7{;}", "}", "}", "");
-            lex.CheckError();
-        },
-        testing::ExitedWithCode(1),
-        "^Line 2 : Error - Statement is not valid or it is used out of proper order\nc = 3;\n\\^\n"
-        "Error\\(s\\) detected in the control file!\nThere may be more errors.\nAborted.\n$");
+    EXPECT_EXIT(Actions("a = 1;\nc = 3;\n", "<3{", "<2{", "%3E24{a}", "<3E5{=}", "<3A1E4{inte_0_9}", "<3E7{;}", "}",
+                        "<2{", "%3E24{b}", "<3E5{=}", "<3A2E4{inte_0_9}", "<3E7{;}", "}", "}"),
+                testing::ExitedWithCode(1),
+                "^Line 2 : Error - Statement is not valid or it is used out of proper order\nc = 3;\n\\^\n"
+                "Error\\(s\\) detected in the control file!\nThere may be more errors.\nAborted.\n$");
 }
 
 TEST(Matcher, TokensEndingInsideAStatementStopTheRun)

@@ -21,6 +21,13 @@ std::string MinimalParamWith(const std::vector<std::pair<std::string, std::strin
     return text;
 }
 
+TokenizedText::TokenizedText(const std::string& content)
+{
+    WriteFile(dir / "t.prm", content);
+    lex.fileName = dir / "t.prm";
+    lex.ReadParamFile();
+}
+
 std::unique_ptr<SimClass> ReadParams(const std::string& text)
 {
     TempDir dir;

@@ -7,10 +7,20 @@
 #include <vector>
 
 #include "app/simclass.h"
+#include "param/lex.h"
+#include "support/test_util.h"
 
 // The small complete parameter file of the end-to-end tests.
 std::string MinimalParam();
 // MinimalParam with each (old, new) text replaced once; a missing old text fails the test.
 std::string MinimalParamWith(const std::vector<std::pair<std::string, std::string>>& edits);
+// A parameter text written to a temporary file and split into tokens (no grammar yet).
+struct TokenizedText {
+    explicit TokenizedText(const std::string& content);
+    TempDir dir;
+    CErrMsg messages;
+    CLex lex{&messages};
+};
+
 // Reads a parameter text completely (tokens, grammar check, retrieval).
 std::unique_ptr<SimClass> ReadParams(const std::string& text);

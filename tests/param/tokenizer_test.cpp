@@ -3,8 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "param/lex.h"
-#include "support/test_util.h"
+#include "param/param_test_util.h"
 
 namespace {
 
@@ -15,14 +14,9 @@ struct Tok {
 
 std::vector<Tok> Tokens(const std::string& content)
 {
-    TempDir dir;
-    WriteFile(dir / "t.prm", content);
-    CErrMsg messages;
-    CLex lex(&messages);
-    lex.fileName = dir / "t.prm";
-    lex.ReadParamFile();
+    TokenizedText file(content);
     std::vector<Tok> out;
-    for (SCom* t = lex.First(); t; t = t->next) out.push_back({t->text, t->line, t->col, t->stmtStart});
+    for (SCom* t = file.lex.First(); t; t = t->next) out.push_back({t->text, t->line, t->col, t->stmtStart});
     return out;
 }
 
