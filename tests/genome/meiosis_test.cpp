@@ -1,6 +1,7 @@
 // Crossovers and gametes.
 #include <gtest/gtest.h>
 
+#include <regex>
 #include <vector>
 
 #include "breeding/sort.h"
@@ -102,4 +103,48 @@ TEST(Crossovers, NoMeanCrossoverMeansWholeParentalHaplotypes)
     std::string genome = "mean_crossover = 0;\n" + ChromosomeBlock(2, 100, 50, 5);
     auto sim = SimulateHistory(HistoryParam("hg_size = 30 [0] 30 [3];", genome), 13, 1);
     EXPECT_EQ(sim->hpPatCross + sim->hpMatCross, 0u);
+}
+
+TEST(Meiosis, ARecentIndividualGetsItsParentsAllelesItsQtlValueAndItsCrossoverLines)
+{
+    std::string genome = "mean_crossover = 5;\n" + ChromosomeBlock(2, 100, 20, 4);
+    std::string text = HistoryParam("hg_size = 10 [0];", genome);
+    text.replace(text.find(" ng = 0;"), 8, " ng = 1;\n begin_popoutput; crossover; end_popoutput;");
+    auto sim = ReadParams(text);
+    sim->InitializeRun();
+    sim->GetMrkQTLIdx();
+    sim->curPop = &sim->pops[0];
+    SRec sire, dam, child;
+    for (SRec* r : {&sire, &dam, &child}) sim->AllocRecChr(r);
+    for (int g = 0; g < sim->nLociTot; ++g) {
+        sire.Pat()[g] = 1, sire.Mat()[g] = 2, dam.Pat()[g] = 3, dam.Mat()[g] = 4;
+        if (sim->LocusAt(g)->isQTL) sim->LocusAt(g)->effect = {0.5, 1, 10, 100};
+    }
+    child.sire = &sire, child.dam = &dam, child.id = 57, child.gen = 1, child.sex = 0;
+    CMyRnd rnd;
+    rnd.InitSeed(8);
+    CWriteBuffer out;
+    TempDir dir;
+    FILE* fp = fopen((dir / "crosso.txt").c_str(), "w");
+    out.SetFilePointer(fp);
+    sim->Meiosis(&child, &rnd, sim->crossScratch.data(), &out);
+    out.Dump();
+    fclose(fp);
+
+    double expectedQtl = 0;
+    for (int g = 0; g < sim->nLociTot; ++g) {
+        EXPECT_TRUE(child.Pat()[g] == 1 || child.Pat()[g] == 2) << g;
+        EXPECT_TRUE(child.Mat()[g] == 3 || child.Mat()[g] == 4) << g;
+        if (sim->LocusAt(g)->isQTL) expectedQtl += sim->LocusAt(g)->effect[child.Pat()[g] - 1] +
+                                                   sim->LocusAt(g)->effect[child.Mat()[g] - 1];
+    }
+    EXPECT_DOUBLE_EQ(child.qtlVal, expectedQtl);
+    // Lines: "I 57", then "S C1{ 12.5 80.25}"-style lines: positions without trailing zeros.
+    std::string lines = ReadFile(dir / "crosso.txt");
+    EXPECT_EQ(lines.substr(0, 5), "I 57\n");
+    EXPECT_TRUE(std::regex_search(lines, std::regex("\n[SD]( C[12]\\{( [0-9]+\\.[0-9]*[1-9])+\\})+\n")))
+        << lines;
+    EXPECT_EQ(lines.find("0 "), std::string::npos);
+    EXPECT_EQ(lines.find("0}"), std::string::npos);
+    for (SRec* r : {&sire, &dam, &child}) sim->FreeRecChr(r->patChr);
 }
