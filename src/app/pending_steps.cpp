@@ -9,11 +9,43 @@ void SimClass::SimLitterSize(int) {}
 void SimClass::ChooseFromHistPop() {}
 void SimClass::ChooseFromRecentPop() {}
 void SimClass::ProgenySimulator(int, int, int) {}
+void SimClass::Mate(int, bool) {}
+void SimClass::AssignSex(int, bool) {}
+void SimClass::CreateAnim_MyThread(int, int, CMyRnd*, SCrossoP*, CWriteBuffer*) {}
+void SimClass::SetProgenyValues(int, int) {}
+void SimClass::ComputeMeanVar(int, int, int) {}
+void SimClass::ComputeMeanVarEBV(int, int, int) {}
+void SimClass::Update_VarAdd(int) {}
+
 void SimClass::CullAndSelect(int, int, int) {}
+void SimClass::RandomMatingDesign(int) {}
+void SimClass::AssortMatingDesign(int) {}
+void SimClass::Anneal(int, bool) {}
+void SimClass::ChooseCheckAccept(int, int, const int16_t*, int&, double, bool) {}
 void SimClass::AllocSAMem() {}
 void SimClass::FreeSAMem() {}
-void SimClass::ComputeMeanVar(int, int, int) {}
-void SimClass::Update_VarAdd(int) {}
+void CSort::SortParents(CPopulation*, int, bool, ESCDesign, ESCDesign) {}
+void CSort::SortRP(CPopulation*, int, int, bool, ESCDesign) {}
+void CSort::ShufflePrg(int, SRec**) {}
+void CSort::PhenQSort(CPopulation*, int, int, bool) {}
+void CSort::TBVQSort(CPopulation*, int, int, bool) {}
+void CSort::EBVQSort(CPopulation*, int, int, bool) {}
+void CSort::ParentsEBVQSort(SRec**, int, int, bool) {}
+void CSort::ParentsGenQSort(SRec**, int, int) {}
+void QSort(int, int, int*) {}
+void DQSort(int, int, double*) {}
+
+void CInbred::AllocMem(CPopulation*, CPopulation*, int, bool) {}
+void CInbred::AddFounderToPed(CPopulation*, bool) {}
+void CInbred::AddToPed(SRec*) {}
+void CInbred::AddParentTorPed(SRec**, int, SRec**, int) {}
+void CInbred::ComputeF(int, bool) {}
+void CInbred::CreateA(CPopulation*, int, const SMating*, double*, int) {}
+void CInbred::UpdateRec(CPopulation*, CPopulation*, const uint8_t*) {}
+void CInbred::WriteCompletePed(FILE*) {}
+void CInbred::FreeMem() {}
+void CInbred::FreeMemRecLink() {}
+
 void SimClass::EstimateEBV_Base() {}
 void SimClass::EstimateEBV(int, int, int) {}
 void SimClass::ComputeLDStat(int, int, int) {}
@@ -23,5 +55,3 @@ void SimClass::SaveData() {}
 void SimClass::SaveStat() {}
 void SimClass::SaveLD() {}
 void SimClass::SaveStatRep() {}
-void CSort::SortParents(CPopulation*, int, bool, ESCDesign, ESCDesign) {}
-void CSort::SortRP(CPopulation*, int, int, bool, ESCDesign) {}

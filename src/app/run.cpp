@@ -63,7 +63,7 @@ void SimClass::Run()
         }
 
         if (joint_pop) {
-            inbred.WriteCompletePed();
+            inbred.WriteCompletePed(pedigreeFp);
             inbred.FreeMem();
         }
         if (pedigreeFp) {  // the pedigree writer closes its file; never carry one into the next replicate
@@ -166,7 +166,7 @@ void SimClass::RunRep(int rep)
     int last0 = p.genInfo[0].last;
     ComputeLDStat(0, 0, last0);
     SaveGenResults(0, 0, last0);
-    inbred.AllocMem(&p, npop, joint_pop);
+    inbred.AllocMem(&p, pops.data(), npop, joint_pop);
     ComputeMeanVar(0, 0, last0);
     if (p.true_av) Update_VarAdd(0);
     inbred.AddFounderToPed(&p, skip_inbreeding);
@@ -204,7 +204,7 @@ void SimClass::RunRep(int rep)
     if (p.md == kMdMinf || p.md == kMdMaxf) FreeSAMem();
     FreeChrLastSireDamMem();
     if (joint_pop)
-        inbred.UpdateRec();
+        inbred.UpdateRec(pops.data(), &p, founderFlag.data());
     else
         inbred.FreeMem();
     ComputeMeanVar(p.ng + 1, 0, p.nIndiv - 1);

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "breeding/mating.h"
 #include "breeding/population.h"
 #include "evaluation/inbred.h"
 #include "genome/mutation.h"
@@ -149,16 +150,35 @@ public:
     void OpenHistoricalStreams(int rep);
     void OpenPopulationStreams(int rep);
 
-    // ---- Steps of the recent populations, evaluation and their outputs: not written yet ----
+    // ---- Recent populations: founders and the generation cycle (breeding/) ----
     void SimLitterSize(int rep);
     void ChooseFromHistPop();
     void ChooseFromRecentPop();
     void ProgenySimulator(int gen, int first, int last);
+    void Mate(int gen, bool rndUg);
+    void AssignSex(int gen, bool rndUg);
+    void CreateAnim_MyThread(int first, int last, CMyRnd* rnd, SCrossoP* cp, CWriteBuffer* out);
+
+    // ---- Selection, culling and mating designs (breeding/) ----
     void CullAndSelect(int gen, int first, int last);
+    void RandomMatingDesign(int gen);
+    void AssortMatingDesign(int gen);
+    void Anneal(int gen, bool maximise);
+    // One annealing move: exchanges the sires of two matings when it improves the objective
+    // (or by the Metropolis rule); adds 1 to accepted when it does.
+    void ChooseCheckAccept(int nSires, int nDams, const int16_t* litterSize, int& accepted, double temperature,
+                           bool maximise);
     void AllocSAMem();
     void FreeSAMem();
+
+    // ---- Phenotypes, values and statistics (evaluation/) ----
+    // Polygenic effects, residuals and phenotypes of individuals first..last of curPop.
+    void SetProgenyValues(int first, int last);
     void ComputeMeanVar(int gen, int first, int last);
+    void ComputeMeanVarEBV(int gen, int first, int last);
     void Update_VarAdd(int gen);
+
+    // ---- Breeding value estimation and population result files: not written yet ----
     void EstimateEBV_Base();
     void EstimateEBV(int gen, int first, int last);
     void ComputeLDStat(int gen, int first, int last);
@@ -233,6 +253,7 @@ public:
     SRec unknownParent;              // parent of the last historical generation (id 0)
     CMutation mutation;
     CInbred inbred;                  // pedigree and inbreeding
+    SMatingPlan mating;              // matings of the generation being produced
 
     // ---- Replicate state ----
     std::vector<uint16_t> genomeUseCount;  // use counters of the genomes of the replicate

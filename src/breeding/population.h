@@ -60,6 +60,9 @@ struct SGenStat {
     double meanRes = 0, sdRes = 0;
     double meanTBV = 0, sdTBV = 0;
     double meanEBV = 0, sdEBV = 0;
+    uint32_t nCulledSires = 0, nCulledDams = 0;  // parents culled after this generation
+    uint32_t nNewSires = 0, nNewDams = 0;        // progeny of this generation selected as parents
+    std::vector<uint32_t> lsCount;               // litters of each `ls` class in this generation
 };
 
 constexpr int kMaxFounderLines = 40;

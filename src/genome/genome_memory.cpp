@@ -104,6 +104,7 @@ void SimClass::AllocGlobalMem()
     mrkIndex.assign(static_cast<size_t>(nMrkTot), 0);
     qtlIndex.assign(static_cast<size_t>(nQTLTot), 0);
     unknownParent.id = 0;
+    unknownParent.inbF = -1.0;  // so dFactor is 1.0 for two unknown parents, 0.75 - 0.25 F for one
 }
 
 void SimClass::AllocPopMem()
