@@ -5,17 +5,6 @@
 #include "app/simclass.h"
 #include "breeding/sort.h"
 
-void SimClass::SimLitterSize(int) {}
-void SimClass::ChooseFromHistPop() {}
-void SimClass::ChooseFromRecentPop() {}
-void SimClass::ProgenySimulator(int, int, int) {}
-void SimClass::Mate(int, bool) {}
-void SimClass::AssignSex(int, bool) {}
-void SimClass::CreateAnim_MyThread(int, int, CMyRnd*, SCrossoP*, CWriteBuffer*) {}
-void SimClass::SetProgenyValues(int, int) {}
-void SimClass::ComputeMeanVar(int, int, int) {}
-void SimClass::ComputeMeanVarEBV(int, int, int) {}
-void SimClass::Update_VarAdd(int) {}
 
 void SimClass::CullAndSelect(int, int, int) {}
 void SimClass::RandomMatingDesign(int) {}

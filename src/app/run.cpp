@@ -55,6 +55,7 @@ void SimClass::Run()
             OpenOutputStreams(rep, false);
             RunRep(rep);
             GetStatRep();
+            if (onPopulationDone) onPopulationDone(p, rep);
             if (p.out.dataOut) SaveData();
             if (p.out.statOut) SaveStat();
             if (p.out.ldOut && nMrkTot > 0) SaveLD();

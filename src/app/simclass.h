@@ -5,6 +5,7 @@
 #include <atomic>
 #include <boost/thread/thread.hpp>
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -158,6 +159,14 @@ public:
     void Mate(int gen, bool rndUg);
     void AssignSex(int gen, bool rndUg);
     void CreateAnim_MyThread(int first, int last, CMyRnd* rnd, SCrossoP* cp, CWriteBuffer* out);
+    // Copies source into the next founder slot of p, flags it and takes a hold on its genome.
+    void PlaceFounder(CPopulation& p, const SRec& source);
+    // Clears the taken-by-this-population flag of p's founders.
+    void ClearPopulationFlags(CPopulation& p);
+    // Founders of line l of p from a generation of an earlier population.
+    void TakeFoundersFrom(CPopulation& p, const SFounderLine& l);
+    void StartProgenyRecord(SRec& r, int gen, SRec* sire, SRec* dam);
+    void MakeProgenyGenomes(int gen, int first, int last);
 
     // ---- Selection, culling and mating designs (breeding/) ----
     void CullAndSelect(int gen, int first, int last);
@@ -188,6 +197,12 @@ public:
     void SaveStat();
     void SaveLD();
     void SaveStatRep();
+
+    // ---- Inspection ----
+    // Called after each population of each replicate, while its records still hold their values
+    // and its statistics are complete. Tests and benchmarks look at the run here; a run from the
+    // command line leaves it empty.
+    std::function<void(const CPopulation& pop, int rep)> onPopulationDone;
 
     // ---- Global statements ----
     std::string title;              // run title, without quotes

@@ -131,7 +131,11 @@ void SimClass::InitializeRep()
     nextId = 0;
     for (CPopulation& p : pops) {
         std::fill(p.indiv.begin(), p.indiv.end(), SRec());
-        std::fill(p.genStat.begin(), p.genStat.end(), SGenStat());
+        for (SGenStat& st : p.genStat) {
+            std::vector<uint32_t> litters = std::move(st.lsCount);  // drawn before the replicate's memory
+            st = SGenStat();
+            st.lsCount = std::move(litters);
+        }
         p.nFounderPlaced = 0;
     }
 }

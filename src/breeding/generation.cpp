@@ -1,0 +1,227 @@
+// The generation cycle of a recent population: litter sizes for the whole replicate, then per
+// generation the mating design, sexes, progeny records, genomes made by worker threads,
+// inbreeding and values.
+#include <boost/thread/thread.hpp>
+#include <memory>
+
+#include "app/simclass.h"
+#include "genome/mutation.h"
+#include "support/messages.h"
+#include "support/numbers.h"
+
+namespace {
+
+constexpr int kMinProgenyPerWorker = 20;
+
+// floor(n * u), never n.
+int IndexBelow(int n, double u)
+{
+    int i = static_cast<int>(n * u);
+    return i < n ? i : n - 1;
+}
+
+// The class of one litter: the first class whose cumulative probability passes u. A draw past
+// the last cumulative probability (classes summing to less than 1) takes the last class.
+int DrawLitterClass(const CPopulation& p)
+{
+    if (p.nLs == 1) return 0;
+    double u = MyRnd.URand(), cumulative = 0;
+    for (int c = 0; c < p.nLs; ++c) {
+        cumulative += p.lsProb[static_cast<size_t>(c)];
+        if (u < cumulative) return c;
+    }
+    return p.nLs - 1;
+}
+
+}  // namespace
+
+void SimClass::SimLitterSize(int rep)
+{
+    for (CPopulation& p : pops) {
+        if (p.md == kMdRndUg && rep == 1) {
+            if (p.nLs > 1)
+                Abort("Error - Pop \"%s\": With rnd_ug (random union of gametes) mating design, 'ls' is treated as "
+                      "average number of progeny per dam (instead of litter size) therefore only one value should be "
+                      "specified for 'ls'\n",
+                      p.name.c_str());
+            Info("Info - Pop \"%s\": With rnd_ug (random union of gametes) mating design, dams may not have the same "
+                 "number of progeny.\nAverage number of progeny per dam: %d\n",
+                 p.name.c_str(), p.ls[0]);
+        }
+        SGenInfo& g0 = p.genInfo[0];
+        p.nIndiv = p.nMaleFounder + p.nFemaleFounder;
+        g0.first = 0;
+        g0.nPrg = p.nIndiv;
+        g0.last = p.nIndiv - 1;
+        p.genStat[0].lsCount.assign(static_cast<size_t>(p.nLs), 0);
+        for (int gen = 1; gen <= p.ng; ++gen) {
+            SGenInfo& g = p.genInfo[static_cast<size_t>(gen)];
+            std::vector<uint32_t>& histogram = p.genStat[static_cast<size_t>(gen)].lsCount;
+            histogram.assign(static_cast<size_t>(p.nLs), 0);
+            g.litterSize.resize(static_cast<size_t>(g.nDams));
+            long long total = 0;
+            for (int16_t& size : g.litterSize) {
+                int c = DrawLitterClass(p);
+                size = static_cast<int16_t>(p.ls[static_cast<size_t>(c)]);
+                histogram[static_cast<size_t>(c)]++;
+                total += size;
+            }
+            g.first = p.nIndiv;
+            g.nPrg = static_cast<int>(total);
+            p.nIndiv += g.nPrg;
+            g.last = p.nIndiv - 1;
+        }
+    }
+}
+
+void SimClass::ProgenySimulator(int gen, int first, int last)
+{
+    CPopulation& p = *curPop;
+    const SGenInfo& g = p.genInfo[static_cast<size_t>(gen)];
+    inbred.AddParentTorPed(p.sires.data(), g.nSires, p.dams.data(), g.nDams);
+    switch (p.md) {
+    case kMdRnd:
+        RandomMatingDesign(gen);
+        Mate(gen, false);
+        break;
+    case kMdRndUg: Mate(gen, true); break;
+    case kMdMinf:
+    case kMdMaxf:
+        Anneal(gen, p.md == kMdMaxf);
+        Mate(gen, false);
+        break;
+    case kMdPAssort:
+    case kMdNAssort:
+        AssortMatingDesign(gen);
+        Mate(gen, false);
+        break;
+    default:
+        PW.Warn("Error - Unknown mating design!\n");
+        Abort("Error(s) detected!\n");
+    }
+    if (last >= first) inbred.ComputeF(p.indiv[static_cast<size_t>(first)].id, skip_inbreeding);
+    SetProgenyValues(first, last);
+}
+
+void SimClass::AssignSex(int gen, bool rndUg)
+{
+    CPopulation& p = *curPop;
+    const SGenInfo& g = p.genInfo[static_cast<size_t>(gen)];
+    SRec* prg = &p.indiv[static_cast<size_t>(g.first)];
+    const int n = g.nPrg;
+    for (int i = 0; i < n; ++i) prg[i].sex = 0;
+    if (p.pmpMode == kPmpFixLitter && !rndUg) {
+        int i = 0;
+        for (int16_t size : g.litterSize) {
+            int males = MyRound(p.pmp * size);
+            for (int k = 0; k < size; ++k, ++i) prg[i].sex = k < males ? 1 : 0;
+        }
+    } else if (p.pmpMode == kPmpFix) {
+        for (int k = MyRound(p.pmp * n); k > 0; --k) {
+            int i;
+            do i = IndexBelow(n, MyRnd.URand());
+            while (prg[i].sex == 1);
+            prg[i].sex = 1;
+        }
+    } else {
+        for (int i = 0; i < n; ++i) prg[i].sex = MyRnd.URand() < p.pmp ? 1 : 0;
+    }
+    SGenStat& st = p.genStat[static_cast<size_t>(gen)];
+    for (int i = 0; i < n; ++i) {
+        prg[i].hasPhen = prg[i].sex == 1 ? (malesHaveRecords ? 1 : 0) : 1;
+        if (prg[i].sex == 1)
+            st.nMale++;
+        else
+            st.nFemale++;
+    }
+}
+
+// Record of a new individual; its sex and record flag are already set.
+void SimClass::StartProgenyRecord(SRec& r, int gen, SRec* sire, SRec* dam)
+{
+    const CPopulation& p = *curPop;
+    r.id = ++nextId;
+    r.genomeUse = &genomeUseCount[static_cast<size_t>(nextGenomeSlot++)];
+    *r.genomeUse = p.genInfo[static_cast<size_t>(gen)].genomeHold;
+    r.gen = static_cast<int16_t>(gen);
+    r.nMPrg = r.nFPrg = 0;
+    r.sire = sire;
+    r.dam = dam;
+    inbred.AddToPed(&r);
+}
+
+void SimClass::Mate(int gen, bool rndUg)
+{
+    CPopulation& p = *curPop;
+    const SGenInfo& g = p.genInfo[static_cast<size_t>(gen)];
+    AssignSex(gen, rndUg);
+    SRec* prg = &p.indiv[static_cast<size_t>(g.first)];
+    if (rndUg) {
+        for (int i = 0; i < g.nPrg; ++i) {
+            SRec* sire = p.sires[static_cast<size_t>(IndexBelow(g.nSires, MyRnd.URand()))];
+            SRec* dam = p.dams[static_cast<size_t>(IndexBelow(g.nDams, MyRnd.URand()))];
+            StartProgenyRecord(prg[i], gen, sire, dam);
+        }
+    } else {
+        int i = 0;
+        for (int m = 0; m < mating.nMatings; ++m)
+            for (int k = 0; k < g.litterSize[static_cast<size_t>(m)]; ++k)
+                StartProgenyRecord(prg[i++], gen, mating.list[static_cast<size_t>(m)][0].rec,
+                                   mating.list[static_cast<size_t>(m)][1].rec);
+    }
+    MakeProgenyGenomes(gen, g.first, g.last);
+    for (int i = 0; i < g.nPrg; ++i) {
+        decltype(SRec::nMPrg) SRec::*count = prg[i].sex == 1 ? &SRec::nMPrg : &SRec::nFPrg;
+        prg[i].sire->*count += 1;
+        prg[i].dam->*count += 1;
+    }
+}
+
+// Genomes of individuals first..last by worker threads over disjoint shares, each with its own
+// generator, crossover scratch and crossover text; the text is written in worker order.
+void SimClass::MakeProgenyGenomes(int gen, int first, int last)
+{
+    if (last < first) return;
+    int nParts = nthread;
+    std::vector<SIndex> parts(static_cast<size_t>(std::max(nthread, 1)));
+    Split2Index(parts.data(), first, last, nParts, kMinProgenyPerWorker);
+    std::vector<CMyRnd> generators;
+    MakeDerivedGenerators(generators, nParts);
+    std::vector<std::vector<SCrossoP>> scratch(static_cast<size_t>(nParts), std::vector<SCrossoP>(static_cast<size_t>(nChr)));
+    const SPopOutput& o = curPop->out;
+    const bool crossText = o.crossoverOut && crossoFp && gen < static_cast<int>(o.crossoverGen.size()) &&
+                           o.crossoverGen[static_cast<size_t>(gen)];
+    std::vector<std::unique_ptr<CWriteBuffer>> buffers(static_cast<size_t>(nParts));
+    if (crossText)
+        for (auto& b : buffers) {
+            b = std::make_unique<CWriteBuffer>();
+            b->SetLargeMem();
+        }
+
+    std::vector<boost::thread> workers;
+    workers.reserve(static_cast<size_t>(nParts));
+    for (int t = 0; t < nParts; ++t)
+        workers.emplace_back(&SimClass::CreateAnim_MyThread, this, parts[static_cast<size_t>(t)].first,
+                             parts[static_cast<size_t>(t)].last, &generators[static_cast<size_t>(t)],
+                             scratch[static_cast<size_t>(t)].data(), buffers[static_cast<size_t>(t)].get());
+    for (boost::thread& w : workers) w.join();
+
+    if (crossText) {
+        for (auto& b : buffers) {
+            b->SetFilePointer(crossoFp);
+            b->Dump();
+        }
+        fflush(crossoFp);
+    }
+}
+
+void SimClass::CreateAnim_MyThread(int first, int last, CMyRnd* rnd, SCrossoP* cp, CWriteBuffer* out)
+{
+    CPopulation& p = *curPop;
+    for (int i = first; i <= last; ++i) {
+        SRec* r = &p.indiv[static_cast<size_t>(i)];
+        AllocRecChr(r);
+        Meiosis(r, rnd, cp, out);
+        MrkHomozy(r);
+    }
+}
