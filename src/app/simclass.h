@@ -269,6 +269,7 @@ public:
     CMutation mutation;
     CInbred inbred;                  // pedigree and inbreeding
     SMatingPlan mating;              // matings of the generation being produced
+    SProgenyTiming progenyTiming;    // time of the progeny workers, for the benchmarks
 
     // ---- Replicate state ----
     std::vector<uint16_t> genomeUseCount;  // use counters of the genomes of the replicate

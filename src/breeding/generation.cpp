@@ -1,7 +1,9 @@
 // The generation cycle of a recent population: litter sizes for the whole replicate, then per
 // generation the mating design, sexes, progeny records, genomes made by worker threads,
 // inbreeding and values.
+#include <algorithm>
 #include <boost/thread/thread.hpp>
+#include <chrono>
 #include <memory>
 
 #include "app/simclass.h"
@@ -198,6 +200,7 @@ void SimClass::MakeProgenyGenomes(int gen, int first, int last)
             b->SetLargeMem();
         }
 
+    auto start = std::chrono::steady_clock::now();
     std::vector<boost::thread> workers;
     workers.reserve(static_cast<size_t>(nParts));
     for (int t = 0; t < nParts; ++t)
@@ -205,6 +208,8 @@ void SimClass::MakeProgenyGenomes(int gen, int first, int last)
                              parts[static_cast<size_t>(t)].last, &generators[static_cast<size_t>(t)],
                              scratch[static_cast<size_t>(t)].data(), buffers[static_cast<size_t>(t)].get());
     for (boost::thread& w : workers) w.join();
+    progenyTiming.seconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    progenyTiming.individuals += last - first + 1;
 
     if (crossText) {
         for (auto& b : buffers) {

@@ -65,6 +65,12 @@ struct SGenStat {
     std::vector<uint32_t> lsCount;               // litters of each `ls` class in this generation
 };
 
+// Wall-clock time spent making progeny genomes (meiosis by the workers), over a run.
+struct SProgenyTiming {
+    double seconds = 0;
+    long long individuals = 0;
+};
+
 constexpr int kMaxFounderLines = 40;
 constexpr int kMaxPopulations = 1000;
 

@@ -1,0 +1,158 @@
+// Recent populations through the real binary: the worked examples, fatal founder errors, and
+// runs repeated from a seed file with every mating design.
+#include <gtest/gtest.h>
+
+#include <dirent.h>
+#include <set>
+
+#include "cli/cli_util.h"
+
+namespace {
+
+const char* const kGenome =
+    "begin_genome;\n begin_chr = 2;\n  chrlen = 100;\n  nmloci = 60;\n  mpos = rnd;\n  nma = all 2;\n"
+    "  maf = eql;\n  nqloci = 6;\n  qpos = rnd;\n  nqa = all 2;\n  qaf = eql;\n  qae = rndg 0.4;\n end_chr;\n"
+    "end_genome;\n";
+
+std::string Founders(const std::string& lines)
+{
+    return " begin_founder;\n" + lines + " end_founder;\n";
+}
+
+std::string HpFounders(int males, int females)
+{
+    return Founders("  male [n = " + std::to_string(males) + ", pop = \"hp\"];\n  female [n = " +
+                    std::to_string(females) + ", pop = \"hp\"];\n");
+}
+
+// One population per mating design, the last founded from two earlier ones, with crossover
+// output in every generation so that the genomes of every design reach a result file.
+std::string EveryDesign(int threads, const std::string& seedFile)
+{
+    std::string text = "nthread = " + std::to_string(threads) + ";\n";
+    if (!seedFile.empty()) text += "seed = \"" + seedFile + "\";\n";
+    text += "nrep = 2;\nh2 = 0.4;\nqtlh2 = 0.2;\nphvar = 1.0;\nbegin_hp;\n hg_size = 300 [0] 300 [20];\nend_hp;\n";
+    struct Design {
+        const char* name;
+        const char* body;
+    };
+    const Design designs[] = {
+        {"rnd", " ls = 2 3 [0.4];\n md = rnd;\n sr = 0.5;\n dr = 0.3;\n sd = phen /h;\n cd = age;\n"},
+        {"ug", " ls = 3;\n md = rnd_ug;\n pmp = 0.5 /fix;\n sr = 1;\n dr = 1;\n"},
+        {"minf", " ls = 2;\n md = minf;\n pmp = 0.5 /fix_litter;\n sr = 0.5;\n dr = 0.5;\n sd = tbv /h;\n cd = tbv;\n"},
+        {"maxf", " ls = 2;\n md = maxf;\n sr = 0.5 0.2;\n dr = 0.5 0.2 /e;\n cd = rnd;\n"},
+        {"pa", " ls = 1 2 [0.5];\n md = p_assort /tbv;\n sr = 0.4;\n dr = 0.4;\n sd = phen /l;\n cd = phen;\n"},
+        {"na", " ls = 2;\n md = n_assort /phen;\n sr = 0.5;\n dr = 0.5;\n sd = tbv;\n"},
+    };
+    for (const Design& d : designs)
+        text += std::string("begin_pop = \"") + d.name + "\";\n" + HpFounders(6, 24) + d.body +
+                " ng = 4;\n begin_popoutput;\n  crossover;\n end_popoutput;\nend_pop;\n";
+    text += "begin_pop = \"mixed\";\n" +
+            Founders("  male [n = 3, pop = \"rnd\", gen = 4, select = tbv /h];\n"
+                     "  female [n = 20, pop = \"minf\", gen = 3] /not_founder_yet;\n"
+                     "  female [n = 10, pop = \"hp\"] /not_founder_yet;\n") +
+            " ls = 2;\n ng = 2;\n begin_popoutput;\n  crossover;\n end_popoutput;\nend_pop;\n";
+    return text + kGenome;
+}
+
+std::set<std::string> ResultFiles(const std::string& folder)
+{
+    std::set<std::string> names;
+    if (DIR* dir = opendir(folder.c_str())) {
+        while (struct dirent* e = readdir(dir)) {
+            std::string n = e->d_name;
+            if (n.size() > 4 && n.compare(n.size() - 4, 4, ".txt") == 0 && n != "report.txt") names.insert(n);
+        }
+        closedir(dir);
+    }
+    return names;
+}
+
+// The console lines of the populations' generations ("G1     Size=..." and what follows them).
+std::string GenerationLines(const std::string& out)
+{
+    std::string lines;
+    size_t at = 0;
+    while ((at = out.find("\nG", at)) != std::string::npos) {
+        size_t end = out.find('\n', at + 1);
+        lines += out.substr(at + 1, end - at);
+        at = end;
+    }
+    return lines;
+}
+
+std::string Population(const std::string& name, const std::string& founders, const std::string& body)
+{
+    return "begin_pop = \"" + name + "\";\n" + founders + body + "end_pop;\n";
+}
+
+std::string SmallRun(const std::string& pops)
+{
+    return "nrep = 1;\nh2 = 0.4;\nqtlh2 = 0.2;\nphvar = 1.0;\nbegin_hp;\n hg_size = 100 [0] 100 [5];\nend_hp;\n" +
+           pops + kGenome;
+}
+
+}  // namespace
+
+TEST(PopulationRun, EveryWorkedExampleRunsToTheEnd)
+{
+    for (const char* name :
+         {"quickstart", "mating_rnd", "mating_rnd_ug", "mating_minf", "mating_maxf", "mating_p_assort", "mating_n_assort"}) {
+        TempDir dir;
+        WriteFile(dir / "run.prm", ReadFile(std::string(DAVOK_EXAMPLES) + "/" + name + ".prm"));
+        RunResult r = RunDavok(dir, "run.prm -o");
+        ASSERT_EQ(r.exitCode, 0) << name << "\n" << r.err;
+        EXPECT_NE(r.out.find("Completed"), std::string::npos) << name;
+        EXPECT_NE(r.out.find("G1     Size="), std::string::npos) << name;
+    }
+}
+
+TEST(PopulationRun, TheSameSeedFileAndThreadCountGiveByteIdenticalResultsForEveryDesign)
+{
+    for (int threads : {1, 2}) {
+        TempDir dir;
+        WriteFile(dir / "first.prm", EveryDesign(threads, ""));
+        RunResult first = RunDavok(dir, "first.prm");
+        ASSERT_EQ(first.exitCode, 0) << first.err;
+        WriteFile(dir / "again.prm", EveryDesign(threads, "r_first/seed"));
+        RunResult again = RunDavok(dir, "again.prm");
+        ASSERT_EQ(again.exitCode, 0) << again.err;
+        EXPECT_EQ(GenerationLines(first.out), GenerationLines(again.out));
+        EXPECT_NE(first.out.find(", Mating:"), std::string::npos);
+        std::set<std::string> files = ResultFiles(dir / "r_first");
+        EXPECT_EQ(files, ResultFiles(dir / "r_again"));
+        EXPECT_TRUE(files.count("mixed_crossover_002.txt")) << threads;
+        for (const std::string& f : files)
+            EXPECT_EQ(ReadFile(dir / ("r_first/" + f)), ReadFile(dir / ("r_again/" + f))) << threads << " " << f;
+    }
+}
+
+TEST(PopulationRun, MissingFoundersStopTheRunAndKeepWhatWasWritten)
+{
+    struct Case {
+        std::string pops, message;
+    };
+    const Case cases[] = {
+        {Population("p", HpFounders(2, 60), " ls = 1;\n ng = 1;\n"),
+         "Error - Pop \"p\": 60 females requested but 50 females found in the last historical generation.\n"},
+        {Population("a", HpFounders(2, 10), " ls = 1;\n ng = 2;\n") +
+             Population("b", Founders("  male [n = 20, pop = \"a\", gen = 1];\n  female [n = 30, pop = \"hp\"];\n"),
+                        " ls = 1;\n ng = 1;\n"),
+         "Error - Pop \"b\": 20 males requested but "},
+    };
+    for (const Case& c : cases) {
+        TempDir dir;
+        WriteFile(dir / "run.prm", SmallRun(c.pops));
+        RunResult r = RunDavok(dir, "run.prm");
+        EXPECT_EQ(r.exitCode, 1) << c.pops;
+        EXPECT_NE(r.err.find(c.message), std::string::npos) << r.err;
+        EXPECT_NE(r.err.find("Aborted."), std::string::npos);
+        if (c.pops.find("pop = \"a\"") != std::string::npos) {
+            EXPECT_NE(r.err.find(" males found in generation 1 of population \"a\".\n"), std::string::npos) << r.err;
+        }
+        std::string report = ReadFile(dir / "r_run/report.txt");
+        EXPECT_NE(report.find(c.message), std::string::npos);
+        EXPECT_EQ(ReadFile(dir / "r_run/run.prm"), ReadFile(dir / "run.prm"));
+        EXPECT_TRUE(FileExists(dir / "r_run/seed"));
+    }
+}
