@@ -134,8 +134,8 @@ SResult BestRun(int nGen)
 
 void PrintRun(const char* label, const SResult& r)
 {
-    printf("%s: %.1f ms (entering %.2f ms, ComputeF %.1f ms), mean F of the last generation %.4f\n", label, r.seconds * 1e3,
-           r.entering * 1e3, (r.seconds - r.entering) * 1e3, r.meanF);
+    printf("%s: %.1f ms (entering %.2f ms, ComputeF %.1f ms), mean F of the last generation %.4f\n", label,
+           r.seconds * 1e3, r.entering * 1e3, (r.seconds - r.entering) * 1e3, r.meanF);
 }
 
 }  // namespace
