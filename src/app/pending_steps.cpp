@@ -24,16 +24,7 @@ void CSort::ParentsGenQSort(SRec**, int, int) {}
 void QSort(int, int, int*) {}
 void DQSort(int, int, double*) {}
 
-void CInbred::AllocMem(CPopulation*, CPopulation*, int, bool) {}
-void CInbred::AddFounderToPed(CPopulation*, bool) {}
-void CInbred::AddToPed(SRec*) {}
-void CInbred::AddParentTorPed(SRec**, int, SRec**, int) {}
-void CInbred::ComputeF(int, bool) {}
-void CInbred::CreateA(CPopulation*, int, const SMating*, double*, int) {}
-void CInbred::UpdateRec(CPopulation*, CPopulation*, const uint8_t*) {}
 void CInbred::WriteCompletePed(FILE*) {}
-void CInbred::FreeMem() {}
-void CInbred::FreeMemRecLink() {}
 
 void SimClass::EstimateEBV_Base() {}
 void SimClass::EstimateEBV(int, int, int) {}
