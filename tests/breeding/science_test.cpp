@@ -44,7 +44,7 @@ std::vector<double> PerReplicate(const std::string& text, unsigned long seed,
 
 }  // namespace
 
-TEST(Inbreeding, FoundersFromTheHistoricalPopulationAreNotInbredAndNumberedInOrder)
+TEST(PopulationInbreeding, FoundersFromTheHistoricalPopulationAreNotInbredAndNumberedInOrder)
 {
     std::string text = PopulationParam(PopBlock("p", 5, 20, "ls = 2; ng = 1;"), 1, kVariances);
     RunPopulations(text, 1, 1, [](const CPopulation& p, int) {
@@ -57,7 +57,7 @@ TEST(Inbreeding, FoundersFromTheHistoricalPopulationAreNotInbredAndNumberedInOrd
     });
 }
 
-TEST(Inbreeding, FullSibMatingGivesAQuarterAndHalfSibMatingAnEighth)
+TEST(PopulationInbreeding, FullSibMatingGivesAQuarterAndHalfSibMatingAnEighth)
 {
     // One sire and two dams; litters of one male and one female. Generation 2 comes from the
     // one selected son and both daughters: one his full sister, the other his half sister.
@@ -75,7 +75,7 @@ TEST(Inbreeding, FullSibMatingGivesAQuarterAndHalfSibMatingAnEighth)
     EXPECT_EQ(checked, 3 * 4);
 }
 
-TEST(Inbreeding, RandomMatingRaisesItByOneEighthOfTheInverseParentNumbers)
+TEST(PopulationInbreeding, RandomMatingRaisesItByOneEighthOfTheInverseParentNumbers)
 {
     // Random union of gametes with all parents replaced by random progeny: a Wright-Fisher
     // population with Nm sires and Nf dams, whose F rises by 1/(8 Nm) + 1/(8 Nf) per generation.
@@ -92,7 +92,7 @@ TEST(Inbreeding, RandomMatingRaisesItByOneEighthOfTheInverseParentNumbers)
     EXPECT_NEAR(m.mean, dF, 4 * m.se) << "per-generation rise " << m.mean << " +- " << m.se;
 }
 
-TEST(Inbreeding, MinimisingMatingsGiveLessAndMaximisingMoreThanRandomFromTheSameParents)
+TEST(PopulationInbreeding, MinimisingMatingsGiveLessAndMaximisingMoreThanRandomFromTheSameParents)
 {
     const int ng = 4;
     auto meanF = [&](const char* design) {
