@@ -4,7 +4,7 @@ ASAN_BUILD ?= build-asan
 JOBS       ?= $(shell nproc)
 DEMO_DIR   ?= demo-run
 
-.PHONY: setup build demo test test-asan bench bench-rng bench-param bench-hp clean
+.PHONY: setup build demo test test-asan bench bench-rng bench-param bench-hp bench-anneal clean
 
 setup:
 	@sh scripts/setup.sh
@@ -30,7 +30,7 @@ test-asan: setup
 		ctest --output-on-failure -j $(JOBS) -LE slow
 
 # Every benchmark; each prints its figures and their ratio to its reference.
-bench: bench-param bench-rng bench-hp
+bench: bench-param bench-rng bench-hp bench-anneal
 
 # Reading a parameter file with 200,000 predefined positions and numbers of alleles.
 bench-param: build
@@ -44,6 +44,11 @@ bench-hp: build
 # Draws per second of the generator's deviates, and its raw output against std::mt19937.
 bench-rng: build
 	@$(BUILD)/bench/rng_bench
+
+# Annealing of matings (minf) for 200 sires x 2,000 dams over a synthetic coancestry table:
+# time per generation and moves per second.
+bench-anneal: build
+	@$(BUILD)/bench/anneal_bench
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD) $(DEMO_DIR)

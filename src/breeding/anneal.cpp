@@ -26,6 +26,14 @@ int RandomMatingIndex(int n)
     return i < n ? i : n - 1;
 }
 
+// exp(-x) > u. From kExpUnderflow on exp(-x) is 0, which no uniform in [0, 1) is below, so the
+// exponential is skipped there: at low temperatures that is nearly every worse move.
+constexpr double kExpUnderflow = 746.0;
+bool MetropolisAccepts(double x, double u)
+{
+    return x < kExpUnderflow && std::exp(-x) > u;
+}
+
 }  // namespace
 
 void SimClass::AllocSAMem()
@@ -109,7 +117,7 @@ void SimClass::ChooseCheckAccept(int /*nSires*/, int nDams, const int16_t* litte
     double exchanged = li * mating.C(sireJ.idx, i) + lj * mating.C(sireI.idx, j);
     double delta = maximise ? current - exchanged : exchanged - current;
     // Better is always taken, worse by the Metropolis rule; an equal exchange draws nothing.
-    bool take = delta < 0 || (delta > 0 && std::exp(-delta / temperature) > MyRnd.URand());
+    bool take = delta < 0 || (delta > 0 && MetropolisAccepts(delta / temperature, MyRnd.URand()));
     if (!take) return;
     std::swap(sireI, sireJ);
     accepted++;
