@@ -4,7 +4,7 @@ ASAN_BUILD ?= build-asan
 JOBS       ?= $(shell nproc)
 DEMO_DIR   ?= demo-run
 
-.PHONY: setup build demo test test-asan bench bench-rng bench-param bench-hp bench-inbred bench-pop clean
+.PHONY: setup build demo test test-asan bench bench-rng bench-param bench-hp bench-inbred bench-anneal bench-pop clean
 
 setup:
 	@sh scripts/setup.sh
@@ -30,7 +30,7 @@ test-asan: setup
 		ctest --output-on-failure -j $(JOBS) -LE slow
 
 # Every benchmark; each prints its figures and their ratio to its reference.
-bench: bench-param bench-rng bench-hp bench-inbred bench-pop
+bench: bench-param bench-rng bench-hp bench-inbred bench-anneal bench-pop
 
 # Reading a parameter file with 200,000 predefined positions and numbers of alleles.
 bench-param: build
@@ -49,6 +49,11 @@ bench-rng: build
 # 100,000 animals of 5 generations.
 bench-inbred: build
 	@$(BUILD)/bench/inbred_bench
+
+# Annealing of matings (minf) for 200 sires x 2,000 dams over a synthetic coancestry table:
+# time per generation and moves per second.
+bench-anneal: build
+	@$(BUILD)/bench/anneal_bench
 
 # Ten generations of 10,000 progeny of bench/pop_10k.prm with 1 and 2 threads against a plain copy
 # of the progeny's allele bytes, and its peak memory (about a minute).

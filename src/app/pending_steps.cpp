@@ -5,25 +5,6 @@
 #include "app/simclass.h"
 #include "breeding/sort.h"
 
-
-void SimClass::CullAndSelect(int, int, int) {}
-void SimClass::RandomMatingDesign(int) {}
-void SimClass::AssortMatingDesign(int) {}
-void SimClass::Anneal(int, bool) {}
-void SimClass::ChooseCheckAccept(int, int, const int16_t*, int&, double, bool) {}
-void SimClass::AllocSAMem() {}
-void SimClass::FreeSAMem() {}
-void CSort::SortParents(CPopulation*, int, bool, ESCDesign, ESCDesign) {}
-void CSort::SortRP(CPopulation*, int, int, bool, ESCDesign) {}
-void CSort::ShufflePrg(int, SRec**) {}
-void CSort::PhenQSort(CPopulation*, int, int, bool) {}
-void CSort::TBVQSort(CPopulation*, int, int, bool) {}
-void CSort::EBVQSort(CPopulation*, int, int, bool) {}
-void CSort::ParentsEBVQSort(SRec**, int, int, bool) {}
-void CSort::ParentsGenQSort(SRec**, int, int) {}
-void QSort(int, int, int*) {}
-void DQSort(int, int, double*) {}
-
 void CInbred::WriteCompletePed(FILE*) {}
 
 void SimClass::EstimateEBV_Base() {}

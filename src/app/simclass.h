@@ -77,6 +77,8 @@ public:
     static void FreeRecChr(uint16_t** patChr);
     // Frees the haplotypes of rec and marks its genome released.
     void ReleaseGenome(SRec* rec);
+    // One holder of rec's genome lets go of it; the last one releases it.
+    void DropGenomeUse(SRec* rec);
     void GetMrkQTLIdx();
     void GetLociInfo();
     int MrkHomozy(SRec* rec);
@@ -173,6 +175,8 @@ public:
     void RandomMatingDesign(int gen);
     void AssortMatingDesign(int gen);
     void Anneal(int gen, bool maximise);
+    // The temperature steps of Anneal over the current mating list and coancestry table.
+    SAnnealOutcome AnnealMatingList(int gen, bool maximise);
     // One annealing move: exchanges the sires of two matings when it improves the objective
     // (or by the Metropolis rule); adds 1 to accepted when it does.
     void ChooseCheckAccept(int nSires, int nDams, const int16_t* litterSize, int& accepted, double temperature,

@@ -15,6 +15,13 @@ struct SMD {
 // A mating: [0] the sire, [1] the dam.
 using SMating = std::array<SMD, 2>;
 
+// What one annealing run did.
+struct SAnnealOutcome {
+    int steps = 0;           // temperature steps run
+    long long moves = 0;     // exchanges tried
+    bool optimized = false;  // the last step accepted no exchange
+};
+
 // The matings of the generation being produced and the work memory of minf/maxf.
 struct SMatingPlan {
     std::vector<SMating> list;        // nMatings entries in dam order: dam m is dams[m]

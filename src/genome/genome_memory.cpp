@@ -191,13 +191,15 @@ void SimClass::FreeChrLastSireDamMem()
 {
     CPopulation& p = *curPop;
     const SGenInfo& g = p.genInfo[p.ng];
-    auto releaseHold = [&](SRec* r) {
-        if (!r || !r->genomeUse || *r->genomeUse == kGenomeReleased) return;
-        if (*r->genomeUse > 0) --*r->genomeUse;
-        if (*r->genomeUse == 0) ReleaseGenome(r);
-    };
-    for (int i = 0; i < g.nSires && i < static_cast<int>(p.sires.size()); ++i) releaseHold(p.sires[i]);
-    for (int i = 0; i < g.nDams && i < static_cast<int>(p.dams.size()); ++i) releaseHold(p.dams[i]);
+    for (int i = 0; i < g.nSires && i < static_cast<int>(p.sires.size()); ++i) DropGenomeUse(p.sires[i]);
+    for (int i = 0; i < g.nDams && i < static_cast<int>(p.dams.size()); ++i) DropGenomeUse(p.dams[i]);
+}
+
+void SimClass::DropGenomeUse(SRec* rec)
+{
+    if (!rec || !rec->genomeUse || *rec->genomeUse == kGenomeReleased) return;
+    if (*rec->genomeUse > 0) --*rec->genomeUse;
+    if (*rec->genomeUse == 0) ReleaseGenome(rec);
 }
 
 void SimClass::FreeChrProgMem(CPopulation* pop, int first, int last)
