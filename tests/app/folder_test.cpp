@@ -126,14 +126,3 @@ TEST(FolderSafety, RemovalKeepsTheNamedFilesWhateverTheirSpelling)
     EXPECT_FALSE(FileExists(dir / "old.txt"));
     EXPECT_NE(out.find("\"" + dir / "run.prm" + "\" is read by this run. Kept.\n"), std::string::npos);
 }
-
-TEST(FolderSafety, CreatingAFolderLeavesTheUsersFileCreationMaskInPlace)
-{
-    TempDir dir;
-    const mode_t before = umask(022);
-    EXPECT_TRUE(MyMkDir(dir / "out", 0));
-    EXPECT_EQ(umask(before), 022u);
-    struct stat st;
-    ASSERT_EQ(stat((dir / "out").c_str(), &st), 0);
-    EXPECT_EQ(st.st_mode & 0777, 0700u);
-}

@@ -76,21 +76,3 @@ TEST(CheckedFiles, AFailingReportStopsTheRunAndIsKept)
         testing::ExitedWithCode(1), "Error - Could not write \\[.*full.txt\\]; No space left on device.\nAborted.\n");
     EXPECT_TRUE(FileExists(path));
 }
-
-TEST(CheckedFiles, CompleteWritesCloseQuietly)
-{
-    TempDir dir;
-    const std::string path = dir / "ok.txt";
-    FILE* fp = Myfopen(path.c_str(), "w");
-    fprintf(fp, "kept\n");
-    MyFflush(fp);
-    EXPECT_EQ(MyFcloseStatus(fp), 0);
-    EXPECT_EQ(ReadFile(path), "kept\n");
-
-    fp = MyTryfopen(path.c_str(), "a");
-    fprintf(fp, "more\n");
-    MyFclose(fp);
-    EXPECT_EQ(ReadFile(path), "kept\nmore\n");
-    EXPECT_EQ(MyTryfopen((dir / "missing/x").c_str(), "w"), nullptr);
-    EXPECT_EQ(errno, ENOENT);
-}
