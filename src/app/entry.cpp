@@ -1,8 +1,10 @@
 #include "app/entry.h"
 
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "app/banner.h"
 #include "app/folder.h"
@@ -60,11 +62,23 @@ std::string PromptForParamFile()
     return word;
 }
 
+// The files this run still reads after the output folder is emptied: the parameter file (for
+// its copy) and a seed file named by `seed`. Either may lie in the output folder.
+std::vector<std::string> InputFiles(const std::string& paramFile)
+{
+    std::vector<std::string> inputs = {paramFile};
+    if (MyRnd.seed_file_name != "seed.prv") inputs.push_back(MyRnd.seed_file_name);
+    return inputs;
+}
+
 }  // namespace
 
 int DavokMain(int argc, char** argv)
 {
     NoWarn = 0;
+    // A file-size limit then makes the write fail with EFBIG, which the checked close reports,
+    // instead of killing the process with a cut file behind it.
+    signal(SIGXFSZ, SIG_IGN);
     GetProgName(argv);
     CommandLine cl = ParseCommandLine(argc, argv);
 
@@ -80,7 +94,7 @@ int DavokMain(int argc, char** argv)
     ReadParameterFile(sim, cl.paramFile);
 
     if (sim.outputFolder.empty()) sim.outputFolder = GetOutPutFolderName(cl.paramFile);
-    if (!MyMkTree(sim.outputFolder, cl.overwrite ? 0 : 1)) exit(1);
+    if (!MyMkTree(sim.outputFolder, cl.overwrite ? 0 : 1, InputFiles(cl.paramFile))) exit(1);
 
     CMyTime overall;
     rptfp = Myfopen((sim.outputFolder + "report.txt").c_str(), "w");
@@ -104,8 +118,7 @@ int DavokMain(int argc, char** argv)
         Info("Completed normally.\n");
     else
         Info("Completed (%d warnings!).\n", NoWarn);
-    fclose(rptfp);
-    rptfp = nullptr;
+    MyFclose(rptfp);  // also detaches the report
     delete[] Logo;
     return 0;
 }

@@ -37,6 +37,28 @@ bool IsDirectory(const std::string& path)
     return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
+bool SameEntry(const struct stat& a, const struct stat& b)
+{
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+bool IsOneOf(const std::string& entry, const std::vector<std::string>& files)
+{
+    for (const std::string& file : files)
+        if (SameFile(entry, file)) return true;
+    return false;
+}
+
+// Creates a folder for the owner alone. The file-creation mask is cleared only for this call,
+// so the result files keep the user's own mask.
+int MakeOwnerFolder(const std::string& path)
+{
+    const mode_t userMask = umask(0);
+    const int result = mkdir(path.c_str(), 0700);
+    umask(userMask);  // never fails and leaves errno alone
+    return result;
+}
+
 }  // namespace
 
 bool AskYesNo()
@@ -50,6 +72,32 @@ bool AskYesNo()
     return false;
 }
 
+bool SameFile(const std::string& a, const std::string& b)
+{
+    struct stat sa, sb;
+    return stat(a.c_str(), &sa) == 0 && stat(b.c_str(), &sb) == 0 && SameEntry(sa, sb);
+}
+
+// Walks up from the working folder through "..", comparing device and inode, so that every
+// spelling and every link of the same folder is caught. The walk ends at the root (its own
+// parent) or at a level that cannot be examined.
+bool HoldsWorkingFolder(const std::string& path)
+{
+    struct stat target;
+    if (stat(path.c_str(), &target) != 0) return false;
+    std::string level = ".";
+    struct stat st;
+    if (stat(level.c_str(), &st) != 0) return false;
+    for (;;) {
+        if (SameEntry(st, target)) return true;
+        const std::string parent = level + "/..";
+        struct stat up;
+        if (stat(parent.c_str(), &up) != 0 || SameEntry(up, st)) return false;
+        level = parent;
+        st = up;
+    }
+}
+
 bool IsFolderEmpty(const std::string& path)
 {
     bool empty = true;
@@ -61,12 +109,16 @@ bool IsFolderEmpty(const std::string& path)
     return empty;
 }
 
-void RemoveAllFilesInDir(const std::string& path)
+void RemoveAllFilesInDir(const std::string& path, const std::vector<std::string>& keep)
 {
     Info("Removing...\n");
-    ForEachEntry(WithoutTrailingSlash(path), [](const std::string& entry) {
+    ForEachEntry(WithoutTrailingSlash(path), [&keep](const std::string& entry) {
         if (IsDirectory(entry)) {
             Info("\"%s\" is a directory. Cannot remove it.\n", entry.c_str());
+            return true;
+        }
+        if (IsOneOf(entry, keep)) {
+            Info("\"%s\" is read by this run. Kept.\n", entry.c_str());
             return true;
         }
         if (remove(entry.c_str()) != 0) Abort("Error - Cannot rmove [%s].\n", entry.c_str());
@@ -76,14 +128,11 @@ void RemoveAllFilesInDir(const std::string& path)
     Info("\n");
 }
 
-bool MyMkDir(const std::string& path, int mode)
+bool MyMkDir(const std::string& path, int mode, const std::vector<std::string>& keep)
 {
     struct stat st;
     if (stat(path.c_str(), &st) != 0) {
-        if (errno == ENOENT) {
-            umask(0);
-            if (mkdir(path.c_str(), 0700) == 0) return true;
-        }
+        if (errno == ENOENT && MakeOwnerFolder(path) == 0) return true;
         Warn("Error - There is a problem with creating directory [%s]; %s.\n", path.c_str(),
              strerror(errno));
         return false;
@@ -100,14 +149,14 @@ bool MyMkDir(const std::string& path, int mode)
         fprintf(stderr, "WARNING - Output folder [%s] exists.\nOverwrite (Y/N)?", path.c_str());
         fflush(stderr);
         if (!AskYesNo()) return false;
-        RemoveAllFilesInDir(path);
+        RemoveAllFilesInDir(path, keep);
     } else if (mode == 2) {
         Abort("Error - Output folder [%s] already exists.\n", path.c_str());
     }
     return true;
 }
 
-bool MyMkTree(std::string& path, int mode)
+bool MyMkTree(std::string& path, int mode, const std::vector<std::string>& keep)
 {
     TrimLeftRight(path);
     if (path.empty() || path.back() != '/') path += '/';
@@ -120,6 +169,9 @@ bool MyMkTree(std::string& path, int mode)
     for (size_t i = 0; i + 1 < path.size(); ++i)
         if (path[i] != '/' && path[i + 1] == '/' && !MyMkDir(path.substr(0, i + 1), 0)) return false;
 
+    // Emptying such a folder would delete the user's own files.
+    if (HoldsWorkingFolder(path))
+        Abort("Error - Output folder [%s] is the working folder or a folder that holds it.\n", path.c_str());
     if (IsFolderEmpty(path)) return true;
     if (mode == 1) {
         fprintf(stderr, "WARNING - Output destination [%s] is not empty.\nRemove its contents (Y/N)?",
@@ -129,7 +181,7 @@ bool MyMkTree(std::string& path, int mode)
     } else if (mode == 2) {
         Abort("Error - Output destination [%s] is not empty.\n", path.c_str());
     }
-    RemoveAllFilesInDir(path);
+    RemoveAllFilesInDir(path, keep);
     return true;
 }
 

@@ -6,6 +6,7 @@
 #include "app/simclass.h"
 #include "breeding/sort.h"
 #include "support/boxes.h"
+#include "support/files.h"
 #include "support/messages.h"
 #include "support/numbers.h"
 #include "support/timing.h"
@@ -67,10 +68,8 @@ void SimClass::Run()
             inbred.WriteCompletePed(pedigreeFp);
             inbred.FreeMem();
         }
-        if (pedigreeFp) {  // the pedigree writer closes its file; never carry one into the next replicate
-            fclose(pedigreeFp);
-            pedigreeFp = nullptr;
-        }
+        MyFclose(pedigreeFp);  // never carry the pedigree file into the next replicate
+        pedigreeFp = nullptr;
         inbred.FreeMemRecLink();
         FreePopMem();
         RunSystemCommand(rep);
@@ -130,7 +129,7 @@ void SimClass::RunSystemCommand(int rep)
     if (!hasSystem) return;
     std::string command = system;
     if (systemNrep) command += " " + std::to_string(rep);
-    fflush(nullptr);
+    MyFlush();  // the command may read the report
     int status = ::system(command.c_str());
     (void)status;  // the command's exit status is the user's business
     Info("System command : %s\n", command.c_str());

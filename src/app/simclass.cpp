@@ -6,16 +6,19 @@
 #include "support/messages.h"
 
 
+// A parameter file that already lies in the output folder is its own copy: opening it for
+// writing would empty it before it is read.
 void SimClass::BackupParamFile(const std::string& paramFile)
 {
     std::string destination = outputFolder + BaseName(paramFile);
+    if (SameFile(paramFile, destination)) return;
     FILE* in = Myfopen(paramFile.c_str(), "r");
     FILE* out = Myfopen(destination.c_str(), "w");
     char block[65536];
     size_t n;
     while ((n = fread(block, 1, sizeof block, in)) > 0) fwrite(block, 1, n, out);
     fclose(in);
-    fclose(out);
+    MyFclose(out);
 }
 
 void SimClass::SaveInitialSeed()

@@ -5,6 +5,7 @@
 
 #include "app/simclass.h"
 #include "support/boxes.h"
+#include "support/files.h"
 #include "support/numbers.h"
 
 namespace {
@@ -30,7 +31,7 @@ void WriteHomoLine(FILE* fp, bool hasLoci, int gen, double homo)
     if (!fp || !hasLoci) return;
     if (gen == 0) fprintf(fp, "%-6s %s\n", "Gen", "Mean homozygosity");
     fprintf(fp, "%-5d %f\n", gen, homo);
-    fflush(fp);
+    MyFflush(fp);
 }
 
 bool SexSpecificMap(const SimClass& s)
@@ -202,7 +203,7 @@ void SimClass::SaveLinkageMap(bool qtl, bool combined)
         else
             fprintf(fp, line, c, locus.pos);
     });
-    fflush(fp);
+    MyFflush(fp);
 }
 
 void SimClass::SaveAlleleEffect()
@@ -216,7 +217,7 @@ void SimClass::SaveAlleleEffect()
         for (int a = 1; a <= locus.nAllele; ++a) fprintf(fp, " %3d:% 9.6f", locus.alleleLabel[a], locus.effect[a - 1]);
         fputc('\n', fp);
     });
-    fflush(fp);
+    MyFflush(fp);
 }
 
 void SimClass::SaveHPStat(double polyMean, double polyVar, double qtlMean, double qtlVar, double qtlScale)
@@ -237,5 +238,5 @@ void SimClass::SaveHPStat(double polyMean, double polyVar, double qtlMean, doubl
     PrintALineFormat1(80, '-', fp, "Statistics for the historical population");
     WriteRunCounters(fp, *this);
     WriteSizeTable(fp, hp);
-    fflush(fp);
+    MyFflush(fp);
 }

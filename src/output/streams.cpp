@@ -23,7 +23,7 @@ std::string FormatV(const char* fmt, va_list ap)
 
 void CloseStream(FILE*& fp)
 {
-    if (fp) fclose(fp);
+    MyFclose(fp);
     fp = nullptr;
 }
 

@@ -1,7 +1,11 @@
 #include "output/write_buffer.h"
 
+#include <cerrno>
 #include <cstdarg>
 #include <cstring>
+#include <string>
+
+#include "support/files.h"
 
 CWriteBuffer::CWriteBuffer()
 {
@@ -15,29 +19,45 @@ CWriteBuffer::~CWriteBuffer()
     for (char* chunk : chunks) delete[] chunk;
 }
 
+// A record is formatted straight into the chunk when it fits in the room left (at least the
+// 10,000 bytes of headroom, as fill never exceeds kPayload between calls); a longer one is
+// formatted aside and copied across as many chunks as it needs.
 void CWriteBuffer::Write(const char* fmt, ...)
 {
-    // fill never exceeds kPayload between calls, so at least the 10,000 bytes of headroom are
-    // left; vsnprintf cuts a longer record instead of running past the chunk.
     const int room = kChunkSize - fill;
     va_list ap;
     va_start(ap, fmt);
-    int n = vsnprintf(current + fill, static_cast<size_t>(room), fmt, ap);
+    va_list again;
+    va_copy(again, ap);
+    const int n = vsnprintf(current + fill, static_cast<size_t>(room), fmt, ap);
     va_end(ap);
-    if (n < 0) n = 0;
-    fill += n < room ? n : room - 1;
-    AfterWrite();
+    if (n >= room) {
+        std::string record(static_cast<size_t>(n) + 1, '\0');
+        vsnprintf(&record[0], record.size(), fmt, again);
+        Append(record.data(), n);
+    } else if (n > 0) {
+        fill += n;
+        AfterWrite();
+    }
+    va_end(again);
 }
 
 void CWriteBuffer::WriteBinary(const void* data, int n)
 {
-    const int room = kChunkSize - fill;
-    if (n > room) n = room;
-    if (n > 0) {
-        memcpy(current + fill, data, static_cast<size_t>(n));
-        fill += n;
+    if (n > 0) Append(static_cast<const char*>(data), n);
+}
+
+// Copies n bytes, closing each chunk the bytes fill before the rest goes on in the next one.
+void CWriteBuffer::Append(const char* data, int n)
+{
+    while (n > 0) {
+        const int piece = n < kChunkSize - fill ? n : kChunkSize - fill;
+        memcpy(current + fill, data, static_cast<size_t>(piece));
+        fill += piece;
+        data += piece;
+        n -= piece;
+        AfterWrite();
     }
-    AfterWrite();
 }
 
 void CWriteBuffer::WriteUnsignedInt(int v)
@@ -86,8 +106,11 @@ void CWriteBuffer::AfterWrite()
 void CWriteBuffer::Dump()
 {
     if (lengths[index] == 0) lengths[index] = fill;
+    // Dump may run in a worker thread, so a failed write is only noted; the main thread's
+    // checked close of the file stops the run.
     for (int i = 0; i < kMaxChunks && lengths[i] >= 1; ++i) {
-        fwrite(chunks[i], 1, static_cast<size_t>(lengths[i]), fp);
+        const size_t n = static_cast<size_t>(lengths[i]);
+        if (fwrite(chunks[i], 1, n, fp) != n) NoteWriteFailure(fp, errno);
         lengths[i] = 0;
     }
     for (int i = 1; i < kMaxChunks; ++i) {

@@ -20,7 +20,7 @@ public:
     // Keeps up to 100 chunks before anything is written (for worker threads).
     void SetLargeMem() { largeMem = true; }
     void SetFilePointer(FILE* out) { fp = out; }
-    // One record (at most 10,000 bytes) per call.
+    // One record (one line or one value) per call; a record of any length is kept whole.
     void Write(const char* fmt, ...) DAVOK_PRINTF(2, 3);
     void WriteBinary(const void* data, int n);
     // A blank and the decimal digits of v (v >= 0).
@@ -33,6 +33,7 @@ public:
 private:
     // A blank (when `blank`) and the decimal digits of v >= 0.
     void WriteDigits(int v, bool blank);
+    void Append(const char* data, int n);
     void AfterWrite();
 
     char* chunks[kMaxChunks] = {};  // chunk 0 allocated by the constructor, the others on demand

@@ -5,7 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <sys/stat.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include "random/rnd.h"
 #include "support/files.h"
@@ -62,15 +63,34 @@ int ReadPreviousRun(unsigned long* words)
     return n;
 }
 
-// Waits while "seed.lck" exists; false when it still exists after every attempt.
-bool WaitForFreeLock()
+// Creates "seed.lck" only if it does not exist yet, in one step, so that of two runs trying
+// at once exactly one gets it. Null when another run holds it; other failures stop the run.
+FILE* CreateLockFile()
+{
+    const int fd = open(kLockFile, O_WRONLY | O_CREAT | O_EXCL, 0666);
+    if (fd < 0) {
+        if (errno == EEXIST) return nullptr;
+        Abort("Could not open [%s]; %s\n", kLockFile, strerror(errno));
+    }
+    FILE* fp = fdopen(fd, "w");
+    if (!fp) {
+        const int err = errno;
+        close(fd);
+        remove(kLockFile);
+        Abort("Could not open [%s]; %s\n", kLockFile, strerror(err));
+    }
+    return fp;
+}
+
+// Takes "seed.lck", waiting while another run holds it; null when it is still held after
+// every attempt.
+FILE* TakeLockFile()
 {
     for (int attempt = 0; attempt < kLockAttempts; ++attempt) {
-        struct stat st;
-        if (stat(kLockFile, &st) != 0 && errno == ENOENT) return true;
+        if (FILE* fp = CreateLockFile()) return fp;
         MySleep(kLockWaitTicks);
     }
-    return false;
+    return nullptr;
 }
 
 }  // namespace
@@ -133,13 +153,14 @@ void CMyRnd::AvoidPreviousRunSeed()
 
 void CMyRnd::LockSeed()
 {
-    if (!WaitForFreeLock()) {
+    seed_lock_stream = TakeLockFile();
+    if (!seed_lock_stream) {
         Warn("Error - Seed file [%s] is apparently being used by another process in this directory.\n",
              seed_file_name.c_str());
         Warn("If this is not true, remove [%s] and retry.\n", kLockFile);
         exit(1);  // not Abort: it would add "Aborted." to the two lines; exit flushes the streams
     }
-    seed_lock_stream = Myfopen(kLockFile, "w");
+    // Only the file's existence locks; its line just tells the user what it is.
     fprintf(seed_lock_stream, "%s file is locked.\n", seed_file_name.c_str());
     fflush(seed_lock_stream);
 }
@@ -155,9 +176,11 @@ void CMyRnd::UnlockSeed()
     }
 }
 
+// A file that cannot be created is only a warning; one that cannot be written completely stops
+// the run (after releasing the lock, so the next run is not locked out).
 bool CMyRnd::SaveSeed(const char* path, bool initial)
 {
-    FILE* fp = fopen(path, "w");
+    FILE* fp = MyTryfopen(path, "w");
     if (!fp) {
         Warn("Warning - Couldn't open [%s] for writing; %s.\n", path, strerror(errno));
         ++NoWarn;
@@ -166,6 +189,9 @@ bool CMyRnd::SaveSeed(const char* path, bool initial)
     const unsigned long* words = initial ? mt_initial : mt;
     fprintf(fp, "%s\n", kHeader);
     for (int i = 0; i < kN; ++i) fprintf(fp, (i + 1) % kWordsPerLine == 0 ? "%12lu\n" : "%12lu ", words[i]);
-    fclose(fp);
+    if (const int err = MyFcloseStatus(fp)) {
+        UnlockSeed();
+        AbortIncompleteFile(path, err);
+    }
     return true;
 }

@@ -3,6 +3,7 @@
 #include <cstdarg>
 #include <cstring>
 
+#include "support/files.h"
 #include "support/text.h"
 
 namespace {
@@ -48,7 +49,7 @@ bool IsBreakPoint(const std::string& line, size_t p)
 void PrintMultiLineInBox1(size_t indent, const char* text, FILE* fp)
 {
     if (!text) {
-        fflush(fp);
+        MyFflush(fp);
         return;
     }
     std::vector<std::string> lines;
@@ -71,7 +72,7 @@ void PrintMultiLineInBox1(size_t indent, const char* text, FILE* fp)
         PrintBoxLine(fp, indent, body);
     }
     PrintBorder(fp, indent, t, false);
-    fflush(fp);
+    MyFflush(fp);
 }
 
 void PrintMax40CharInBox(int indent, FILE* fp, const char* text)
@@ -82,7 +83,7 @@ void PrintMax40CharInBox(int indent, FILE* fp, const char* text)
     PrintBorder(fp, indent, t, true);
     PrintBoxLine(fp, indent, s);
     PrintBorder(fp, indent, t, false);
-    fflush(fp);
+    MyFflush(fp);
 }
 
 std::vector<std::string> WrapToWidth(const std::string& text, size_t width)
@@ -134,7 +135,7 @@ void PrintALineInFixedBox(int indent, int boxLength, FILE* fp, const char* text)
     PrintBorder(fp, indent, static_cast<size_t>(t), true);
     for (const auto& l : lines) PrintBoxLine(fp, indent, l);
     PrintBorder(fp, indent, static_cast<size_t>(t), false);
-    fflush(fp);
+    MyFflush(fp);
 }
 
 void PrintALineFormat1(size_t width, char fill, FILE* fp, const char* fmt, ...)
@@ -163,7 +164,7 @@ void PrintALineFormat1(size_t width, char fill, FILE* fp, const char* fmt, ...)
         line += " " + text + " ";
     line.append(rest / 2 + rest % 2, fill);
     fprintf(fp, "%s\n", line.c_str());
-    fflush(fp);
+    MyFflush(fp);
 }
 
 void PrintALine(int n, FILE* fp)

@@ -1,7 +1,10 @@
 #include "support/messages.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
+
+#include "support/files.h"
 
 double Epsilon = 2.220446049250313e-15;
 FILE* rptfp = nullptr;
@@ -13,17 +16,18 @@ CPrintWarn PW;
 
 namespace {
 
-// Prints the formatted text to a console stream and, when the report is open, into it.
+// Prints the formatted text into the report, when it is open, and then to a console stream.
+// The report comes first and is checked, so the console never shows a line the report lost.
 void PrintTwice(FILE* console, const char* fmt, va_list ap)
 {
     if (console == stderr) fflush(stdout);  // keep the order of both channels in a shared log
     va_list copy;
     va_copy(copy, ap);
-    vfprintf(console, fmt, ap);
     if (rptfp) {
-        vfprintf(rptfp, fmt, copy);
-        fflush(rptfp);
+        vfprintf(rptfp, fmt, ap);
+        MyFflush(rptfp);
     }
+    vfprintf(console, fmt, copy);
     va_end(copy);
 }
 
@@ -56,6 +60,8 @@ void CPrintWarn::Warn(const char* fmt, ...)
     if (length >= kLimit) Abort("Error - Too many warning messages!");
 }
 
+// Abort calls this too, so a failing report is only noted here: it stops the run at the
+// report's next checked flush.
 void CPrintWarn::DumpWarn(FILE* report)
 {
     if (length == 0) return;
@@ -63,7 +69,7 @@ void CPrintWarn::DumpWarn(FILE* report)
     fflush(stderr);
     if (report) {
         fwrite(buffer.data(), 1, length, report);
-        fflush(report);
+        if (fflush(report) != 0) NoteWriteFailure(report, errno);
     }
     length = 0;
     buffer[0] = '\0';
@@ -83,8 +89,8 @@ void InfoRpt(const char* fmt, ...)
     va_list ap;
     va_start(ap, fmt);
     vfprintf(rptfp, fmt, ap);
-    fflush(rptfp);
     va_end(ap);
+    MyFflush(rptfp);
 }
 
 void Warn(const char* fmt, ...)
@@ -103,21 +109,31 @@ void Warn_Plain(const char* fmt, ...)
     va_end(ap);
 }
 
+// The report is written without checks here: the run ends anyway, and a failing report must
+// not start a second Abort that would hide this message.
 void Abort(const char* fmt, ...)
 {
     fflush(stdout);
-    PW.DumpWarn(rptfp);
+    FILE* report = rptfp;
+    rptfp = nullptr;
+    PW.DumpWarn(report);
     va_list ap;
     va_start(ap, fmt);
-    PrintTwice(stderr, fmt, ap);
-    va_end(ap);
+    va_list copy;
+    va_copy(copy, ap);
+    vfprintf(stderr, fmt, ap);
     fputs("Aborted.\n", stderr);
-    if (rptfp) fputs("Aborted.\n", rptfp);
+    if (report) {
+        vfprintf(report, fmt, copy);
+        fputs("Aborted.\n", report);
+    }
+    va_end(copy);
+    va_end(ap);
     exit(1);
 }
 
 void MyFlush()
 {
     fflush(stdout);
-    if (rptfp) fflush(rptfp);
+    MyFflush(rptfp);
 }

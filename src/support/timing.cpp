@@ -5,6 +5,8 @@
 #include <cstring>
 #include <unistd.h>
 
+#include "support/files.h"
+
 namespace {
 
 const char* FullName(const char* abbrev, const char* const* abbrevs, const char* const* names, int n)
@@ -89,7 +91,7 @@ void CMyTime::PrintTime(FILE* report, FILE* console, const char* fmt, ...)
     fprintf(console, "%s\n", lapText);
     if (report) fprintf(report, "%s\n", lapText);
     fflush(console);
-    if (report) fflush(report);
+    MyFflush(report);
 }
 
 void MySleep(unsigned ticks)

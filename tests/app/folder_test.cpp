@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "app/folder.h"
 #include "support/test_util.h"
@@ -85,4 +86,43 @@ TEST(FolderContents, RemovalDeletesFilesAndReportsSubFolders)
     EXPECT_NE(out.find("\"" + dir / "sub" + "\" is a directory. Cannot remove it.\n"), std::string::npos);
     EXPECT_FALSE(FileExists(dir / "a.txt"));
     EXPECT_TRUE(FileExists(dir / "sub"));
+}
+
+TEST(FolderSafety, TheWorkingFolderAndTheFoldersAboveItAreRecognisedUnderAnyName)
+{
+    TempDir dir;
+    mkdir((dir / "a").c_str(), 0700);
+    mkdir((dir / "a/b").c_str(), 0700);
+    mkdir((dir / "other").c_str(), 0700);
+    ASSERT_EQ(symlink("..", (dir / "a/b/up").c_str()), 0);
+    char home[4096];
+    ASSERT_NE(getcwd(home, sizeof home), nullptr);
+    ASSERT_EQ(chdir((dir / "a/b").c_str()), 0);
+    struct Case {
+        std::string path;
+        bool holds;
+    };
+    for (const Case& c : {Case{".", true}, Case{"./", true}, Case{".//", true}, Case{"../b", true},
+                          Case{dir / "a/b/", true}, Case{"..", true}, Case{"up", true}, Case{"../../", true},
+                          Case{"/", true}, Case{"../../other", false}, Case{"up/../other", false},
+                          Case{"missing", false}}) {
+        SCOPED_TRACE(c.path);
+        EXPECT_EQ(HoldsWorkingFolder(c.path), c.holds);
+    }
+    ASSERT_EQ(chdir(home), 0);
+}
+
+TEST(FolderSafety, RemovalKeepsTheNamedFilesWhateverTheirSpelling)
+{
+    TempDir dir;
+    WriteFile(dir / "run.prm", "x\n");
+    WriteFile(dir / "seed", "y\n");
+    WriteFile(dir / "old.txt", "z\n");
+    testing::internal::CaptureStdout();
+    RemoveAllFilesInDir(dir.path(), {dir / "./run.prm", dir.path() + "//seed", dir / "elsewhere"});
+    std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(FileExists(dir / "run.prm"));
+    EXPECT_TRUE(FileExists(dir / "seed"));
+    EXPECT_FALSE(FileExists(dir / "old.txt"));
+    EXPECT_NE(out.find("\"" + dir / "run.prm" + "\" is read by this run. Kept.\n"), std::string::npos);
 }

@@ -112,15 +112,28 @@ TEST(WriteBuffer, NumbersTextAndRawBytesComeOutAsWritten)
     fclose(fp);
 }
 
-TEST(WriteBuffer, ARecordBeyondTheHeadroomIsCutAtTheEndOfTheChunk)
+TEST(WriteBuffer, ARecordOfAnyLengthIsWrittenWhole)
 {
-    FILE* fp = tmpfile();
-    CWriteBuffer buffer;
-    buffer.SetFilePointer(fp);
-    WriteLines(buffer, 1, CWriteBuffer::kPayload / 10);
-    buffer.WriteBinary("12345678", 8);  // exactly the payload: not yet full
-    buffer.Write("%s", std::string(20000, 'y').c_str());
-    // Only the headroom is left, less the byte of the terminating zero.
-    EXPECT_EQ(Contents(fp).size(), CWriteBuffer::kChunkSize - 1u);
-    fclose(fp);
+    // Records longer than the headroom, written where a chunk has only its headroom left, and
+    // one longer than two whole chunks; in both modes.
+    const std::string longLine = std::string(20000, 'y') + "\n";
+    const std::string huge(2 * CWriteBuffer::kChunkSize + 123, 'h');
+    for (bool large : {false, true}) {
+        SCOPED_TRACE(large ? "large-memory mode" : "normal mode");
+        FILE* fp = tmpfile();
+        CWriteBuffer buffer;
+        if (large) buffer.SetLargeMem();
+        buffer.SetFilePointer(fp);
+        std::string expected = WriteLines(buffer, 1, CWriteBuffer::kPayload / 10);
+        buffer.WriteBinary("12345678", 8);  // exactly the payload: not yet full
+        expected += "12345678";
+        buffer.Write("%s", longLine.c_str());
+        buffer.WriteBinary(huge.data(), static_cast<int>(huge.size()));
+        buffer.Write("%s|%d\n", longLine.c_str(), 7);
+        expected += longLine + huge + longLine + "|7\n";
+        expected += WriteLines(buffer, 1, 3);
+        buffer.Dump();
+        EXPECT_TRUE(Contents(fp) == expected) << "lengths " << Contents(fp).size() << " and " << expected.size();
+        fclose(fp);
+    }
 }

@@ -3,6 +3,7 @@
 #include <climits>
 #include <cstdio>
 #include <ctime>
+#include <fcntl.h>
 #include <sstream>
 #include <string>
 #include <unistd.h>
@@ -226,4 +227,46 @@ TEST_F(SeedFiles, AnUnwritableSeedFileIsACountedWarning)
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "Warning - Couldn't open [missing/seed] for writing; No such file or directory.\n");
     EXPECT_EQ(NoWarn, warnings + 1);
+}
+
+TEST_F(SeedFiles, OfRunsTakingTheLockAtOnceExactlyOneGetsIt)
+{
+    // Children wait at a pipe and are released together; the one that gets the lock holds it
+    // long enough for the others to give up.
+    constexpr int kRuns = 4;
+    for (int round = 0; round < 5; ++round) {
+        SCOPED_TRACE(round);
+        int go[2];
+        ASSERT_EQ(pipe(go), 0);
+        fflush(nullptr);
+        pid_t children[kRuns];
+        for (pid_t& child : children) {
+            child = fork();
+            if (child == 0) {
+                close(go[1]);
+                int quiet = open("/dev/null", O_WRONLY);
+                dup2(quiet, STDERR_FILENO);
+                char byte;
+                if (read(go[0], &byte, 1) != 1) _exit(2);
+                CMyRnd gen;
+                gen.LockSeed();  // ends the process with exit code 1 when the lock stays taken
+                usleep(300000);
+                gen.UnlockSeed();
+                _exit(0);
+            }
+        }
+        close(go[0]);
+        ASSERT_EQ(write(go[1], "gggg", kRuns), kRuns);
+        close(go[1]);
+        int winners = 0;
+        for (pid_t child : children) {
+            int status = 0;
+            waitpid(child, &status, 0);
+            ASSERT_TRUE(WIFEXITED(status));
+            ASSERT_NE(WEXITSTATUS(status), 2);
+            if (WEXITSTATUS(status) == 0) ++winners;
+        }
+        EXPECT_EQ(winners, 1);
+        EXPECT_FALSE(FileExists("seed.lck"));
+    }
 }
