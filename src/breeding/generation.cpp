@@ -3,11 +3,14 @@
 // inbreeding and values.
 #include <algorithm>
 #include <boost/thread/thread.hpp>
+#include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <memory>
 
 #include "app/simclass.h"
 #include "genome/mutation.h"
+#include "support/files.h"
 #include "support/messages.h"
 #include "support/numbers.h"
 
@@ -33,6 +36,19 @@ int DrawLitterClass(const CPopulation& p)
         if (u < cumulative) return c;
     }
     return p.nLs - 1;
+}
+
+// Copies what a worker's buffer spilled into its temporary file to out, and closes the spill.
+void AppendSpill(FILE* spill, FILE* out)
+{
+    char block[65536];
+    bool failed = ferror(spill) != 0;
+    rewind(spill);
+    size_t n;
+    while (!failed && (n = fread(block, 1, sizeof block, spill)) > 0) fwrite(block, 1, n, out);
+    failed = failed || ferror(spill);
+    fclose(spill);
+    if (failed) Abort("Error - Could not keep the crossover text of a worker in a temporary file.\n");
 }
 
 }  // namespace
@@ -193,11 +209,17 @@ void SimClass::MakeProgenyGenomes(int gen, int first, int last)
     const SPopOutput& o = curPop->out;
     const bool crossText = o.crossoverOut && crossoFp && gen < static_cast<int>(o.crossoverGen.size()) &&
                            o.crossoverGen[static_cast<size_t>(gen)];
+    // A worker's crossover text beyond the buffer's chunks spills into a temporary file of its own,
+    // so the text reaches the result file whole and in worker order.
     std::vector<std::unique_ptr<CWriteBuffer>> buffers(static_cast<size_t>(nParts));
+    std::vector<FILE*> spills(static_cast<size_t>(nParts), nullptr);
     if (crossText)
-        for (auto& b : buffers) {
-            b = std::make_unique<CWriteBuffer>();
-            b->SetLargeMem();
+        for (int t = 0; t < nParts; ++t) {
+            spills[static_cast<size_t>(t)] = tmpfile();
+            if (!spills[static_cast<size_t>(t)]) Abort("Error - Could not open a temporary file; %s\n", strerror(errno));
+            buffers[static_cast<size_t>(t)] = std::make_unique<CWriteBuffer>();
+            buffers[static_cast<size_t>(t)]->SetLargeMem();
+            buffers[static_cast<size_t>(t)]->SetFilePointer(spills[static_cast<size_t>(t)]);
         }
 
     auto start = std::chrono::steady_clock::now();
@@ -212,11 +234,12 @@ void SimClass::MakeProgenyGenomes(int gen, int first, int last)
     progenyTiming.individuals += last - first + 1;
 
     if (crossText) {
-        for (auto& b : buffers) {
-            b->SetFilePointer(crossoFp);
-            b->Dump();
+        for (int t = 0; t < nParts; ++t) {
+            AppendSpill(spills[static_cast<size_t>(t)], crossoFp);
+            buffers[static_cast<size_t>(t)]->SetFilePointer(crossoFp);
+            buffers[static_cast<size_t>(t)]->Dump();
         }
-        fflush(crossoFp);
+        MyFflush(crossoFp);
     }
 }
 
