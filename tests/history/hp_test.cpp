@@ -154,6 +154,14 @@ TEST(HistoricalPopulation, PredefinedEffectsGiveEachQtlItsShareOfTheVariance)
     }
 }
 
+TEST(HistoricalPopulation, TooManyCrossoversOnSeveralWorkersStopTheRunOnce)
+{
+    // About 500 crossovers per sampled gamete on a chromosome of 10,000 cM: every worker meets the limit.
+    std::string param = HistoryParam("hg_size = 400 [0] 400 [2];", "mean_crossover = 5;\n" + ChromosomeBlock(1, 10000, 20, 2));
+    EXPECT_EXIT(SimulateHistory(param, 3, 8), testing::ExitedWithCode(1),
+                "^Error - Too many crossovers! [^\n]*\nPlease report the error to [^\n]*\nAborted\\.\n$");
+}
+
 TEST(HistoricalPopulation, RecurrentMutationNeverAddsAlleles)
 {
     std::string genome = "mmutr = 0.005 /recurrent;\nqmutr = 0.005;\n" + ChromosomeBlock(1, 100, 100, 20);
