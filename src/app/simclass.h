@@ -326,6 +326,7 @@ private:
     void CheckLDAndMapScales();
     void CheckCompleteLD(bool& error);
     void CheckHistoricalSizes(bool& error);
+    bool CheckHistoricalSexes();
     void CheckPopulation(CPopulation& p, bool& error);
     void CheckJointPopulations(bool& error);
     void CheckGenotypeFormats(bool& error);
