@@ -96,8 +96,9 @@ public:
     // ---- Locus positions (genome/positions.cpp) ----
     void SortLPos_CheckLPos(short chr);
     static void LPosQSort(int first, int last, SLocus** loci);
+    // Draws distinct positions; a draw above `limit` (the end of the chromosome or genome) is set to it.
     void GenerateUniqueURandPos(SLocus** loci, int n, double mRange, double mStart, double qRange,
-                                double qStart, short which);
+                                double qStart, short which, double limit);
     void RandomizePosAcrossGenome(int rep);
     // Per-replicate positions, numbers of alleles and frequencies.
     void SampleParam(int rep);
