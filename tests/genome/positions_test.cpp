@@ -145,7 +145,9 @@ TEST(Positions, GenomeWideDrawsPastTheEndLandOnTheLastChromosome)
         ASSERT_EQ(ch.nMrk, 20000) << rep;
         for (int i = 0; i < ch.NLoci(); ++i) {
             ASSERT_LE(ch.loci[i]->pos, ch.len) << rep;
-            if (i > 0) ASSERT_GT(ch.loci[i]->pos, ch.loci[i - 1]->pos) << rep;
+            if (i > 0) {
+                ASSERT_GT(ch.loci[i]->pos, ch.loci[i - 1]->pos) << rep;
+            }
         }
     }
 }
