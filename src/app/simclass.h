@@ -47,8 +47,13 @@ struct SRate {
 class SimClass {
 public:
     SimClass() = default;
-    // Releases the genomes of a replicate that did not reach its end (a stopped run, a test).
-    ~SimClass() { FreePopMem(); }
+    // Stops a historical worker pool and releases the genomes of a replicate that did not reach
+    // its end (a run stopped by an exception, a test).
+    ~SimClass()
+    {
+        StopHistWorkers();
+        FreePopMem();
+    }
     SimClass(const SimClass&) = delete;
     SimClass& operator=(const SimClass&) = delete;
 
@@ -94,8 +99,9 @@ public:
     // ---- Locus positions (genome/positions.cpp) ----
     void SortLPos_CheckLPos(short chr);
     static void LPosQSort(int first, int last, SLocus** loci);
+    // Draws distinct positions; a draw above `limit` (the end of the chromosome or genome) is set to it.
     void GenerateUniqueURandPos(SLocus** loci, int n, double mRange, double mStart, double qRange,
-                                double qStart, short which);
+                                double qStart, short which, double limit);
     void RandomizePosAcrossGenome(int rep);
     // Per-replicate positions, numbers of alleles and frequencies.
     void SampleParam(int rep);
@@ -132,13 +138,14 @@ public:
     int HistMales(int g) const;
     // One pass of the worker pool over the n individuals of the target generation.
     void RunHistPass(int command, SRec* target, int n, int males);
-    void StartHistWorkers(std::vector<boost::thread>& threads);
-    void StopHistWorkers(std::vector<boost::thread>& threads);
+    void StartHistWorkers();
+    // Stops and joins the pool; does nothing when it is not running.
+    void StopHistWorkers();
     void FounderGenotypes(int t);
     void ResetAlleleNumbers();
     // Mean homozygosity of markers and QTL of a generation (hpMrkHomo, hpQtlHomo).
     void MeasureHomozygosity(SRec* target, int n, int males);
-    void CloseHistoricalRun(std::vector<boost::thread>& threads, SRec* lhg);
+    void CloseHistoricalRun(SRec* lhg);
 
     // ---- Output file set and historical reports (output/) ----
     void OpenOutputStreams(int rep, bool hp);
@@ -287,6 +294,7 @@ public:
 
     // ---- Historical worker pool ----
     std::vector<std::unique_ptr<SHistWorker>> hpWorkers;
+    std::vector<boost::thread> hpThreads;  // one per worker while the pool runs
     SRec* hpParents = nullptr;       // parent generation of a meiosis pass
     int hpNMaleParents = 0, hpNFemaleParents = 0;
     SRec* hpTarget = nullptr;        // generation the pass works on
@@ -339,6 +347,7 @@ private:
     void CheckLDAndMapScales();
     void CheckCompleteLD(bool& error);
     void CheckHistoricalSizes(bool& error);
+    bool CheckHistoricalSexes();
     void CheckPopulation(CPopulation& p, bool& error);
     void CheckJointPopulations(bool& error);
     void CheckGenotypeFormats(bool& error);

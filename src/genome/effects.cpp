@@ -145,8 +145,8 @@ void SimClass::ScaleQAEffect(SRec* lhg, int n, double& scale)
         scale = f;
     } else {
         for (int k = 0; k < nQTLTot; ++k) {
-            // One genotype value per individual (for autosomes the same as half the copies).
-            double vk = Variance(perQTL[k].sum, perQTL[k].sumSq, n);
+            // Over half the allele copies: a male's X-linked QTL counts one copy.
+            double vk = Variance(perQTL[k].sum, perQTL[k].sumSq, perQTL[k].copies / 2);
             double target = LocusAt(qtlIndex[k])->targetVar;
             if (target > 1e-5 && vk < 1e-5) VarianceError(57);
             double f = vk >= 1e-5 ? std::sqrt(target) / std::sqrt(vk) : 1;

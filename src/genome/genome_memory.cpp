@@ -5,6 +5,7 @@
 
 #include "app/simclass.h"
 #include "support/messages.h"
+#include "support/worker_error.h"
 
 // One block holds both pointer arrays and both allele blocks: entry c of patChr points
 // nMrk + nQTL of chromosome c-1 further than entry c-1, so alleles can be addressed by
@@ -14,7 +15,7 @@ void SimClass::AllocRecChr(SRec* rec)
     size_t pointers = 2 * static_cast<size_t>(nChr) * sizeof(uint16_t*);
     size_t alleles = 2 * static_cast<size_t>(nLociTot) * sizeof(uint16_t);
     void* block = ::operator new(pointers + alleles, std::nothrow);
-    if (!block) Abort("Error (AllocRecChr) - Allocation failed!\n");
+    if (!block) RaiseFatal("Error (AllocRecChr) - Allocation failed!\n");
     rec->patChr = static_cast<uint16_t**>(block);
     rec->matChr = rec->patChr + nChr;
     uint16_t* pat = reinterpret_cast<uint16_t*>(rec->matChr + nChr);

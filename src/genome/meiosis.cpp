@@ -9,6 +9,7 @@
 #include "genome/gamete.h"
 #include "support/messages.h"
 #include "support/numbers.h"
+#include "support/worker_error.h"
 
 void CMyRnd::GenerateCrossoverPos(double* xpos, int n, double len)
 {
@@ -34,8 +35,8 @@ void SimClass::SampleCrossoPos(int chr, short& n, double* xpos, double scale, CM
     int count = rnd->PoissRnd(len * scale / 100 * mean_crossover);
     if (count < 1) return;
     if (count > kMaxCrossovers)
-        Abort("Error - Too many crossovers! %d %d %g %g %g\nPlease report the error to %s\n", count, kMaxCrossovers,
-              len, scale, mean_crossover, kContactText);
+        RaiseFatal("Error - Too many crossovers! %d %d %g %g %g\nPlease report the error to %s\n", count,
+                   kMaxCrossovers, len, scale, mean_crossover, kContactText);
     rnd->GenerateCrossoverPos(xpos, count, len);
     // Interference: of two crossovers within the distance, one may be removed.
     if (interference > 0) {

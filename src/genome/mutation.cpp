@@ -8,6 +8,7 @@
 
 #include "random/rnd.h"
 #include "support/messages.h"
+#include "support/worker_error.h"
 
 namespace {
 
@@ -176,16 +177,19 @@ void CMutation::IndexAlleles(SRec* recs, int n, bool all)
         workers.emplace_back(&CMutation::IndexAlleles_MyThread, this, recs, n, all,
                              static_cast<const SIndex*>(parts.data()), t);
     for (boost::thread& w : workers) w.join();
+    AbortIfWorkerFailed();
     Info(" done.\n");
 }
 
 void CMutation::IndexAlleles_MyThread(SRec* recs, int n, bool all, const SIndex* parts, int t)
 {
-    // Private to this worker: the loci of its share are the only shared data it writes.
-    std::vector<uint16_t> newNumber(kAlleleTableSize);
-    std::vector<uint16_t> labels(kAlleleTableSize);
-    for (int g = parts[t].first; g <= parts[t].last; ++g)
-        IndexLocus(recs, n, g, all, newNumber.data(), labels.data());
+    RunWorkerGuarded([&] {
+        // Private to this worker: the loci of its share are the only shared data it writes.
+        std::vector<uint16_t> newNumber(kAlleleTableSize);
+        std::vector<uint16_t> labels(kAlleleTableSize);
+        for (int g = parts[t].first; g <= parts[t].last; ++g)
+            IndexLocus(recs, n, g, all, newNumber.data(), labels.data());
+    });
 }
 
 void CMutation::IndexLocus(SRec* recs, int n, int g, bool all, uint16_t* newNumber,

@@ -1,5 +1,6 @@
 // Locus positions: sorting by position and the checks of the positions set when the
 // parameter file is read.
+#include <algorithm>
 #include <cmath>
 
 #include "app/simclass.h"
@@ -66,14 +67,16 @@ constexpr int kMaxRedrawRounds = 10000;
 }  // namespace
 
 // Draws distinct positions for the loci of the selected classes: which = 0 QTL, 1 markers,
-// 2 both. Loci of the other class keep their positions but are never shared.
+// 2 both. Loci of the other class keep their positions but are never shared. A draw above
+// limit is set to limit before the positions are compared, so it cannot share a position.
 void SimClass::GenerateUniqueURandPos(SLocus** loci, int n, double mRange, double mStart, double qRange,
-                                      double qStart, short which)
+                                      double qStart, short which, double limit)
 {
     auto selected = [which](const SLocus* l) { return which == 2 || (which == 1) == !l->isQTL; };
     auto draw = [&](SLocus* l) {
-        l->pos = l->isQTL ? RoundDouble(MyRnd.URand() * qRange, 5) + qStart
-                          : RoundDouble(MyRnd.URand() * mRange, 5) + mStart;
+        double pos = l->isQTL ? RoundDouble(MyRnd.URand() * qRange, 5) + qStart
+                              : RoundDouble(MyRnd.URand() * mRange, 5) + mStart;
+        l->pos = std::min(pos, limit);
     };
     for (int i = 0; i < n; ++i)
         if (selected(loci[i])) draw(loci[i]);
@@ -106,16 +109,15 @@ void SimClass::RandomizePosAcrossGenome(int rep)
 {
     bool markers = r_mpos_g || (r1_mpos_g && rep == 1);
     bool qtl = r_qpos_g || (r1_qpos_g && rep == 1);
-    if (markers || qtl) {
-        // Positions along the concatenated genome, so that loci not drawn keep their place.
-        double total = 0;
-        for (SChrom& ch : chrom) {
-            for (int i = 0; i < ch.NLoci(); ++i) ch.loci[i]->pos += total;
-            total += ch.len;
-        }
+    // Summed in the order of the cut below, so that the genome's end is its last chromosome's end.
+    double total = 0;
+    for (const SChrom& ch : chrom) total += ch.len;
+    // Draws reach 0.00001 past the end of the genome: those are set to the end, on the last
+    // chromosome. Loci of a class not drawn keep their position values and are sorted and cut with
+    // them, so they may land on another chromosome.
+    if (markers || qtl)
         GenerateUniqueURandPos(locusPtr.data(), nLociTot, total, 0.00001, total, 0.00001,
-                               markers && qtl ? 2 : (markers ? 1 : 0));
-    }
+                               markers && qtl ? 2 : (markers ? 1 : 0), total);
     // Cut the genome-wide order into chromosomes.
     int next = 0;
     double offset = 0;
@@ -147,7 +149,8 @@ void SimClass::SampleParam(int rep)
                    ch.nQTL > 0;
         if (markers || qtl)
             GenerateUniqueURandPos(ch.loci, ch.NLoci(), ch.mrk.end - ch.mrk.start, ch.mrk.start,
-                                   ch.qtl.end - ch.qtl.start, ch.qtl.start, markers && qtl ? 2 : (markers ? 1 : 0));
+                                   ch.qtl.end - ch.qtl.start, ch.qtl.start, markers && qtl ? 2 : (markers ? 1 : 0),
+                                   ch.len);
         SampleAlleles(ch, rep);
     }
     if (r_mpos_g || r_qpos_g || ((r1_mpos_g || r1_qpos_g) && rep == 1)) RandomizePosAcrossGenome(rep);

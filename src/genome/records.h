@@ -95,8 +95,8 @@ struct SRec {
     double homo = 0;                // proportion of homozygous markers
     double ebv = 0;                 // estimated breeding value
     double ebvAcc = 0;              // accumulator of the approximate evaluation
-    int16_t nMPrg = 0;              // male progeny
-    int16_t nFPrg = 0;              // female progeny
+    int32_t nMPrg = 0;              // male progeny (a sire of a large population has many)
+    int32_t nFPrg = 0;              // female progeny
 
     // Alleles by genome-wide locus index.
     uint16_t* Pat() const { return patChr[0]; }

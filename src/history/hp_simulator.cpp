@@ -8,6 +8,7 @@
 #include "support/messages.h"
 #include "support/numbers.h"
 #include "support/timing.h"
+#include "support/worker_error.h"
 
 namespace {
 
@@ -69,7 +70,7 @@ void SimClass::ResetAlleleNumbers()
         }
 }
 
-void SimClass::StartHistWorkers(std::vector<boost::thread>& threads)
+void SimClass::StartHistWorkers()
 {
     std::vector<CMyRnd> generators;
     MakeDerivedGenerators(generators, nthread);
@@ -78,14 +79,14 @@ void SimClass::StartHistWorkers(std::vector<boost::thread>& threads)
         hpWorkers.push_back(std::make_unique<SHistWorker>());
         hpWorkers.back()->rnd = generators[t];
     }
-    for (int t = 0; t < nthread; ++t) threads.emplace_back(&SimClass::MeiosisBase_MyThread, this, t);
+    for (int t = 0; t < nthread; ++t) hpThreads.emplace_back(&SimClass::MeiosisBase_MyThread, this, t);
 }
 
-void SimClass::StopHistWorkers(std::vector<boost::thread>& threads)
+void SimClass::StopHistWorkers()
 {
     for (auto& w : hpWorkers) w->command.store(SHistWorker::kStop, std::memory_order_release);
-    for (auto& th : threads) th.join();
-    threads.clear();
+    for (auto& th : hpThreads) th.join();
+    hpThreads.clear();
 }
 
 void SimClass::RunHistPass(int command, SRec* target, int n, int males)
@@ -103,6 +104,10 @@ void SimClass::RunHistPass(int command, SRec* target, int n, int males)
     for (int t = 0; t < nParts; ++t)
         while (hpWorkers[t]->command.load(std::memory_order_acquire) != SHistWorker::kIdle)
             boost::this_thread::no_interruption_point::sleep(boost::posix_time::microseconds(100));
+    if (WorkerFailed()) {
+        StopHistWorkers();
+        AbortIfWorkerFailed();
+    }
 }
 
 void SimClass::MeiosisBase_MyThread(int t)
@@ -115,13 +120,16 @@ void SimClass::MeiosisBase_MyThread(int t)
             boost::this_thread::no_interruption_point::sleep(boost::posix_time::microseconds(t + 100));
             continue;
         case SHistWorker::kMeiosis:
-            for (int idx = w.share.first; idx <= w.share.last; ++idx) MeiosisBase(t, idx);
+            RunWorkerGuarded([&] {
+                for (int idx = w.share.first; idx <= w.share.last; ++idx) MeiosisBase(t, idx);
+            });
             break;
-        case SHistWorker::kHomozygosity: GetHPHomo(t); break;
-        case SHistWorker::kFounders: FounderGenotypes(t); break;
+        case SHistWorker::kHomozygosity: RunWorkerGuarded([&] { GetHPHomo(t); }); break;
+        case SHistWorker::kFounders: RunWorkerGuarded([&] { FounderGenotypes(t); }); break;
         case SHistWorker::kStop: return;
         default: continue;
         }
+        // Also after a failure: the main thread waits for idle before it looks for the error.
         w.command.store(SHistWorker::kIdle, std::memory_order_release);
     }
 }
@@ -199,8 +207,7 @@ void SimClass::HPSimulator(int rep)
     for (SRec& r : hp.recs) AllocRecChr(&r);
     for (SRec& r : other) AllocRecChr(&r);
     GenerateCompleteLD(hp.recs.data());
-    std::vector<boost::thread> threads;
-    StartHistWorkers(threads);
+    StartHistWorkers();
     const bool mutating = mmutr > 0 || qmutr > 0;
 
     PrintALineFormat1(60, '-', stdout, "Historical generations (%s)", FormatNum(static_cast<unsigned long long>(G)));
@@ -249,7 +256,7 @@ void SimClass::HPSimulator(int rep)
 
     // The last generation stays in the engine's record array.
     if (parents != hp.recs.data()) hp.recs.swap(other);
-    CloseHistoricalRun(threads, hp.recs.data());
+    CloseHistoricalRun(hp.recs.data());
 
     for (size_t i = static_cast<size_t>(hp.LastSize()); i < hp.recs.size(); ++i) {
         FreeRecChr(hp.recs[i].patChr);

@@ -199,7 +199,7 @@ void SimClass::PurgeIndivGenotype_LHG(SRec* lhg, const int* keep, int n)
     }
 }
 
-void SimClass::CloseHistoricalRun(std::vector<boost::thread>& threads, SRec* lhg)
+void SimClass::CloseHistoricalRun(SRec* lhg)
 {
     const int n = hp.LastSize();
     for (auto& w : hpWorkers) {
@@ -232,7 +232,7 @@ void SimClass::CloseHistoricalRun(std::vector<boost::thread>& threads, SRec* lhg
                  FormatNum(static_cast<unsigned long long>(nQTLTot)), FormatNum(static_cast<unsigned long long>(qtlBefore)),
                  hpQtlHomo);
     }
-    StopHistWorkers(threads);
+    StopHistWorkers();
 
     // Records of the last generation: the source of founders of the recent populations.
     const double sdPoly = std::sqrt(varPoly), sdRes = std::sqrt(varRes);

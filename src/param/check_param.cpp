@@ -136,22 +136,40 @@ void SimClass::CheckCompleteLD(bool& error)
 
 void SimClass::CheckHistoricalSizes(bool& error)
 {
+    bool planValid = true;
     if (hp.nmfhg > hp.FirstSize()) {
         Warn("Error - Value for 'nmfhg' (Number of males) cannot be larger than size of the first historical "
              "generation\n");
-        error = true;
+        planValid = false;
     }
     if (hp.nmlhg > hp.LastSize()) {
         Warn("Error - Value for 'nmlhg' (Number of males) cannot be larger than size of the last historical "
              "generation\n");
-        error = true;
+        planValid = false;
     }
     for (int i = 1; i < hp.nSizeEntries; ++i)
         if (hp.gens[i] <= hp.gens[i - 1]) {
             Warn("Error - Historical generation numbers are not in ascending order\n");
-            error = true;
+            planValid = false;
             break;
         }
+    // The sizes and males of the generations are only defined by a valid plan.
+    if (planValid) planValid = CheckHistoricalSexes();
+    if (!planValid) error = true;
+}
+
+// Every historical generation breeds the next one (the last gives the founders): each needs a
+// male and a female. The first generation without one is named; returns whether all have both.
+bool SimClass::CheckHistoricalSexes()
+{
+    for (int g = 0; g <= hp.nGen; ++g) {
+        int males = HistMales(g), females = HistSize(g) - males;
+        if (males >= 1 && females >= 1) continue;
+        Warn("Error - Historical generation %d has %d male(s) and %d female(s); every historical generation needs "
+             "at least one of each\n", g, males, females);
+        return false;
+    }
+    return true;
 }
 
 void SimClass::CheckPopulation(CPopulation& p, bool& error)

@@ -1,6 +1,8 @@
 // Population blocks: name and generations, founders, litter sizes, sex ratio, mating,
 // replacement, selection and culling, evaluation and the population's output options.
+#include <algorithm>
 #include <cstring>
+#include <limits>
 
 #include "app/simclass.h"
 #include "param/lex.h"
@@ -12,6 +14,8 @@
 namespace {
 
 constexpr size_t kMaxPopNameLength = 20;
+// Counts of parents and individuals are kept in signed 32 bits (as are the identifiers).
+constexpr long long kMaxCount = std::numeric_limits<int>::max();
 
 bool IsPopNameChar(char c)
 {
@@ -33,6 +37,18 @@ void SwitchOn(bool& option, std::vector<uint8_t>& flags)
 {
     option = true;
     for (auto& f : flags) f = 1;
+}
+
+// The number of parents of generation g: the previous number plus the growth of the reference
+// generation's number, refused once it passes what the records can hold.
+int GrownParents(const CPopulation& p, int g, int previous, int reference, double growth, const char* what)
+{
+    double increase = reference * growth;
+    long long n = increase < kMaxCount ? previous + static_cast<long long>(MyRound(increase)) : kMaxCount + 1;
+    if (n > kMaxCount)
+        Abort("Error - Pop \"%s\" G%d: The number of %s grows beyond %s, the most the program can hold\n",
+              p.name.c_str(), g, what, FormatNum(kMaxCount));
+    return static_cast<int>(n);
 }
 
 }  // namespace
@@ -365,10 +381,20 @@ void SimClass::CompletePopulation()
     std::vector<SGenInfo>& gi = p.genInfo;
     gi[1].nSires = p.nMaleFounder;
     gi[1].nDams = p.nFemaleFounder;
-    for (int g = 1; g < p.ng; ++g) {
-        gi[g + 1].nSires = gi[g].nSires + MyRound(gi[gi[g].sireRefGen].nSires * gi[g].sireGrowth);
-        gi[g + 1].nDams = gi[g].nDams + MyRound(gi[gi[g].damRefGen].nDams * gi[g].damGrowth);
-        p.maxSires = MyMax(p.maxSires, gi[g + 1].nSires);
-        p.maxDams = MyMax(p.maxDams, gi[g + 1].nDams);
+    const long long largestLitter = *std::max_element(p.ls.begin(), p.ls.end());
+    long long individuals = p.nMaleFounder + p.nFemaleFounder;
+    for (int g = 1; g <= p.ng; ++g) {
+        if (g > 1) {
+            const SGenInfo& prev = gi[g - 1];
+            gi[g].nSires = GrownParents(p, g, prev.nSires, gi[prev.sireRefGen].nSires, prev.sireGrowth, "sires");
+            gi[g].nDams = GrownParents(p, g, prev.nDams, gi[prev.damRefGen].nDams, prev.damGrowth, "dams");
+        }
+        // Every dam may have a litter of the largest size.
+        individuals += std::max(0, gi[g].nDams) * largestLitter;
+        if (individuals > kMaxCount)
+            Abort("Error - Pop \"%s\" G%d: The population grows beyond %s individuals (dams x largest litter "
+                  "size), the most the program can hold\n", p.name.c_str(), g, FormatNum(kMaxCount));
+        p.maxSires = MyMax(p.maxSires, gi[g].nSires);
+        p.maxDams = MyMax(p.maxDams, gi[g].nDams);
     }
 }

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "support/messages.h"
+#include "support/worker_error.h"
 
 CMyRnd MyRnd;
 
@@ -44,8 +45,8 @@ void CMyRnd::init_genrand(unsigned long seed)
 void CMyRnd::StopUnseeded()
 {
     init_genrand(5489UL);
-    Abort("Error - Uninitialize seed for random number generator!\nPlease report the error to %s\n",
-          kContactText);
+    RaiseFatal("Error - Uninitialize seed for random number generator!\nPlease report the error to %s\n",
+               kContactText);
 }
 
 void CMyRnd::NextState()
@@ -187,7 +188,7 @@ double CMyRnd::GammaQ()
 int CMyRnd::PoissRnd(double mean)
 {
     if (mean < 0.0)
-        Abort("Error - in PoissRnd - The mean of Poisson should be equal to or larger than zero.\n");
+        RaiseFatal("Error - in PoissRnd - The mean of Poisson should be equal to or larger than zero.\n");
     return mean < 12.0 ? PoissonByMultiplication(mean) : PoissonByRejection(mean);
 }
 

@@ -237,3 +237,20 @@ TEST(Report, HoldsDateBannerFilesTimeAndCompletion)
     EXPECT_NE(r.out.find("Completed normally.\n"), std::string::npos);
     EXPECT_EQ(ReadFile(dir / "r_minimal/minimal.prm"), TestParam("minimal.prm"));
 }
+
+TEST(Memory, AGenomeLargerThanTheMemoryStopsWithTheOutOfMemoryMessage)
+{
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer reserves more address space than the limit allows";
+#endif
+    // 500 chromosomes of 400,000 markers: the locus records alone need far more than 4 GB.
+    std::string text = TestParam("minimal.prm");
+    text.replace(text.find("begin_chr = 1;"), 14, "begin_chr = 500;");
+    text.replace(text.find("nmloci = 5;"), 11, "nmloci = 400000;");
+    TempDir dir;
+    WriteFile(dir / "big.prm", text);
+    RunResult r = RunIn(dir.path(), std::string("ulimit -v 4000000; ") + DAVOK_BIN + " big.prm");
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_EQ(r.err.substr(0, 24), "Error - Out of memory: t") << r.err;
+    EXPECT_EQ(CountOf(r.err, kAborted), 1);
+}

@@ -104,3 +104,24 @@ TEST(HistoryRun, AttachRepPutsEveryReplicateIntoOneFileBehindItsHeading)
     EXPECT_FALSE(FileExists(dir / "r_hp/hp_stat_001.txt"));
     EXPECT_EQ(CountOf(ReadFile(dir / "r_hp/lm_mrk.txt"), " Replicate "), 2);
 }
+
+TEST(HistoryRun, AnErrorMetBySeveralWorkersStopsTheRunOnce)
+{
+    // With 8 workers and about 500 crossovers per sampled gamete, every worker meets the limit
+    // of 300 in the first generation; the error is printed once, on the console and in the report.
+    std::string text = kHistory;
+    text.insert(0, "nthread = 8;\n");
+    text.replace(text.find("hg_size = 60 [0] 60 [30] 40 [40];"), 33, "hg_size = 2000 [0] 2000 [2];");
+    text.replace(text.find("chrlen = 100;"), 13, "chrlen = 10000;");
+    text.replace(text.find("begin_chr"), 9, "mean_crossover = 5;\n   begin_chr");
+    TempDir dir;
+    WriteFile(dir / "hp.prm", text);
+    for (int run = 0; run < 2; ++run) {
+        RemoveClockSeedRecord(dir);
+        RunResult r = RunDavok(dir, "hp.prm -o");
+        EXPECT_EQ(r.exitCode, 1);
+        EXPECT_EQ(CountOf(r.err, "Error - Too many crossovers!"), 1) << r.err;
+        EXPECT_EQ(CountOf(r.err, "Aborted.\n"), 1) << r.err;
+        EXPECT_EQ(CountOf(ReadFile(dir / "r_hp/report.txt"), "Aborted.\n"), 1);
+    }
+}

@@ -109,13 +109,45 @@ TEST(Positions, GenomeWidePlacementSpreadsLociOverChromosomesOnce)
     for (size_t c = 0; c < sim->chrom.size(); ++c) EXPECT_EQ(sim->chrom[c].nMrk, counts[c]);
 }
 
-TEST(Positions, LociNotDrawnAgainKeepTheirChromosomeInGenomeWidePlacement)
+TEST(Positions, LociNotDrawnAgainAreSortedAndCutWithTheirPositionValues)
 {
+    // In replicate 2 only the QTL are drawn along the genome. The markers keep the values their
+    // chromosomes gave them (mpos = rnd, at most 100 cM), so along the concatenated genome they
+    // all fall on the first chromosome.
     auto sim = Genome("r1_mpos_g;\nr_qpos_g;\n" + ChromosomeBlock(3, 100, 40, 6));
     sim->SampleParam(1);
-    std::vector<int> markersPerChromosome;
-    for (const SChrom& ch : sim->chrom) markersPerChromosome.push_back(ch.nMrk);
-    sim->SampleParam(2);  // only the QTL are drawn again
-    for (size_t c = 0; c < sim->chrom.size(); ++c) EXPECT_EQ(sim->chrom[c].nMrk, markersPerChromosome[c]);
+    EXPECT_NE(sim->chrom[0].nMrk, 120);
+    sim->SampleParam(2);
+    EXPECT_EQ(sim->chrom[0].nMrk, 120);
     EXPECT_EQ(sim->nQTLTot, 18);
+}
+
+TEST(Positions, AGivenPositionTakesPartInGenomeWidePlacementAsItIs)
+{
+    // The QTL at 27 cM of chromosome 2 sorts at 27 on the concatenated genome: chromosome 1.
+    auto sim = Genome("r_mpos_g;\n" + ChromosomeBlock(1, 100, 30, 0) +
+                      "begin_chr = 1; chrlen = 100; nmloci = 30; mpos = rnd; nma = all 2; maf = eql; nqloci = 1;"
+                      " qpos = pd 27; nqa = all 2; qaf = eql; qae = rndg 0.4; end_chr;\n");
+    sim->SampleParam(1);
+    EXPECT_EQ(sim->chrom[0].nQTL, 1);
+    EXPECT_EQ(sim->chrom[1].nQTL, 0);
+    EXPECT_EQ(Positions(*sim, true), std::vector<double>{27});
+}
+
+TEST(Positions, GenomeWideDrawsPastTheEndLandOnTheLastChromosome)
+{
+    // Draws reach 0.00001 past the genome's end; on 1 cM with 20,000 markers some of the 30
+    // replicates draw that far.
+    auto sim = Genome("r_mpos_g;\n" + ChromosomeBlock(1, 1, 20000, 0));
+    const SChrom& ch = sim->chrom[0];
+    for (int rep = 1; rep <= 30; ++rep) {
+        sim->SampleParam(rep);
+        ASSERT_EQ(ch.nMrk, 20000) << rep;
+        for (int i = 0; i < ch.NLoci(); ++i) {
+            ASSERT_LE(ch.loci[i]->pos, ch.len) << rep;
+            if (i > 0) {
+                ASSERT_GT(ch.loci[i]->pos, ch.loci[i - 1]->pos) << rep;
+            }
+        }
+    }
 }

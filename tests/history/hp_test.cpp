@@ -154,6 +154,42 @@ TEST(HistoricalPopulation, PredefinedEffectsGiveEachQtlItsShareOfTheVariance)
     }
 }
 
+TEST(HistoricalPopulation, APredefinedEffectQtlIsScaledByItsVarianceOverHalfItsAlleleCopies)
+{
+    // vk = (S2 - S^2 / (c/2)) / (c/2 - 1) over the genotype values, where a male counts one copy
+    // of an X-linked QTL; the effects are scaled by sqrt(targetVar / vk).
+    for (const char* x : {"", "xchr;"}) {
+        std::string chr = std::string("begin_chr = 1; chrlen = 100; nmloci = 20; mpos = rnd; nma = all 2;") +
+                          " maf = eql; nqloci = 1; qpos = rnd; nqa = all 2; qaf = eql; qae = pd 1; " + x + " end_chr;\n";
+        std::string param = HistoryParam("hg_size = 400 [0] 400 [5];", chr);
+        param.replace(param.find("phvar = 2;"), 10, "phvar = 1000;");
+        auto sim = SimulateHistory(param, 2, 2);
+        // Scaling the scaled effects again: the factor follows from their variance.
+        int g = sim->qtlIndex[0];
+        const SLocus* l = sim->LocusAt(g);
+        double sum = 0, sumSq = 0, copies = 0;
+        for (const SRec* r : sim->hp.lastGen) {
+            bool maternalOnly = *x && r->sex == 1;
+            double value = l->effect[r->Mat()[g] - 1] + (maternalOnly ? 0 : l->effect[r->Pat()[g] - 1]);
+            sum += value;
+            sumSq += value * value;
+            copies += maternalOnly ? 1 : 2;
+        }
+        double half = copies / 2, vk = (sumSq - sum * sum / half) / (half - 1);
+        double scale = 0;
+        sim->ScaleQAEffect(sim->hp.recs.data(), static_cast<int>(sim->hp.lastGen.size()), scale);
+        EXPECT_NEAR(scale, std::sqrt(l->targetVar / vk), 1e-12) << x;
+    }
+}
+
+TEST(HistoricalPopulation, TooManyCrossoversOnSeveralWorkersStopTheRunOnce)
+{
+    // About 500 crossovers per sampled gamete on a chromosome of 10,000 cM: every worker meets the limit.
+    std::string param = HistoryParam("hg_size = 400 [0] 400 [2];", "mean_crossover = 5;\n" + ChromosomeBlock(1, 10000, 20, 2));
+    EXPECT_EXIT(SimulateHistory(param, 3, 8), testing::ExitedWithCode(1),
+                "^Error - Too many crossovers! [^\n]*\nPlease report the error to [^\n]*\nAborted\\.\n$");
+}
+
 TEST(HistoricalPopulation, RecurrentMutationNeverAddsAlleles)
 {
     std::string genome = "mmutr = 0.005 /recurrent;\nqmutr = 0.005;\n" + ChromosomeBlock(1, 100, 100, 20);

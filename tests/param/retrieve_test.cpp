@@ -164,6 +164,28 @@ TEST(PopulationStatements, NumbersOfParentsGrowFromTheirReferenceGeneration)
     EXPECT_EQ(p.maxDams, 10);
 }
 
+TEST(PopulationStatements, GrowthBeyondWhatTheRecordsHoldIsRefused)
+{
+    // 2 sires and 4 dams, multiplied by 6 in every generation with a growth of 5.
+    auto sim = ReadParams(WithPopulation("ls = 1; ng = 12; dr = 1 5 /e;\n"));
+    long long dams = 4;
+    for (int g = 2; g <= 12; ++g) dams *= 6;
+    EXPECT_EQ(sim->pops[0].genInfo[12].nDams, dams);
+    EXPECT_EQ(sim->pops[0].maxDams, dams);
+
+    struct Case {
+        const char* statements;
+        const char* message;
+    };
+    const Case cases[] = {
+        {"ls = 1; ng = 13; dr = 1 5 /e;\n", "Error - Pop \"p1\" G13: The number of dams grows beyond 2,147,483,647"},
+        {"ls = 1; ng = 13; sr = 1 5 /e;\n", "Error - Pop \"p1\" G13: The number of sires grows beyond 2,147,483,647"},
+        {"ls = 2; ng = 12; dr = 1 5 /e;\n", "Error - Pop \"p1\" G12: The population grows beyond 2,147,483,647 individuals"},
+    };
+    for (const Case& c : cases)
+        EXPECT_EXIT(ReadParams(WithPopulation(c.statements)), testing::ExitedWithCode(1), c.message) << c.statements;
+}
+
 TEST(PopulationStatements, OutputOptionsAndGenerationLists)
 {
     auto sim = ReadParams(WithPopulation(
