@@ -191,8 +191,7 @@ void SimClass::RunRep(int rep)
         if (p.true_av) Update_VarAdd(g);
         EstimateEBV(g, gi.first, gi.last);
         SaveGenResults(g, gi.first, gi.last);
-        // A generation without progeny (progeny creation not in place yet) has no one to select.
-        if (g < p.ng && gi.nPrg > 0) {
+        if (g < p.ng) {
             CSort::SortParents(&p, g, malesHaveRecords, p.cd, p.sd);
             CSort::SortRP(&p, gi.first, gi.last, malesHaveRecords, p.sd);
             CullAndSelect(g, gi.first, gi.last);

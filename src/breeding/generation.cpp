@@ -13,6 +13,7 @@
 #include "support/files.h"
 #include "support/messages.h"
 #include "support/numbers.h"
+#include "support/worker_error.h"
 
 namespace {
 
@@ -226,10 +227,15 @@ void SimClass::MakeProgenyGenomes(int gen, int first, int last)
     std::vector<boost::thread> workers;
     workers.reserve(static_cast<size_t>(nParts));
     for (int t = 0; t < nParts; ++t)
-        workers.emplace_back(&SimClass::CreateAnim_MyThread, this, parts[static_cast<size_t>(t)].first,
-                             parts[static_cast<size_t>(t)].last, &generators[static_cast<size_t>(t)],
-                             scratch[static_cast<size_t>(t)].data(), buffers[static_cast<size_t>(t)].get());
+        workers.emplace_back([&, t] {
+            RunWorkerGuarded([&] {
+                CreateAnim_MyThread(parts[static_cast<size_t>(t)].first, parts[static_cast<size_t>(t)].last,
+                                    &generators[static_cast<size_t>(t)], scratch[static_cast<size_t>(t)].data(),
+                                    buffers[static_cast<size_t>(t)].get());
+            });
+        });
     for (boost::thread& w : workers) w.join();
+    AbortIfWorkerFailed();
     progenyTiming.seconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     progenyTiming.individuals += last - first + 1;
 
