@@ -13,6 +13,7 @@
 #include "breeding/mating.h"
 #include "breeding/population.h"
 #include "evaluation/inbred.h"
+#include "genome/genome_pool.h"
 #include "genome/mutation.h"
 #include "genome/records.h"
 #include "history/histpop.h"
@@ -78,8 +79,8 @@ public:
 
     // ---- Genome records and memory (genome/genome_memory.cpp) ----
     void AllocRecChr(SRec* rec);
-    // Frees the storage AllocRecChr made, given by its paternal pointer array.
-    static void FreeRecChr(uint16_t** patChr);
+    // Gives the storage AllocRecChr made, given by its paternal pointer array, back to the pool.
+    void FreeRecChr(uint16_t** patChr);
     // Frees the haplotypes of rec and marks its genome released.
     void ReleaseGenome(SRec* rec);
     // One holder of rec's genome lets go of it; the last one releases it.
@@ -278,6 +279,7 @@ public:
     std::vector<SCrossoP> crossScratch;  // one per chromosome, for the main thread
     SRec unknownParent;              // parent of the last historical generation (id 0)
     CMutation mutation;
+    CGenomePool genomePool;          // storage of released genomes, reused by new individuals
     CInbred inbred;                  // pedigree and inbreeding
     SMatingPlan mating;              // matings of the generation being produced
     SProgenyTiming progenyTiming;    // time of the progeny workers, for the benchmarks

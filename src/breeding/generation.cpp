@@ -224,6 +224,8 @@ void SimClass::MakeProgenyGenomes(int gen, int first, int last)
         }
 
     auto start = std::chrono::steady_clock::now();
+    // The genome pool is the main thread's: the workers get their storage ready-made.
+    for (int i = first; i <= last; ++i) AllocRecChr(&curPop->indiv[static_cast<size_t>(i)]);
     std::vector<boost::thread> workers;
     workers.reserve(static_cast<size_t>(nParts));
     for (int t = 0; t < nParts; ++t)
@@ -254,7 +256,6 @@ void SimClass::CreateAnim_MyThread(int first, int last, CMyRnd* rnd, SCrossoP* c
     CPopulation& p = *curPop;
     for (int i = first; i <= last; ++i) {
         SRec* r = &p.indiv[static_cast<size_t>(i)];
-        AllocRecChr(r);
         Meiosis(r, rnd, cp, out);
         MrkHomozy(r);
     }

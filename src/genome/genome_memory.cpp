@@ -9,12 +9,12 @@
 
 // One block holds both pointer arrays and both allele blocks: entry c of patChr points
 // nMrk + nQTL of chromosome c-1 further than entry c-1, so alleles can be addressed by
-// chromosome or by genome-wide index.
+// chromosome or by genome-wide index. Blocks come from the engine's pool (main thread only).
 void SimClass::AllocRecChr(SRec* rec)
 {
     size_t pointers = 2 * static_cast<size_t>(nChr) * sizeof(uint16_t*);
     size_t alleles = 2 * static_cast<size_t>(nLociTot) * sizeof(uint16_t);
-    void* block = ::operator new(pointers + alleles, std::nothrow);
+    void* block = genomePool.Take(pointers + alleles);
     if (!block) RaiseFatal("Error (AllocRecChr) - Allocation failed!\n");
     rec->patChr = static_cast<uint16_t**>(block);
     rec->matChr = rec->patChr + nChr;
@@ -30,7 +30,7 @@ void SimClass::AllocRecChr(SRec* rec)
 
 void SimClass::FreeRecChr(uint16_t** patChr)
 {
-    ::operator delete(patChr);
+    genomePool.Give(patChr);
 }
 
 void SimClass::ReleaseGenome(SRec* rec)
@@ -85,14 +85,24 @@ void SimClass::GetLociInfo()
                       std::min(least[0], least[1])};
 }
 
+// Equal alleles are counted over each chromosome's contiguous block of loci (a loop the
+// compiler vectorises), then the QTL among them are taken out: far fewer look-ups than walking
+// the marker index.
 int SimClass::MrkHomozy(SRec* rec)
 {
     int count = 0;
-    const uint16_t* pat = rec->Pat();
-    const uint16_t* mat = rec->Mat();
-    for (const SChrom& ch : chrom) {
+    const uint16_t* patAll = rec->Pat();
+    const uint16_t* matAll = rec->Mat();
+    for (int c = 0; c < nChr; ++c) {
+        const SChrom& ch = chrom[c];
         if (ch.isX && rec->sex == 1) continue;  // a male's two X copies are the same
-        for (int i = 0; i < ch.nMrk; ++i) count += pat[ch.mrkIdx[i]] == mat[ch.mrkIdx[i]];
+        const uint16_t* pat = rec->patChr[c];
+        const uint16_t* mat = rec->matChr[c];
+        const int n = ch.NLoci();
+        int same = 0;
+        for (int i = 0; i < n; ++i) same += pat[i] == mat[i];
+        for (int k = 0; k < ch.nQTL; ++k) same -= patAll[ch.qtlIdx[k]] == matAll[ch.qtlIdx[k]];
+        count += same;
     }
     rec->homo = nMrkTot > 0 ? static_cast<double>(count) / nMrkTot : 0;
     return count;
@@ -182,6 +192,7 @@ void SimClass::FreeParamMem()
 
 void SimClass::FreeGlobalMem()
 {
+    genomePool.Clear();
     crossScratch.clear();
     mrkIndex.clear();
     qtlIndex.clear();

@@ -26,7 +26,7 @@ TEST(GenomeMemory, HaplotypesAreAddressedByChromosomeOrGenomeWideIndex)
     EXPECT_EQ(r.Pat()[4 + 2], 7);
     r.Mat()[1] = 9;
     EXPECT_EQ(r.matChr[0][1], 9);
-    SimClass::FreeRecChr(r.patChr);
+    sim->FreeRecChr(r.patChr);
 }
 
 TEST(GenomeMemory, AMalesHomozygosityLeavesOutTheXButCountsItsMarkers)
@@ -45,7 +45,7 @@ TEST(GenomeMemory, AMalesHomozygosityLeavesOutTheXButCountsItsMarkers)
     EXPECT_EQ(sim->MrkHomozy(&r), 2);  // a male's X counts nothing
     r.sex = 0;
     EXPECT_EQ(sim->MrkHomozy(&r), 6);
-    SimClass::FreeRecChr(r.patChr);
+    sim->FreeRecChr(r.patChr);
 }
 
 TEST(GenomeMemory, WithoutQtlTheQtlSummaryIsZero)
@@ -78,4 +78,20 @@ TEST(GenomeMemory, AReleasedGenomeIsNeverFreedTwice)
     EXPECT_NE(p.indiv[2].patChr, nullptr);
     sim->FreePopMem();  // frees the other two only; the sanitizer build catches a double free
     EXPECT_TRUE(sim->genomeUseCount.empty());
+}
+
+TEST(GenomeMemory, ReleasedStorageIsReusedForTheNextIndividualOfTheSameSize)
+{
+    auto sim = TwoChromosomes(3, 1);
+    SRec a, b, c;
+    sim->AllocRecChr(&a);
+    uint16_t** first = a.patChr;
+    sim->FreeRecChr(a.patChr);
+    sim->AllocRecChr(&b);
+    EXPECT_EQ(b.patChr, first);  // the kept block, no fresh memory
+    sim->AllocRecChr(&c);
+    EXPECT_NE(c.patChr, b.patChr);
+    EXPECT_EQ(c.patChr[1] - c.patChr[0], 4);  // pointers laid out again for the new holder
+    sim->FreeRecChr(b.patChr);
+    sim->FreeRecChr(c.patChr);
 }
