@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <iostream>
 
 #include "param/param_test_util.h"
 
@@ -17,7 +18,9 @@ void RunPopulations(const std::string& text, unsigned long seed, int threads,
     MyRnd.InitSeed(seed);
     testing::internal::CaptureStdout();
     sim->Run();
-    testing::internal::GetCapturedStdout();
+    std::string console = testing::internal::GetCapturedStdout();
+    // Failures inside `inspect` were printed into the capture: show them with the run's console.
+    if (testing::Test::HasFailure()) std::cout << console;
 }
 
 std::string PopulationParam(const std::string& pops, int nrep, const std::string& globals, int hpSize, int chromosomes)

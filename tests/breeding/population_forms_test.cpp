@@ -1,0 +1,90 @@
+// Runs with the statements that change how individuals are made: X chromosomes, males without
+// records, a pedigree across populations and skipped inbreeding.
+#include <gtest/gtest.h>
+
+#include "breeding/population_test_util.h"
+
+namespace {
+
+// Population "b" founded from generation 2 of "a": its founders are relatives.
+std::string TwoPopulations(const std::string& globals)
+{
+    std::string a = PopBlock("a", 4, 12, "ls = 4; ng = 2; sr = 1; dr = 1;");
+    std::string b = "begin_pop = \"b\";\n begin_founder;\n  male [n = 4, pop = \"a\", gen = 2];\n"
+                    "  female [n = 12, pop = \"a\", gen = 2];\n end_founder;\n ls = 2;\n ng = 1;\nend_pop;\n";
+    return PopulationParam(a + b, 3, "h2 = 0.4; qtlh2 = 0.2; phvar = 2; " + globals);
+}
+
+double MeanFOfGeneration(const CPopulation& p, int g)
+{
+    double sum = 0;
+    for (int i = p.genInfo[g].first; i <= p.genInfo[g].last; ++i) sum += p.indiv[i].inbF;
+    return sum / p.genInfo[g].nPrg;
+}
+
+}  // namespace
+
+TEST(PopulationForms, AMalesXChromosomeHoldsTwoCopiesOfHisDamsX)
+{
+    // Population "q" reads generation 2 of "p", which keeps that generation's genomes alive.
+    std::string q = "begin_pop = \"q\";\n begin_founder;\n  male [n = 1, pop = \"p\", gen = 2];\n"
+                    "  female [n = 1, pop = \"p\", gen = 2];\n end_founder;\n ls = 1;\n ng = 0;\nend_pop;\n";
+    std::string text = PopulationParam(PopBlock("p", 4, 12, "ls = 3; ng = 2; sr = 0.5;") + q, 1);
+    text.replace(text.find("qae = rndg 0.4; end_chr;"), 24,
+                 "qae = rndg 0.4; end_chr;\n begin_chr = 1; chrlen = 80; nmloci = 50; mpos = rnd; nma = all 3;"
+                 " maf = eql; nqloci = 4; qpos = rnd; nqa = all 2; qaf = eql; qae = rndg 0.4; xchr; end_chr;");
+    int males = 0;
+    RunPopulations(text, 8, 2, [&](const CPopulation& p, int) {
+        if (p.name != "p") return;
+        for (int i = p.genInfo[2].first; i <= p.genInfo[2].last; ++i) {
+            const SRec& r = p.indiv[i];
+            if (r.sex != 1) continue;
+            ++males;
+            ASSERT_NE(r.patChr, nullptr);
+            for (int k = 0; k < 54; ++k) EXPECT_EQ(r.patChr[1][k], r.matChr[1][k]);
+        }
+    });
+    EXPECT_GT(males, 0);
+}
+
+TEST(PopulationForms, MalesWithoutRecordsHaveNoPhenotypeAndAreStillSelected)
+{
+    std::string text = PopulationParam(PopBlock("p", 4, 12, "ls = 3; ng = 3; sr = 0.5; sd = phen;"), 2,
+                                       "h2 = 0.4; qtlh2 = 0.2; phvar = 2; no_male_rec;");
+    RunPopulations(text, 4, 1, [&](const CPopulation& p, int) {
+        for (const SRec& r : p.indiv)
+            if (r.sex == 1) {
+                EXPECT_EQ(r.hasPhen, 0);
+                EXPECT_EQ(r.phen, 0);
+                EXPECT_EQ(r.res, 0);
+            }
+        EXPECT_EQ(p.genStat[1].nNewSires, 2u);
+        EXPECT_EQ(p.genStat[1].nCulledSires, 2u);
+    });
+}
+
+TEST(PopulationForms, AJointPedigreeSeesTheRelationshipsOfFoundersFromAnotherPopulation)
+{
+    // Without joint_pop the founders of "b" have unknown parents and their progeny F = 0.
+    double separate = 0, joint = 0;
+    RunPopulations(TwoPopulations(""), 12, 1, [&](const CPopulation& p, int) {
+        if (p.name == "b") separate += MeanFOfGeneration(p, 1);
+    });
+    RunPopulations(TwoPopulations("joint_pop;"), 12, 1, [&](const CPopulation& p, int) {
+        if (p.name != "b") return;
+        joint += MeanFOfGeneration(p, 1);
+        for (int i = 0; i < p.nFounderPlaced; ++i) EXPECT_GT(p.indiv[i].sire->id, 0);
+    });
+    EXPECT_EQ(separate, 0);
+    EXPECT_GT(joint, 0.05);  // founders are full and half sibs of a population of 16 parents
+}
+
+TEST(PopulationForms, SkippedInbreedingLeavesEveryCoefficientZero)
+{
+    std::string text = PopulationParam(PopBlock("p", 2, 6, "ls = 4; ng = 4; sr = 1; dr = 1;"), 1,
+                                       "h2 = 0.4; qtlh2 = 0.2; phvar = 2; skip_inbreeding;");
+    RunPopulations(text, 6, 1, [&](const CPopulation& p, int) {
+        for (const SRec& r : p.indiv) EXPECT_EQ(r.inbF, 0);
+        EXPECT_EQ(p.genStat[p.ng + 1].nInbred, 0u);
+    });
+}
