@@ -2,48 +2,30 @@
 // against a plain memory copy of the allele bytes its generations write, and its peak memory
 // against the haplotype storage of two generations.
 //   hp_bench [parameter file]
-#include <chrono>
-#include <cstdio>
+#include <algorithm>
 #include <cstring>
-#include <fcntl.h>
-#include <memory>
 #include <string>
 #include <sys/resource.h>
-#include <unistd.h>
 #include <vector>
 
-#include "app/simclass.h"
-#include "param/lex.h"
+#include "bench_util.h"
 
 namespace {
-
-constexpr unsigned long kSeed = 20261123;
-
-double Seconds(std::chrono::steady_clock::time_point since)
-{
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - since).count();
-}
 
 // Runs the historical population once with `threads` workers; its console output goes nowhere.
 double TimeHistory(const char* path, int threads, long long& alleleBytes, long long& twoGenerations)
 {
-    auto sim = std::make_unique<SimClass>();
-    ReadParameterFile(*sim, path);
-    sim->nthread = threads;
-    MyRnd.InitSeed(kSeed);
-    fflush(stdout);
-    int saved = dup(1), devnull = open("/dev/null", O_WRONLY);
-    dup2(devnull, 1);
-    sim->InitializeRun();
-    sim->AllocPopMem();
-    sim->InitializeRep();
-    auto start = std::chrono::steady_clock::now();
-    sim->HPSimulator(1);
-    double seconds = Seconds(start);
-    fflush(stdout);
-    dup2(saved, 1);
-    close(devnull);
-    close(saved);
+    auto sim = BenchEngine(path, threads);
+    double seconds;
+    {
+        CSilencedStdout quiet;
+        sim->InitializeRun();
+        sim->AllocPopMem();
+        sim->InitializeRep();
+        auto start = std::chrono::steady_clock::now();
+        sim->HPSimulator(1);
+        seconds = SecondsSince(start);
+    }
 
     long long perIndividual = 2LL * sim->nLociTot * sizeof(uint16_t);
     alleleBytes = 0;
@@ -66,7 +48,7 @@ double TimeCopy(long long alleleBytes, long long twoGenerations)
     }
     volatile char sink = a[half / 2];
     (void)sink;
-    return Seconds(start);
+    return SecondsSince(start);
 }
 
 }  // namespace

@@ -2,27 +2,15 @@
 // 2 worker threads: time of the generations and of the progeny workers, against a plain memory
 // copy of the progeny's allele bytes, and peak memory against the haplotypes alive at once.
 //   population_bench [parameter file]
-#include <chrono>
-#include <cstdio>
+#include <algorithm>
 #include <cstring>
-#include <fcntl.h>
-#include <memory>
 #include <string>
 #include <sys/resource.h>
-#include <unistd.h>
 #include <vector>
 
-#include "app/simclass.h"
-#include "param/lex.h"
+#include "bench_util.h"
 
 namespace {
-
-constexpr unsigned long kSeed = 20261123;
-
-double Seconds(std::chrono::steady_clock::time_point since)
-{
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - since).count();
-}
 
 struct SFigures {
     double generations = 0;     // the population's run, founders to the last generation
@@ -35,29 +23,22 @@ struct SFigures {
 // output goes nowhere.
 SFigures TimePopulation(const char* path, int threads)
 {
-    auto sim = std::make_unique<SimClass>();
-    ReadParameterFile(*sim, path);
-    sim->nthread = threads;
-    MyRnd.InitSeed(kSeed);
-    fflush(stdout);
-    int saved = dup(1), devnull = open("/dev/null", O_WRONLY);
-    dup2(devnull, 1);
-    sim->InitializeRun();
-    sim->SimLitterSize(1);
-    sim->AllocPopMem();
-    sim->DetermineActiveGen();
-    sim->InitializeRep();
-    sim->HPSimulator(1);
-    sim->ChooseFromHistPop();
-    sim->curPop = &sim->pops[0];
-    auto start = std::chrono::steady_clock::now();
-    sim->RunRep(1);
+    auto sim = BenchEngine(path, threads);
     SFigures f;
-    f.generations = Seconds(start);
-    fflush(stdout);
-    dup2(saved, 1);
-    close(devnull);
-    close(saved);
+    {
+        CSilencedStdout quiet;
+        sim->InitializeRun();
+        sim->SimLitterSize(1);
+        sim->AllocPopMem();
+        sim->DetermineActiveGen();
+        sim->InitializeRep();
+        sim->HPSimulator(1);
+        sim->ChooseFromHistPop();
+        sim->curPop = &sim->pops[0];
+        auto start = std::chrono::steady_clock::now();
+        sim->RunRep(1);
+        f.generations = SecondsSince(start);
+    }
 
     const CPopulation& p = sim->pops[0];
     long long perIndividual = 2LL * sim->nLociTot * sizeof(uint16_t);
@@ -83,7 +64,7 @@ double TimeCopy(long long alleleBytes, long long blockBytes)
     }
     volatile char sink = a[static_cast<size_t>(blockBytes / 2)];
     (void)sink;
-    return Seconds(start);
+    return SecondsSince(start);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "cli/cli_util.h"
 
 #include <cstdio>
+#include <dirent.h>
 
 RunResult RunDavok(const TempDir& dir, const std::string& args, const std::string& input)
 {
@@ -20,4 +21,17 @@ void CopyTestParam(const TempDir& dir, const std::string& name, const std::strin
 void RemoveClockSeedRecord(const TempDir& dir)
 {
     remove((dir / "seed.prv").c_str());
+}
+
+std::set<std::string> ResultFiles(const std::string& folder)
+{
+    std::set<std::string> names;
+    if (DIR* dir = opendir(folder.c_str())) {
+        while (struct dirent* e = readdir(dir)) {
+            std::string n = e->d_name;
+            if (n.size() > 4 && n.compare(n.size() - 4, 4, ".txt") == 0 && n != "report.txt") names.insert(n);
+        }
+        closedir(dir);
+    }
+    return names;
 }

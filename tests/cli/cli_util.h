@@ -1,6 +1,7 @@
 // Running the Davok binary in a temporary folder for end-to-end tests.
 #pragma once
 
+#include <set>
 #include <string>
 
 #include "support/test_util.h"
@@ -14,3 +15,5 @@ std::string TestParam(const std::string& name);
 // Forgets the clock seed of the previous run in dir ("seed.prv"), so that a second run started
 // within the same second is not refused for repeating it.
 void RemoveClockSeedRecord(const TempDir& dir);
+// Names of the result files (".txt", without "report.txt") in folder.
+std::set<std::string> ResultFiles(const std::string& folder);

@@ -2,7 +2,6 @@
 // files, and runs repeated from a seed file.
 #include <gtest/gtest.h>
 
-#include <dirent.h>
 #include <set>
 
 #include "cli/cli_util.h"
@@ -26,19 +25,6 @@ std::string WithThreads(int threads, const std::string& seedFile = "")
     text.insert(0, "nthread = " + std::to_string(threads) + ";\n");
     if (!seedFile.empty()) text.insert(0, "seed = \"" + seedFile + "\";\n");
     return text;
-}
-
-std::set<std::string> ResultFiles(const std::string& folder)
-{
-    std::set<std::string> names;
-    if (DIR* dir = opendir(folder.c_str())) {
-        while (struct dirent* e = readdir(dir)) {
-            std::string n = e->d_name;
-            if (n.size() > 4 && n.compare(n.size() - 4, 4, ".txt") == 0 && n != "report.txt") names.insert(n);
-        }
-        closedir(dir);
-    }
-    return names;
 }
 
 }  // namespace

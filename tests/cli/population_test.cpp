@@ -2,7 +2,6 @@
 // runs repeated from a seed file with every mating design.
 #include <gtest/gtest.h>
 
-#include <dirent.h>
 #include <set>
 
 #include "cli/cli_util.h"
@@ -53,19 +52,6 @@ std::string EveryDesign(int threads, const std::string& seedFile)
                      "  female [n = 10, pop = \"hp\"] /not_founder_yet;\n") +
             " ls = 2;\n ng = 2;\n begin_popoutput;\n  crossover;\n end_popoutput;\nend_pop;\n";
     return text + kGenome;
-}
-
-std::set<std::string> ResultFiles(const std::string& folder)
-{
-    std::set<std::string> names;
-    if (DIR* dir = opendir(folder.c_str())) {
-        while (struct dirent* e = readdir(dir)) {
-            std::string n = e->d_name;
-            if (n.size() > 4 && n.compare(n.size() - 4, 4, ".txt") == 0 && n != "report.txt") names.insert(n);
-        }
-        closedir(dir);
-    }
-    return names;
 }
 
 // The console lines of the populations' generations ("G1     Size=..." and what follows them).
