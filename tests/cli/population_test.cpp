@@ -113,7 +113,7 @@ TEST(PopulationRun, TheSameSeedFileAndThreadCountGiveByteIdenticalResultsForEver
     }
 }
 
-TEST(PopulationRun, MissingFoundersStopTheRunAndKeepWhatWasWritten)
+TEST(PopulationRun, MissingFoundersOrProgenyStopTheRunAndKeepWhatWasWritten)
 {
     struct Case {
         std::string pops, message;
@@ -125,6 +125,9 @@ TEST(PopulationRun, MissingFoundersStopTheRunAndKeepWhatWasWritten)
              Population("b", Founders("  male [n = 20, pop = \"a\", gen = 1];\n  female [n = 30, pop = \"hp\"];\n"),
                         " ls = 1;\n ng = 1;\n"),
          "Error - Pop \"b\": 20 males requested but "},
+        // No male progeny, and the number of sires is to double: the sires cannot be replaced.
+        {Population("p", HpFounders(2, 10), " ls = 2;\n pmp = 0 /fix;\n sr = 1 1;\n ng = 2;\n"),
+         "Error - Sire replacement - Pop \"p\" G1: At least 2 more male progeny were needed.\n"},
     };
     for (const Case& c : cases) {
         TempDir dir;
