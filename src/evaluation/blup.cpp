@@ -9,6 +9,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <initializer_list>
 
 #include "evaluation/inbred.h"
 #include "genome/records.h"
@@ -144,6 +145,13 @@ void CMME::CG(int limit)
             }
         }
     }
+}
+
+size_t CMME::MemoryBytes() const
+{
+    size_t bytes = (sire.capacity() + dam.capacity()) * sizeof(int32_t);
+    for (const std::vector<double>* v : {&weight, &diag, &y, &x, &r, &z, &p, &q}) bytes += v->capacity() * sizeof(double);
+    return bytes;
 }
 
 void CMME::SolveMME(CInbred* ped, double varRes, double varA, int iterationLimit)

@@ -1,6 +1,7 @@
 // Animal-model BLUP over the whole pedigree, solved by preconditioned conjugate gradients.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -20,6 +21,8 @@ public:
     int Iterations() const { return iteration; }
     bool Converged() const { return converged; }
     double LastError() const { return lastError; }
+    // Bytes held by the equations and the iteration vectors.
+    size_t MemoryBytes() const;
 
 private:
     void BuildEquations(const CInbred& ped, double lambda);
