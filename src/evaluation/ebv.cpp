@@ -63,6 +63,11 @@ struct SApproxWeights {
     double sigmaW, k;
 };
 
+SApproxWeights ApproxWeights(double varAdditive, double varRes, double h2)
+{
+    return SApproxWeights{std::sqrt(0.75 * varAdditive + varRes), (4 - h2) / h2};
+}
+
 // The sum of m simulated progeny records' contributions, m (t + 2 z sigmaW / sqrt(m)): m times
 // half the TBV doubled, plus the sampling error of their mean. Draws one deviate.
 double SimulatedProgenySum(double tbv, int m, double sigmaW)
@@ -148,7 +153,7 @@ void SimClass::EstimateEBV_Approx(int gen, int first, int last)
     if (gen < 1) Abort("Error - EstimateEBV_Approx: EBV for founders cannot be computed in this function.\n");
     CPopulation& p = *curPop;
     const SGenInfo& gi = p.genInfo[static_cast<size_t>(gen)];
-    const SApproxWeights aw{std::sqrt(0.75 * (varPoly + varQTL) + varRes), (4 - h2) / h2};
+    const SApproxWeights aw = ApproxWeights(varPoly + varQTL, varRes, h2);
     const std::vector<int> recorded = RecordedProgenyPerParent(p, first, last, nextId);
     ApproxParents(p.sires.data(), gi.nSires, recorded, p.mnp_male, malesHaveRecords, aw);
     ApproxParents(p.dams.data(), gi.nDams, recorded, p.mnp_female, malesHaveRecords, aw);
@@ -165,7 +170,7 @@ void SimClass::EstimateEBV_Base()
     const int last0 = p.genInfo[0].last;
     // With a joint pedigree a founder keeps the EBV of the record it was copied from.
     if (!joint_pop || p.ebvMethod == kEbvExternal) {
-        const SApproxWeights aw{std::sqrt(0.75 * (varPoly + varQTL) + varRes), (4 - h2) / h2};
+        const SApproxWeights aw = ApproxWeights(varPoly + varQTL, varRes, h2);
         switch (p.ebvMethod) {
         case kEbvApprox:
             for (int i = 0; i <= last0; ++i) {
