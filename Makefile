@@ -4,7 +4,7 @@ ASAN_BUILD ?= build-asan
 JOBS       ?= $(shell nproc)
 DEMO_DIR   ?= demo-run
 
-.PHONY: setup build demo test test-asan bench bench-rng bench-param bench-hp bench-inbred bench-anneal bench-pop clean
+.PHONY: setup build demo test test-asan bench bench-rng bench-param bench-hp bench-inbred bench-anneal bench-pop bench-blup clean
 
 setup:
 	@sh scripts/setup.sh
@@ -30,7 +30,7 @@ test-asan: setup
 		ctest --output-on-failure -j $(JOBS) -LE slow
 
 # Every benchmark; each prints its figures and their ratio to its reference.
-bench: bench-param bench-rng bench-hp bench-inbred bench-anneal bench-pop
+bench: bench-param bench-rng bench-hp bench-inbred bench-anneal bench-pop bench-blup
 
 # Reading a parameter file with 200,000 predefined positions and numbers of alleles.
 bench-param: build
@@ -59,6 +59,11 @@ bench-anneal: build
 # of the progeny's allele bytes, and its peak memory (about a minute).
 bench-pop: build
 	@$(BUILD)/bench/population_bench
+
+# BLUP of a 200,000-animal pedigree of 10 generations, with every animal recorded and with the
+# males unrecorded: time per evaluation and iterations.
+bench-blup: build
+	@$(BUILD)/bench/blup_bench
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD) $(DEMO_DIR)

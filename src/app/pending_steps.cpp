@@ -7,8 +7,6 @@
 
 void CInbred::WriteCompletePed(FILE*) {}
 
-void SimClass::EstimateEBV_Base() {}
-void SimClass::EstimateEBV(int, int, int) {}
 void SimClass::ComputeLDStat(int, int, int) {}
 void SimClass::SaveGenResults(int, int, int) {}
 void SimClass::GetStatRep() {}

@@ -12,6 +12,7 @@
 
 #include "breeding/mating.h"
 #include "breeding/population.h"
+#include "evaluation/blup.h"
 #include "evaluation/inbred.h"
 #include "genome/genome_pool.h"
 #include "genome/mutation.h"
@@ -199,9 +200,20 @@ public:
     void ComputeMeanVarEBV(int gen, int first, int last);
     void Update_VarAdd(int gen);
 
-    // ---- Breeding value estimation and population result files: not written yet ----
+    // ---- Breeding value estimation (evaluation/ebv.cpp, evaluation/external_ebv.cpp) ----
+    // EBVs of the founders of curPop, then the accuracy statistics of generation 0.
     void EstimateEBV_Base();
+    // EBVs after generation gen (individuals first..last), then its accuracy statistics.
     void EstimateEBV(int gen, int first, int last);
+    void EstimateEBV_Approx(int gen, int first, int last);
+    void EstimateEBV_P_Accur(int first, int last);
+    // Writes "data.tmp", runs the population's external command and reads "my_bv.txt".
+    void InputBV(int gen, int first, int last, bool base);
+    // Weights a (of the TBV) and b (of a normal deviate) giving an EBV of variance varA and
+    // correlation r with a TBV of variance varA.
+    void GetCholesky(double r, double* a, double* b) const;
+
+    // ---- Population result files: not written yet ----
     void ComputeLDStat(int gen, int first, int last);
     void SaveGenResults(int gen, int first, int last);
     void GetStatRep();
@@ -281,6 +293,7 @@ public:
     CMutation mutation;
     CGenomePool genomePool;          // storage of released genomes, reused by new individuals
     CInbred inbred;                  // pedigree and inbreeding
+    CMME mme;                        // BLUP equations of the pedigree
     SMatingPlan mating;              // matings of the generation being produced
     SProgenyTiming progenyTiming;    // time of the progeny workers, for the benchmarks
 

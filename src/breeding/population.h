@@ -60,6 +60,8 @@ struct SGenStat {
     double meanRes = 0, sdRes = 0;
     double meanTBV = 0, sdTBV = 0;
     double meanEBV = 0, sdEBV = 0;
+    double corrEBV = 0, corrEBVMale = 0, corrEBVFemale = 0;  // EBV with TBV: all, males, females
+    double corrEBVSire = 0, corrEBVDam = 0;                  // EBV with TBV over the parents of the generation
     uint32_t nCulledSires = 0, nCulledDams = 0;  // parents culled after this generation
     uint32_t nNewSires = 0, nNewDams = 0;        // progeny of this generation selected as parents
     std::vector<uint32_t> lsCount;               // litters of each `ls` class in this generation

@@ -102,6 +102,12 @@ SPedNode* CInbred::NodeOf(const SRec* rec)
     return node ? node : &unknownNode;
 }
 
+SRec* CInbred::RecordOfId(long id) const
+{
+    if (id < 1 || static_cast<size_t>(id) >= nodeById.size() || !nodeById[static_cast<size_t>(id)]) return nullptr;
+    return nodeById[static_cast<size_t>(id)]->rec;
+}
+
 void CInbred::AddFounderToPed(CPopulation* pop, bool skip)
 {
     if (pop->nFounderPlaced < 1) return;

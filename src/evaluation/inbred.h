@@ -53,6 +53,11 @@ public:
     void FreeMem();
     // Releases the identifier table at the end of a replicate.
     void FreeMemRecLink();
+    // Pedigree entries in order of entry; a parent's entry comes before its progeny's.
+    uint32_t NodeCount() const { return nNode; }
+    const SPedNode& NodeAt(uint32_t i) const { return nodes[i]; }
+    // The record entered under identifier id, or null when id has no pedigree entry.
+    SRec* RecordOfId(long id) const;
     // Debugging dump: one line per node, then one per parent row.
     void PrintState(FILE* fp) const;
 
