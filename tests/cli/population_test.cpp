@@ -41,7 +41,8 @@ std::string EveryDesign(int threads, const std::string& seedFile)
         {"minf", " ls = 2;\n md = minf;\n pmp = 0.5 /fix_litter;\n sr = 0.5;\n dr = 0.5;\n sd = tbv /h;\n cd = tbv;\n"},
         {"maxf", " ls = 2;\n md = maxf;\n sr = 0.5 0.2;\n dr = 0.5 0.2 /e;\n cd = rnd;\n"},
         {"pa", " ls = 1 2 [0.5];\n md = p_assort /tbv;\n sr = 0.4;\n dr = 0.4;\n sd = phen /l;\n cd = phen;\n"},
-        {"na", " ls = 2;\n md = n_assort /phen;\n sr = 0.5;\n dr = 0.5;\n sd = tbv;\n"},
+        {"na", " ls = 2;\n md = n_assort /ebv;\n sr = 0.5;\n dr = 0.5;\n sd = ebv;\n ebv_est = blup;\n"},
+        {"acc", " ls = 2;\n sr = 0.5;\n sd = ebv;\n cd = ebv;\n ebv_est = accur_male 0.6 accur_female 0.8;\n"},
     };
     for (const Design& d : designs)
         text += std::string("begin_pop = \"") + d.name + "\";\n" + HpFounders(6, 24) + d.body +
