@@ -5,14 +5,11 @@
 #include "app/simclass.h"
 #include "breeding/sort.h"
 
-void CInbred::WriteCompletePed(FILE*) {}
-
 void SimClass::EstimateEBV_Base() {}
 void SimClass::EstimateEBV(int, int, int) {}
 void SimClass::ComputeLDStat(int, int, int) {}
 void SimClass::SaveGenResults(int, int, int) {}
 void SimClass::GetStatRep() {}
-void SimClass::SaveData() {}
 void SimClass::SaveStat() {}
 void SimClass::SaveLD() {}
 void SimClass::SaveStatRep() {}
