@@ -1,16 +1,12 @@
-// Steps of the recent populations, of genetic evaluation and of their result files that are
-// not written yet. The run driver calls each in its place; until it arrives with its own
-// change it does nothing, so a run simulates the historical population and then walks the
-// populations' generations without producing individuals.
+// Result files of the populations that are not written yet: the genotype and allele-frequency
+// files of each generation, LD statistics, the statistics file and the summary over replicates.
+// The run driver calls each in its place; until it arrives with its own change it does nothing,
+// and its file stays empty.
 #include "app/simclass.h"
-#include "breeding/sort.h"
-
-void CInbred::WriteCompletePed(FILE*) {}
 
 void SimClass::ComputeLDStat(int, int, int) {}
 void SimClass::SaveGenResults(int, int, int) {}
 void SimClass::GetStatRep() {}
-void SimClass::SaveData() {}
 void SimClass::SaveStat() {}
 void SimClass::SaveLD() {}
 void SimClass::SaveStatRep() {}

@@ -236,6 +236,17 @@ void CInbred::UpdateRec(CPopulation* pops, CPopulation* cur, const uint8_t* foun
         }
 }
 
+// Pedigree numbers stand for the individuals: the order of entry puts every parent before its
+// progeny, whatever population either belongs to. The caller closes fp.
+void CInbred::WriteCompletePed(FILE* fp)
+{
+    fprintf(fp, "%-7s %-7s %-7s Sex\n", "Progeny", "Sire", "Dam");
+    for (uint32_t i = 0; i < nNode; ++i) {
+        const SPedNode& n = nodes[i];
+        fprintf(fp, "%-7u %-7u %-7u %-3s\n", n.pedId, n.sireNode->pedId, n.damNode->pedId, n.rec->sex ? "M" : "F");
+    }
+}
+
 void CInbred::PrintState(FILE* fp) const
 {
     for (uint32_t i = 0; i < nNode; ++i) {

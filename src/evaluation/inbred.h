@@ -47,7 +47,7 @@ public:
     // With `joint`: every founder copy in the populations before cur takes the values of the
     // record its node points to.
     void UpdateRec(CPopulation* pops, CPopulation* cur, const uint8_t* founderFlag);
-    // The pedigree of all populations of the replicate, with `joint`.
+    // The pedigree of all populations of the replicate, with `joint`, as a table; fp stays open.
     void WriteCompletePed(FILE* fp);
     // Releases the node list and parent table.
     void FreeMem();
