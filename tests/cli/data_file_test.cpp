@@ -189,3 +189,21 @@ TEST(JointPedigree, ListsEveryIndividualOfAllPopulationsOnceWithParentsFirst)
     }
     EXPECT_EQ(pedMales, males);
 }
+
+TEST(DataFile, BreedingValuesOfAccuracyOneAreTheTrueBreedingValues)
+{
+    TempDir dir;
+    std::string text = TwoPopulations("", "data;", "stat;");
+    text.replace(text.find(" sr = 0.5;"), 10, " sr = 0.5;\n ebv_est = accur 1;");
+    RunResult r = RunText(dir, text);
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    std::string header;
+    std::vector<Row> rows = Rows(ReadFile(dir / "r_run/a_data_001.txt"), &header);
+    EXPECT_EQ(header.substr(header.size() - 9), "Final_EBV");
+    ASSERT_FALSE(rows.empty());
+    for (const Row& row : rows) {
+        ASSERT_EQ(row.size(), 14u);
+        double tbv = std::stod(row[11]) + std::stod(row[12]);  // Polygene + QTL
+        EXPECT_NEAR(std::stod(row[13]), tbv, 2e-6) << row[0];
+    }
+}
