@@ -9,19 +9,13 @@
 #include <cstdio>
 #include <vector>
 
-#include "breeding/population.h"
+#include "bench_pedigree.h"
 #include "evaluation/blup.h"
-#include "evaluation/inbred.h"
-#include "random/rnd.h"
 #include "support/numbers.h"
 
 namespace {
 
 constexpr int kGenerations = 10;
-constexpr int kPerGeneration = 20000;
-constexpr int kSires = 200;
-constexpr int kDams = 2000;
-constexpr int kLitter = kPerGeneration / kDams;
 constexpr int kRounds = 3;
 constexpr double kVarA = 0.3, kVarRes = 0.7;
 constexpr double kTargetSeconds = 0.25;
@@ -29,71 +23,29 @@ constexpr double kTargetSeconds = 0.25;
 using Clock = std::chrono::steady_clock;
 
 // The pedigree with its values; males at even positions of each generation.
-struct SBenchPedigree {
-    CPopulation pop;
-    SRec unknown;
+struct SBenchPedigree : SBenchPopulation {
     CInbred inbred;
 
-    SBenchPedigree()
+    SBenchPedigree() : SBenchPopulation(kGenerations)
     {
-        unknown.inbF = -1.0;
-        pop.ng = kGenerations - 1;
-        pop.genInfo.assign(kGenerations, SGenInfo());
-        for (int g = 1; g < kGenerations; ++g) {
-            pop.genInfo[g].nSires = kSires;
-            pop.genInfo[g].nDams = kDams;
-        }
-        pop.nIndiv = kGenerations * kPerGeneration;
-        pop.indiv.assign(static_cast<size_t>(pop.nIndiv), SRec());
-        pop.sires.assign(kSires, nullptr);
-        pop.dams.assign(kDams, nullptr);
-        pop.nFounderPlaced = kPerGeneration;
         CMyRnd rnd;
         rnd.InitSeed(20261123UL);
-        for (int i = 0; i < kPerGeneration; ++i) {
-            SRec& r = pop.indiv[i];
-            r.id = i + 1;
-            r.sire = r.dam = &unknown;
-            r.sex = i % 2 == 0;
-            r.polyVal = std::sqrt(kVarA) * rnd.NRand();
-        }
+        for (int i = 0; i < kPerGeneration; ++i) pop.indiv[i].polyVal = std::sqrt(kVarA) * rnd.NRand();
         inbred.AllocMem(&pop, &pop, 1, false);
         inbred.AddFounderToPed(&pop, false);
         std::vector<int> pool;
         int nextId = kPerGeneration;
         for (int g = 1; g < kGenerations; ++g) {
-            DrawParents(g, true, kSires, pop.sires.data(), rnd, pool);
-            DrawParents(g, false, kDams, pop.dams.data(), rnd, pool);
-            inbred.AddParentTorPed(pop.sires.data(), kSires, pop.dams.data(), kDams);
-            int firstId = nextId + 1;
-            SRec* rec = &pop.indiv[static_cast<size_t>(g) * kPerGeneration];
-            for (int d = 0; d < kDams; ++d)
-                for (int k = 0; k < kLitter; ++k, ++rec) {
-                    rec->id = ++nextId;
-                    rec->sex = k % 2 == 0;
-                    rec->sire = pop.sires[d % kSires];
-                    rec->dam = pop.dams[d];
-                    inbred.AddToPed(rec);
-                }
+            DrawParents(g, rnd, pool);
+            int firstId = EnterGeneration(g, inbred, nextId);
             inbred.ComputeF(firstId, false);
-            for (SRec* r = rec - kPerGeneration; r != rec; ++r) {
+            SRec* begin = pop.indiv.data() + static_cast<size_t>(g) * kPerGeneration;
+            for (SRec* r = begin; r != begin + kPerGeneration; ++r) {
                 const double mendelian = std::sqrt(0.5 - 0.25 * (r->sire->inbF + r->dam->inbF));
                 r->polyVal = (r->sire->polyVal + r->dam->polyVal) / 2 + std::sqrt(kVarA) * mendelian * rnd.NRand();
             }
         }
         for (SRec& r : pop.indiv) r.phen = r.polyVal + std::sqrt(kVarRes) * rnd.NRand();
-    }
-
-    void DrawParents(int gen, bool male, int n, SRec** out, CMyRnd& rnd, std::vector<int>& pool)
-    {
-        int first = (gen - 1) * kPerGeneration + (male ? 0 : 1);
-        pool.clear();
-        for (int i = first; i < gen * kPerGeneration; i += 2) pool.push_back(i);
-        for (int k = 0; k < n; ++k) {
-            int pick = k + static_cast<int>(rnd.URand() * (pool.size() - k));
-            std::swap(pool[k], pool[pick]);
-            out[k] = &pop.indiv[pool[k]];
-        }
     }
 
     void SetRecords(bool malesRecorded)

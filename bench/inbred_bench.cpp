@@ -9,17 +9,11 @@
 #include <cstdio>
 #include <vector>
 
-#include "breeding/population.h"
-#include "evaluation/inbred.h"
-#include "random/rnd.h"
+#include "bench_pedigree.h"
 #include "support/numbers.h"
 
 namespace {
 
-constexpr int kPerGeneration = 20000;
-constexpr int kSires = 200;
-constexpr int kDams = 2000;
-constexpr int kLitter = kPerGeneration / kDams;
 constexpr int kRounds = 3;  // each figure is the best of this many runs
 
 // What one pedigree run measured.
@@ -28,45 +22,6 @@ struct SResult {
     double entering = 0;     // of which AllocMem, AddFounderToPed, AddParentTorPed and AddToPed
     double columnRows = 0;   // sum over generations of sire columns x parent rows in the table
     double meanF = 0;        // mean F of the last generation
-};
-
-// A population of nGen generations of kPerGeneration (founders included), males at even indices.
-struct BigPopulation {
-    CPopulation pop;
-    SRec unknown;
-
-    explicit BigPopulation(int nGen)
-    {
-        unknown.inbF = -1.0;
-        pop.ng = nGen - 1;
-        pop.genInfo.assign(static_cast<size_t>(nGen), SGenInfo());
-        for (int g = 1; g < nGen; ++g) {
-            pop.genInfo[g].nSires = kSires;
-            pop.genInfo[g].nDams = kDams;
-        }
-        pop.nIndiv = nGen * kPerGeneration;
-        pop.indiv.assign(static_cast<size_t>(pop.nIndiv), SRec());
-        pop.sires.assign(kSires, nullptr);
-        pop.dams.assign(kDams, nullptr);
-        pop.nFounderPlaced = kPerGeneration;
-        for (int i = 0; i < kPerGeneration; ++i) {
-            pop.indiv[i].id = i + 1;
-            pop.indiv[i].sire = pop.indiv[i].dam = &unknown;
-        }
-    }
-
-    // n distinct individuals of generation gen - 1 of one sex, at random; a dam's position is her mating.
-    void DrawParents(int gen, bool male, int n, SRec** out, CMyRnd& rnd, std::vector<int>& pool)
-    {
-        int first = (gen - 1) * kPerGeneration + (male ? 0 : 1);
-        pool.clear();
-        for (int i = first; i < gen * kPerGeneration; i += 2) pool.push_back(i);
-        for (int k = 0; k < n; ++k) {
-            int pick = k + static_cast<int>(rnd.URand() * (pool.size() - k));
-            std::swap(pool[k], pool[pick]);
-            out[k] = &pop.indiv[pool[k]];
-        }
-    }
 };
 
 using Clock = std::chrono::steady_clock;
@@ -79,7 +34,7 @@ double Since(Clock::time_point start)
 SResult InbreedingRun(int nGen)
 {
     SResult result;
-    BigPopulation big(nGen);
+    SBenchPopulation big(nGen);
     CPopulation& pop = big.pop;
     CMyRnd rnd;
     rnd.InitSeed(20240611UL);
@@ -92,19 +47,9 @@ SResult InbreedingRun(int nGen)
     result.entering = Since(start);
     int nextId = kPerGeneration;
     for (int g = 1; g < nGen; ++g) {
-        big.DrawParents(g, true, kSires, pop.sires.data(), rnd, pool);
-        big.DrawParents(g, false, kDams, pop.dams.data(), rnd, pool);
+        big.DrawParents(g, rnd, pool);
         start = Clock::now();
-        inbred.AddParentTorPed(pop.sires.data(), kSires, pop.dams.data(), kDams);
-        int firstId = nextId + 1;
-        SRec* rec = &pop.indiv[static_cast<size_t>(g) * kPerGeneration];
-        for (int d = 0; d < kDams; ++d)
-            for (int k = 0; k < kLitter; ++k, ++rec) {
-                rec->id = ++nextId;
-                rec->sire = pop.sires[d % kSires];
-                rec->dam = pop.dams[d];
-                inbred.AddToPed(rec);
-            }
+        int firstId = big.EnterGeneration(g, inbred, nextId);
         result.entering += Since(start);
         start = Clock::now();
         inbred.ComputeF(firstId, false);
