@@ -75,8 +75,13 @@ TEST_P(ParamFileWithWarnings, PrintsItsWarningsAndRuns)
 
 TEST_P(ValidParamFile, IsAccepted)
 {
+    // A fixed seed: with a clock seed, a QTL of `qae = pd` whose drawn allele effects come out
+    // nearly equal stops a run now and then with error 57, as the rules of the scaling demand.
     TempDir dir;
-    RunResult r = RunCorpusFile(dir, "valid", GetParam());
+    WriteFile(dir / "corpus.seed", ReadFile(CorpusDir("valid") + "/corpus.seed"));
+    WriteFile(dir / (GetParam() + ".prm"),
+              "seed = \"corpus.seed\";\n" + ReadFile(CorpusDir("valid") + "/" + GetParam() + ".prm"));
+    RunResult r = RunDavok(dir, GetParam() + ".prm");
     EXPECT_EQ(r.exitCode, 0) << r.err;
     EXPECT_EQ(r.err.find("Error"), std::string::npos) << r.err;
 }

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "evaluation/unknown_parent.h"
 #include "breeding/population.h"
 #include "evaluation/blup.h"
 #include "evaluation/dense_mme.h"
@@ -13,14 +14,6 @@
 #include "support/messages.h"
 
 namespace {
-
-SRec* UnknownParent()
-{
-    static SRec unknown;
-    unknown.id = 0;
-    unknown.inbF = -1.0;
-    return &unknown;
-}
 
 // The animals of a reference pedigree entered into a CInbred one by one, with their inbreeding,
 // as the generation cycle enters them.

@@ -9,21 +9,13 @@
 #include <string>
 #include <vector>
 
+#include "evaluation/unknown_parent.h"
 #include "breeding/population.h"
 #include "evaluation/inbred.h"
 
 namespace {
 
 constexpr int kUnknown = -1;
-
-// The engine's record for an unknown parent.
-SRec* UnknownParent()
-{
-    static SRec unknown;
-    unknown.id = 0;
-    unknown.inbF = -1.0;
-    return &unknown;
-}
 
 // One progeny: positions of its parents in the generation's sires and dams (kUnknown = unknown).
 struct Birth {
