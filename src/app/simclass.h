@@ -213,13 +213,22 @@ public:
     // correlation r with a TBV of variance varA.
     void GetCholesky(double r, double* a, double* b) const;
 
-    // ---- Population result files: not written yet ----
-    void ComputeLDStat(int gen, int first, int last);
-    void SaveGenResults(int gen, int first, int last);
-    void GetStatRep();
+    // ---- Population result files (output/) ----
     void SaveData();
-    void SaveStat();
+    // Genotype and allele-frequency files of individuals first..last of generation gen.
+    void SaveGenResults(int gen, int first, int last);
+    void SaveGenotype(int first, int last, int gen, bool qtl);
+    void InduceGenErr(int g, unsigned short* pat, unsigned short* mat, unsigned short& outPat,
+                      unsigned short& outMat, unsigned long long& counter);
+    void SaveAlleleFreq(int first, int last, int gen);
+    // LD by distance class of generation gen, computed by worker threads.
+    void ComputeLDStat(int gen, int first, int last);
+    void ComputeLDStat_MyThread(int worker);
+    bool PrintLDBin(int k, FILE* fp) const;
     void SaveLD();
+    // Statistics file and the summary over replicates.
+    void SaveStat();
+    void GetStatRep();
     void SaveStatRep();
 
     // ---- Inspection ----

@@ -48,6 +48,16 @@ struct SGenInfo {
     uint16_t genomeHold = 0;          // founder lines of any population that read this generation
 };
 
+// Marker pairs of one distance class of the LD table, for D', r2 and X2' in this order. While
+// pairs are added, mean holds the sums and ldSd the sums of squares.
+struct SLDBin {
+    int32_t nPair = 0;
+    double mean[3] = {0, 0, 0};
+    double ldSd[3] = {0, 0, 0};
+};
+
+constexpr int kLDClasses = 27;
+
 // Statistics of one generation (generation ng + 1 stands for the whole population).
 struct SGenStat {
     uint32_t nInbred = 0;           // individuals with inbF > 0
@@ -65,6 +75,10 @@ struct SGenStat {
     uint32_t nCulledSires = 0, nCulledDams = 0;  // parents culled after this generation
     uint32_t nNewSires = 0, nNewDams = 0;        // progeny of this generation selected as parents
     std::vector<uint32_t> lsCount;               // litters of each `ls` class in this generation
+    uint64_t nMissMrk = 0, nMissQTL = 0;         // genotypes written as missing
+    uint64_t nErrMrk = 0, nErrQTL = 0;           // genotypes written with an error
+    std::vector<uint32_t> mafHistMrk, mafHistQTL;  // loci per minor-allele-frequency class (mafbin)
+    SLDBin ldBin[kLDClasses];                    // LD by distance class
 };
 
 // Wall-clock time spent making progeny genomes (meiosis by the workers), over a run.
