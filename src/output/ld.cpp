@@ -11,6 +11,10 @@
 #include <cmath>
 #include <cstring>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "app/simclass.h"
 #include "breeding/sort.h"
 #include "support/boxes.h"
@@ -67,6 +71,22 @@ int32_t PopcountAnd(const uint64_t* a, const uint64_t* b, int words)
     return n;
 }
 
+// Bit h of the result is set when cls[h] equals c, h < 64.
+uint64_t ClassBits(const uint8_t* cls, int c)
+{
+    uint64_t set = 0;
+#if defined(__SSE2__)
+    const __m128i key = _mm_set1_epi8(static_cast<char>(c));
+    for (int k = 0; k < 4; ++k) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(cls + 16 * k));
+        set |= static_cast<uint64_t>(static_cast<uint16_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, key)))) << (16 * k);
+    }
+#else
+    for (int h = 0; h < kHaplotypesPerWord; ++h) set |= static_cast<uint64_t>(cls[h] == c) << h;
+#endif
+    return set;
+}
+
 // Sums one marker pair adds to its distance class.
 struct SPairLD {
     double dPrime = 0, r2 = 0, x2 = 0;
@@ -89,18 +109,34 @@ double ListCandidates(const std::vector<SChrom>& chrom, const std::vector<uint8_
     return length;
 }
 
-// Allele counts of candidates[b0 .. b0 + n - 1] over every haplotype, alleleSlots per candidate
-// in block order. The block is walked in genome order, a chunk of candidates at a time, so that
-// each individual's haplotypes are read forward.
-void CountBlock(SLDWork& w, size_t b0, int n)
+// Splits first..last among at most nthread workers; returns the shares.
+std::vector<SIndex> Shares(int first, int last, int nthread)
 {
-    w.alleleCounts.assign(static_cast<size_t>(n) * kAlleleSlots, 0);
-    w.blockOrder.resize(static_cast<size_t>(n));
-    for (int k = 0; k < n; ++k) w.blockOrder[static_cast<size_t>(k)] = k;
-    const int* cand = w.candidates.data() + b0;
-    std::sort(w.blockOrder.begin(), w.blockOrder.end(), [cand](int a, int b) { return cand[a] < cand[b]; });
-    for (int start = 0; start < n; start += kCountChunk) {
-        const int end = std::min(n, start + kCountChunk);
+    int n = std::max(nthread, 1);
+    std::vector<SIndex> parts(static_cast<size_t>(n));
+    Split2Index(parts.data(), first, last, n, kMinMarkersPerWorker);
+    parts.resize(static_cast<size_t>(n));
+    return parts;
+}
+
+// Runs body(t) for t = 0..n-1 on n threads and waits for all; a fatal error raised in a body ends
+// the run once they are done.
+template <class Body>
+void RunWorkers(int n, Body body)
+{
+    std::vector<boost::thread> threads;
+    threads.reserve(static_cast<size_t>(n));
+    for (int t = 0; t < n; ++t) threads.emplace_back([&body, t] { RunWorkerGuarded([&] { body(t); }); });
+    for (boost::thread& th : threads) th.join();
+    AbortIfWorkerFailed();
+}
+
+// Allele counts of the candidates at places first..last of the block's genome order, a chunk of
+// candidates at a time over all individuals, so that each haplotype is read forward.
+void CountShare(SLDWork& w, const int* cand, int first, int last)
+{
+    for (int start = first; start <= last; start += kCountChunk) {
+        const int end = std::min(last + 1, start + kCountChunk);
         for (int i = 0; i < w.nIndiv; ++i) {
             const uint16_t* pat = w.indiv[i].Pat();
             const uint16_t* mat = w.indiv[i].Mat();
@@ -112,6 +148,21 @@ void CountBlock(SLDWork& w, size_t b0, int n)
             }
         }
     }
+}
+
+// Allele counts of candidates[b0 .. b0 + n - 1] over every haplotype, alleleSlots per candidate
+// in block order; worker threads count disjoint shares of the block.
+void CountBlock(SLDWork& w, size_t b0, int n, int nthread)
+{
+    w.alleleCounts.assign(static_cast<size_t>(n) * kAlleleSlots, 0);
+    w.blockOrder.resize(static_cast<size_t>(n));
+    for (int k = 0; k < n; ++k) w.blockOrder[static_cast<size_t>(k)] = k;
+    const int* cand = w.candidates.data() + b0;
+    std::sort(w.blockOrder.begin(), w.blockOrder.end(), [cand](int a, int b) { return cand[a] < cand[b]; });
+    std::vector<SIndex> shares = Shares(0, n - 1, nthread);
+    RunWorkers(static_cast<int>(shares.size()), [&](int t) {
+        CountShare(w, cand, shares[static_cast<size_t>(t)].first, shares[static_cast<size_t>(t)].last);
+    });
 }
 
 // Classes of a candidate with the allele counts `count` (by allele number 1..nAllele): alleles
@@ -162,7 +213,7 @@ bool ClassifyAlleles(const int32_t* count, int nAllele, const SLDWork& w, SLDMar
 // counted for a block of candidates at a time: the first block holds `target` of them; a block
 // of B candidates with more than a tenth (A) accepted makes the next one 1.15 (B - A) B / A long,
 // and never shorter than the number still needed.
-void ScreenCandidates(SLDWork& w, SLocus* const* loci, int target)
+void ScreenCandidates(SLDWork& w, SLocus* const* loci, int target, int nthread)
 {
     w.markers.clear();
     w.markers.reserve(std::min(static_cast<size_t>(target), w.candidates.size()));
@@ -171,7 +222,7 @@ void ScreenCandidates(SLDWork& w, SLocus* const* loci, int target)
     long long block = target;
     while (static_cast<int>(w.markers.size()) < target && next < n) {
         const int b = static_cast<int>(std::min<long long>(std::max(block, 1LL), static_cast<long long>(n - next)));
-        CountBlock(w, next, b);
+        CountBlock(w, next, b, nthread);
         int accepted = 0;
         for (int k = 0; k < b && static_cast<int>(w.markers.size()) < target; ++k) {
             const int g = w.candidates[next + static_cast<size_t>(k)];
@@ -219,6 +270,7 @@ void EncodeMarkers(SLDWork& w, int first, int last)
 {
     const uint16_t* rows[kHaplotypesPerWord];
     uint8_t cls[kHaplotypesPerWord];
+    constexpr uint8_t kNoClass = 0xff;  // places past the last haplotype
     for (int word = 0; word < w.words; ++word) {
         const int h0 = word * kHaplotypesPerWord;
         const int nh = std::min(kHaplotypesPerWord, w.haplotypes - h0);
@@ -226,15 +278,14 @@ void EncodeMarkers(SLDWork& w, int first, int last)
             const SRec& r = w.indiv[(h0 + h) / 2];
             rows[h] = (h0 + h) % 2 ? r.Mat() : r.Pat();
         }
+        std::fill(cls + nh, cls + kHaplotypesPerWord, kNoClass);
         for (int mi = first; mi <= last; ++mi) {
             const SLDMarker& m = w.markers[static_cast<size_t>(mi)];
             for (int h = 0; h < nh; ++h) cls[h] = m.alleleClass[rows[h][m.locus]];
             if (m.keepsCodes) memcpy(&w.codes[m.codes + static_cast<size_t>(h0)], cls, static_cast<size_t>(nh));
-            for (int c = 0; c < m.nClass - 1; ++c) {
-                uint64_t set = 0;
-                for (int h = 0; h < nh; ++h) set |= static_cast<uint64_t>(cls[h] == c) << h;
-                w.bits[m.bits + static_cast<size_t>(c) * static_cast<size_t>(w.words) + static_cast<size_t>(word)] = set;
-            }
+            for (int c = 0; c < m.nClass - 1; ++c)
+                w.bits[m.bits + static_cast<size_t>(c) * static_cast<size_t>(w.words) + static_cast<size_t>(word)] =
+                    ClassBits(cls, c);
         }
     }
 }
@@ -299,28 +350,6 @@ void AddPair(SLDBin& bin, const SPairLD& ld)
     }
 }
 
-// Runs body(t) for t = 0..n-1 on n threads and waits for all; a fatal error raised in a body ends
-// the run once they are done.
-template <class Body>
-void RunWorkers(int n, Body body)
-{
-    std::vector<boost::thread> threads;
-    threads.reserve(static_cast<size_t>(n));
-    for (int t = 0; t < n; ++t) threads.emplace_back([&body, t] { RunWorkerGuarded([&] { body(t); }); });
-    for (boost::thread& th : threads) th.join();
-    AbortIfWorkerFailed();
-}
-
-// Splits first..last among at most nthread workers; returns the shares.
-std::vector<SIndex> Shares(int first, int last, int nthread)
-{
-    int n = std::max(nthread, 1);
-    std::vector<SIndex> parts(static_cast<size_t>(n));
-    Split2Index(parts.data(), first, last, n, kMinMarkersPerWorker);
-    parts.resize(static_cast<size_t>(n));
-    return parts;
-}
-
 // Sums of squares into standard deviations and sums into means, per class and measure.
 void FinishBins(SLDBin* bins)
 {
@@ -379,7 +408,7 @@ void SimClass::ComputeLDStat(int gen, int first, int last)
     const int target = o.ldNMrk > 0 ? o.ldNMrk : static_cast<int>(10 * length);
     const int nCand = static_cast<int>(w.candidates.size());
     if (nCand > target) Shuffle(w.candidates.data(), nCand, nCand);
-    ScreenCandidates(w, chrom.front().loci, target);
+    ScreenCandidates(w, chrom.front().loci, target, nthread);
     LayOutMarkers(w, chrom);
     const int accepted = static_cast<int>(w.markers.size());
     printf(" %5d Mrk", accepted);
