@@ -18,6 +18,7 @@
 #include "genome/mutation.h"
 #include "genome/records.h"
 #include "history/histpop.h"
+#include "output/ld.h"
 #include "output/rep_summary.h"
 #include "output/write_buffer.h"
 #include "random/rnd.h"
@@ -305,6 +306,7 @@ public:
     CMME mme;                        // BLUP equations of the pedigree
     SMatingPlan mating;              // matings of the generation being produced
     SProgenyTiming progenyTiming;    // time of the progeny workers, for the benchmarks
+    SLDWork ldWork;                  // LD statistics of the generation being measured
 
     // ---- Replicate state ----
     std::vector<uint16_t> genomeUseCount;  // use counters of the genomes of the replicate
