@@ -3,6 +3,7 @@
 // rates of missing and wrong genotypes, generation by generation.
 #include <algorithm>
 #include <cstdint>
+#include <vector>
 
 #include "app/simclass.h"
 #include "support/boxes.h"
