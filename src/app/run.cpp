@@ -33,6 +33,7 @@ void SimClass::Run()
 
     InitializeRun();
 
+    int repsDone = 0;
     for (int rep = 1; rep <= nrep; ++rep) {
         repTimer.StartTime();
         PrintALineFormat1(60, '~', stdout, "Replicate %3d", rep);
@@ -75,12 +76,19 @@ void SimClass::Run()
         RunSystemCommand(rep);
         PrintLineTime(60, '~', stdout, repTimer.PrintTime_Str());
         printf("\n");
+        repsDone = rep;
         ReadReplicateControlFile();
     }
+    // nrep.txt may have lowered nrep below the replicate already reached: the summary averages
+    // over the replicates that were run.
+    nrep = repsDone;
     if (nrep >= 2) SaveStatRep();
 
     mutation.FreeMutMem();
-    for (CPopulation& p : pops) p.genStat.clear();
+    for (CPopulation& p : pops) {
+        p.genStat.clear();
+        p.repStat.clear();
+    }
     FreeParamMem();
     FreeGlobalMem();
 }

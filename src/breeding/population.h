@@ -7,6 +7,7 @@
 
 #include "genome/records.h"
 #include "output/pop_output.h"
+#include "output/rep_summary.h"
 
 // Selection and culling criteria.
 enum ESCDesign : int { kRnd = 0, kPhen = 1, kTbv = 2, kEbv = 3, kAge = 4 };
@@ -55,8 +56,6 @@ struct SLDBin {
     double mean[3] = {0, 0, 0};
     double ldSd[3] = {0, 0, 0};
 };
-
-constexpr int kLDClasses = 27;
 
 // Statistics of one generation (generation ng + 1 stands for the whole population).
 struct SGenStat {
@@ -126,4 +125,7 @@ public:
     std::vector<SRec*> cand;          // candidates sorted for selection
     std::vector<SRec*> sires, dams;   // current parents
     std::vector<SGenStat> genStat;    // generations 0..ng, and ng + 1 for all of them
+
+    // Per run.
+    std::vector<SGenRepStat> repStat;  // generations 0..ng summed over the replicates
 };

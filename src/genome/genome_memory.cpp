@@ -110,7 +110,10 @@ int SimClass::MrkHomozy(SRec* rec)
 
 void SimClass::AllocGlobalMem()
 {
-    for (CPopulation& p : pops) p.genStat.assign(static_cast<size_t>(p.ng) + 2, SGenStat());
+    for (CPopulation& p : pops) {
+        p.genStat.assign(static_cast<size_t>(p.ng) + 2, SGenStat());
+        p.repStat.assign(static_cast<size_t>(p.ng) + 1, SGenRepStat());
+    }
     crossScratch.assign(static_cast<size_t>(nChr), SCrossoP());
     mrkIndex.assign(static_cast<size_t>(nMrkTot), 0);
     qtlIndex.assign(static_cast<size_t>(nQTLTot), 0);

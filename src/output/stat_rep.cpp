@@ -1,0 +1,247 @@
+// The summary over replicates ("stat_rep.txt"): each replicate adds its statistics to running
+// sums, which the last replicate turns into means and standard errors.
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <string>
+
+#include "app/simclass.h"
+#include "support/boxes.h"
+#include "support/files.h"
+#include "support/numbers.h"
+
+namespace {
+
+// Variance of n values from their sum and sum of squares: 0 for fewer than two or no spread.
+// A residue within the rounding error of the two sums counts as no spread, so that a value
+// that is the same in every replicate has variance 0 whatever its binary representation.
+double VarianceOfSums(const SSumSS& s, int n)
+{
+    if (n < 2) return 0;
+    const double squares = s.sumSq - s.sum * s.sum / n;
+    const double roundingError = 4.0 * n * std::numeric_limits<double>::epsilon() * s.sumSq;
+    return squares > roundingError ? squares / (n - 1) : 0;
+}
+
+double MeanOfSums(const SSumSS& s, int n) { return n > 0 ? s.sum / n : 0; }
+
+}  // namespace
+
+void GetMeanVar(SSumSS& s, int n)
+{
+    double mean = MeanOfSums(s, n);
+    const double variance = VarianceOfSums(s, n);
+    if (std::fabs(mean) < 1e-12) mean = 0;
+    s.sum = mean;
+    s.sumSq = variance;
+}
+
+void GetMeanSE(SSumSS& s, int n)
+{
+    const double mean = MeanOfSums(s, n);
+    const double se = n > 1 ? std::sqrt(VarianceOfSums(s, n)) / std::sqrt(n) : 0;
+    s.sum = mean;
+    s.sumSq = se;
+}
+
+void PrintMeanStdErr(int gen, SSumSS& a, SSumSS& b, int n, FILE* fp)
+{
+    GetMeanSE(a, n);
+    GetMeanSE(b, n);
+    fprintf(fp, "%-5d  %17.8f %14.8f    %17.8f %14.8f\n", gen, a.sum, a.sumSq, b.sum, b.sumSq);
+}
+
+void PrintMeanStdErr(int gen, SSumSS& a, int n, FILE* fp)
+{
+    GetMeanSE(a, n);
+    fprintf(fp, "%-5d  %17.8f %14.8f    %17s %14s\n", gen, a.sum, a.sumSq, "----", "----");
+}
+
+double SdFromSums(double sum, double sumSq, double n)
+{
+    if (n < 2) return 0;
+    return std::sqrt(std::max(0.0, (sumSq - sum * sum / n) / (n - 1)));
+}
+
+namespace {
+
+// A value of a generation's statistics and the accumulator it adds to over replicates.
+struct SRepPair {
+    double SGenStat::*value;
+    SSumSS SGenRepStat::*sum;
+};
+
+constexpr SRepPair kValueStats[] = {
+    {&SGenStat::meanHomo, &SGenRepStat::meanHomo}, {&SGenStat::sdHomo, &SGenRepStat::sdHomo},
+    {&SGenStat::meanPhen, &SGenRepStat::meanPhen}, {&SGenStat::sdPhen, &SGenRepStat::sdPhen},
+    {&SGenStat::meanPoly, &SGenRepStat::meanPoly}, {&SGenStat::sdPoly, &SGenRepStat::sdPoly},
+    {&SGenStat::meanQTL, &SGenRepStat::meanQTL},   {&SGenStat::sdQTL, &SGenRepStat::sdQTL},
+    {&SGenStat::meanRes, &SGenRepStat::meanRes},   {&SGenStat::sdRes, &SGenRepStat::sdRes}};
+
+constexpr SRepPair kEbvStats[] = {
+    {&SGenStat::meanEBV, &SGenRepStat::meanEBV},         {&SGenStat::sdEBV, &SGenRepStat::sdEBV},
+    {&SGenStat::corrEBV, &SGenRepStat::corrEBV},         {&SGenStat::corrEBVMale, &SGenRepStat::corrEBVMale},
+    {&SGenStat::corrEBVFemale, &SGenRepStat::corrEBVFemale}, {&SGenStat::corrEBVSire, &SGenRepStat::corrEBVSire},
+    {&SGenStat::corrEBVDam, &SGenRepStat::corrEBVDam}};
+
+void AddLD(SLDRepStat (&sum)[kLDClasses], const SLDBin (&bins)[kLDClasses])
+{
+    for (int k = 0; k < kLDClasses; ++k) {
+        AddValue(sum[k].nPair, bins[k].nPair);
+        for (int m = 0; m < 3; ++m) {
+            AddValue(sum[k].mean[m], bins[k].mean[m]);
+            AddValue(sum[k].ldSd[m], bins[k].ldSd[m]);
+        }
+    }
+}
+
+bool AnySelected(const std::vector<uint8_t>& flags)
+{
+    return std::any_of(flags.begin(), flags.end(), [](uint8_t f) { return f != 0; });
+}
+
+// The rows of the last historical generation.
+void PrintHistorical(FILE* fp, SHistRepStat& h, int n, bool selectedLoci)
+{
+    PrintALineFormat1(80, '~', fp, "Last historical generation");
+    fprintf(fp, "%-32s %17s %14s\n", " ", "Mean", "SE");
+    auto row = [&](const char* label, SSumSS& s) {
+        GetMeanSE(s, n);
+        fprintf(fp, "%-32s %17.8f %14.8f\n", label, s.sum, s.sumSq);
+    };
+    row("No. segregating markers", h.segMrk);
+    row("No. segregating QTL", h.segQTL);
+    if (selectedLoci) {
+        row("No. selected segregating markers", h.selMrk);
+        row("No. selected segregating QTL", h.selQTL);
+    }
+    row("Average no. marker alleles", h.mrkAlleleMean);
+    row("Maximum no. marker alleles", h.mrkAlleleMax);
+    row("Minimum no. marker alleles", h.mrkAlleleMin);
+    row("Average no. QTL alleles", h.qtlAlleleMean);
+    row("Maximum no. QTL alleles", h.qtlAlleleMax);
+    row("Minimum no. QTL alleles", h.qtlAlleleMin);
+    static const char* const kMaleDensity[3] = {"Density in total      (male)", "Density for markers   (male)",
+                                                "Density for QTL       (male)"};
+    static const char* const kFemaleDensity[3] = {"Density in total    (female)", "Density for markers (female)",
+                                                  "Density for QTL     (female)"};
+    for (int k = 0; k < 3; ++k) row(kMaleDensity[k], h.densityMale[k]);
+    for (int k = 0; k < 3; ++k) row(kFemaleDensity[k], h.densityFemale[k]);
+}
+
+// A section with one row per generation: mean and SE of `a`, and of `b` when it is given.
+void PrintRepSection(FILE* fp, CPopulation& p, const char* title, int n, SSumSS SGenRepStat::*a,
+                     SSumSS SGenRepStat::*b = nullptr)
+{
+    PrintALineFormat1(80, '-', fp, "%s", title);
+    for (int g = 0; g <= p.ng; ++g) {
+        SGenRepStat& r = p.repStat[static_cast<size_t>(g)];
+        if (b)
+            PrintMeanStdErr(g, r.*a, r.*b, n, fp);
+        else
+            PrintMeanStdErr(g, r.*a, n, fp);
+    }
+}
+
+// The LD tables of p; PrintLDBin reads the engine's current population, which must be p.
+void PrintLDSummary(const SimClass& sim, FILE* fp, CPopulation& p, int n)
+{
+    const SPopOutput& o = p.out;
+    bool firstSkipped = true;
+    for (int g = 0; g <= p.ng; ++g) {
+        if (!o.ldSkipped[static_cast<size_t>(g)]) continue;
+        if (firstSkipped) PrintALine(80, fp);
+        firstSkipped = false;
+        fprintf(fp, "LD calculation is skipped for generation %3d. Number of alleles is too large (>%d).\n", g, 20);
+    }
+    if (!AnySelected(o.ldGen)) return;
+
+    PrintALineFormat1(80, '-', fp, "No marker pairs for each bin (LD decay)");
+    for (int g = 0; g <= p.ng; ++g) {
+        if (!o.ldGen[static_cast<size_t>(g)]) continue;
+        fprintf(fp, "Generation %d\n", g);
+        fprintf(fp, "Bin\n");
+        for (int k = 0; k < kLDClasses && sim.PrintLDBin(k, fp); ++k) {
+            SSumSS& pairs = p.repStat[static_cast<size_t>(g)].ld[k].nPair;
+            GetMeanSE(pairs, n);
+            fprintf(fp, "%15.4f %14.4f    %17s %14s\n", pairs.sum, pairs.sumSq, "----", "----");
+        }
+        fprintf(fp, "\n");
+    }
+    static const char* const kMeasure[3] = {"Mean D' (LD decay)", "Mean R2 (LD decay)", "Mean X2' (LD decay)"};
+    for (int m = 0; m < 3; ++m) {
+        PrintALineFormat1(80, '-', fp, "%s", kMeasure[m]);
+        for (int g = 0; g <= p.ng; ++g) {
+            if (!o.ldGen[static_cast<size_t>(g)]) continue;
+            fprintf(fp, "Generation %d\n", g);
+            fprintf(fp, "Bin\n");
+            for (int k = 0; k < kLDClasses && sim.PrintLDBin(k, fp); ++k) {
+                SLDRepStat& c = p.repStat[static_cast<size_t>(g)].ld[k];
+                GetMeanSE(c.mean[m], n);
+                GetMeanSE(c.ldSd[m], n);
+                fprintf(fp, "%15.4f %14.4f    %17.4f %14.4f\n", c.mean[m].sum, c.mean[m].sumSq, c.ldSd[m].sum,
+                        c.ldSd[m].sumSq);
+            }
+            fprintf(fp, "\n");
+        }
+    }
+}
+
+void PrintPopulation(const SimClass& sim, FILE* fp, CPopulation& p, int n)
+{
+    const bool females = !sim.malesHaveRecords;
+    PrintALineFormat1(80, '~', fp, "Population \"%s\"", p.name.c_str());
+    fprintf(fp, "%-5s  %17s %14s    %17s %14s\n", "Gen.", "Mean", "SE", "SD", "SE");
+    PrintRepSection(fp, p, "Inbreeding", n, &SGenRepStat::meanF, &SGenRepStat::sdF);
+    PrintRepSection(fp, p, "Number of inbreds", n, &SGenRepStat::nInbred);
+    PrintRepSection(fp, p, "Homozygosity", n, &SGenRepStat::meanHomo, &SGenRepStat::sdHomo);
+    PrintRepSection(fp, p, females ? "Phenotype (females)" : "Phenotype", n, &SGenRepStat::meanPhen,
+                    &SGenRepStat::sdPhen);
+    PrintRepSection(fp, p, "Polygenes", n, &SGenRepStat::meanPoly, &SGenRepStat::sdPoly);
+    PrintRepSection(fp, p, "QTL", n, &SGenRepStat::meanQTL, &SGenRepStat::sdQTL);
+    PrintRepSection(fp, p, females ? "Residual (females)" : "Residual", n, &SGenRepStat::meanRes,
+                    &SGenRepStat::sdRes);
+    if (p.ebvMethod != kEbvNone) {
+        PrintRepSection(fp, p, "EBV", n, &SGenRepStat::meanEBV, &SGenRepStat::sdEBV);
+        PrintRepSection(fp, p, "r(EBV,TBV)", n, &SGenRepStat::corrEBV);
+        PrintRepSection(fp, p, "r(EBV,TBV)_Male", n, &SGenRepStat::corrEBVMale);
+        PrintRepSection(fp, p, "r(EBV,TBV)_Female", n, &SGenRepStat::corrEBVFemale);
+        PrintRepSection(fp, p, "r(EBV,TBV)_Sire", n, &SGenRepStat::corrEBVSire);
+        PrintRepSection(fp, p, "r(EBV,TBV)_Dam", n, &SGenRepStat::corrEBVDam);
+    }
+    if (p.out.ldOut) PrintLDSummary(sim, fp, p, n);
+}
+
+}  // namespace
+
+void SimClass::GetStatRep()
+{
+    CPopulation& p = *curPop;
+    for (int g = 0; g <= p.ng; ++g) {
+        const SGenStat& st = p.genStat[static_cast<size_t>(g)];
+        SGenRepStat& r = p.repStat[static_cast<size_t>(g)];
+        const double n = st.nMale + st.nFemale;  // individuals that are not inbred add 0 to the sums
+        AddValue(r.nInbred, st.nInbred);
+        AddValue(r.meanF, MyDVD(st.sumF, n));
+        AddValue(r.sdF, SdFromSums(st.sumF, st.sumF2, n));
+        for (const SRepPair& s : kValueStats) AddValue(r.*s.sum, st.*s.value);
+        if (p.ebvMethod != kEbvNone)
+            for (const SRepPair& s : kEbvStats) AddValue(r.*s.sum, st.*s.value);
+        if (p.out.ldGen[static_cast<size_t>(g)]) AddLD(r.ld, st.ldBin);
+    }
+}
+
+// Runs once, after the last replicate: the accumulators are reduced in place.
+void SimClass::SaveStatRep()
+{
+    FILE* fp = Myfopen((outputFolder + "stat_rep.txt").c_str(), "w");
+    if (hasTitle) PrintALineInFixedBox(0, 80, fp, title.c_str());
+    fprintf(fp, "No. replicates: %d\n", nrep);
+    PrintALineFormat1(80, '-', fp, "Statistics over replicates");
+    PrintHistorical(fp, histRep, nrep, select_seg_loci);
+    for (CPopulation& p : pops) {
+        curPop = &p;
+        PrintPopulation(*this, fp, p, nrep);
+    }
+    MyFclose(fp);
+}
