@@ -4,7 +4,7 @@ ASAN_BUILD ?= build-asan
 JOBS       ?= $(shell nproc)
 DEMO_DIR   ?= demo-run
 
-.PHONY: setup build demo test test-asan bench bench-rng bench-param bench-hp bench-inbred bench-anneal bench-pop bench-blup clean
+.PHONY: setup build demo test test-asan bench bench-rng bench-param bench-hp bench-inbred bench-anneal bench-pop bench-blup bench-geno clean
 
 setup:
 	@sh scripts/setup.sh
@@ -30,7 +30,7 @@ test-asan: setup
 		ctest --output-on-failure -j $(JOBS) -LE slow
 
 # Every benchmark; each prints its figures and their ratio to its reference.
-bench: bench-param bench-rng bench-hp bench-inbred bench-anneal bench-pop bench-blup
+bench: bench-param bench-rng bench-hp bench-inbred bench-anneal bench-pop bench-blup bench-geno
 
 # Reading a parameter file with 200,000 predefined positions and numbers of alleles.
 bench-param: build
@@ -64,6 +64,11 @@ bench-pop: build
 # males unrecorded: time per evaluation and iterations.
 bench-blup: build
 	@$(BUILD)/bench/blup_bench
+
+# The marker genotypes of 10,000 animals x 20,000 markers written as text, with /snp_code and with
+# /binary, each against a plain fwrite of the same bytes.
+bench-geno: build
+	@$(BUILD)/bench/genotype_bench
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD) $(DEMO_DIR)

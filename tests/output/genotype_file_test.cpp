@@ -74,6 +74,17 @@ TEST(GenotypeFile, SnpCodeGivesEachOrderedPairItsDigitAndAnyOtherPairFive)
     EXPECT_EQ(pop.Write(dir, "mrk"), std::vector<std::string>{"1      023455"});
 }
 
+TEST(GenotypeFile, SeqWritesOneCodePerLocusInGenomeOrderAfterAnIdentifierKeptApart)
+{
+    TempDir dir;
+    SHandMadePopulation pop(dir, 2, {PopOutput("genotype /seq;")});
+    pop.sim->curPop->indiv[1].id = 1234567;
+    std::string codes[2];
+    for (int i = 0; i < 2; ++i)
+        for (int g = 0; g < pop.sim->nLociTot; ++g) codes[i] += pop.Allele(i, g, false) == 1 ? '3' : '4';
+    EXPECT_EQ(pop.Write(dir, "mrk_qtl"), (std::vector<std::string>{"1      " + codes[0], "1234567 " + codes[1]}));
+}
+
 TEST(GenotypeFile, MissingAndWrongGenotypesFollowTheirRatesWhileTheHaplotypesStayTrue)
 {
     TempDir dir;
