@@ -4,7 +4,7 @@ ASAN_BUILD ?= build-asan
 JOBS       ?= $(shell nproc)
 DEMO_DIR   ?= demo-run
 
-.PHONY: setup build demo test test-asan bench bench-rng bench-param bench-hp bench-inbred bench-anneal bench-pop bench-blup bench-ld clean
+.PHONY: setup build demo test test-asan bench bench-rng bench-param bench-hp bench-inbred bench-anneal bench-pop bench-blup bench-ld bench-geno clean
 
 setup:
 	@sh scripts/setup.sh
@@ -30,7 +30,7 @@ test-asan: setup
 		ctest --output-on-failure -j $(JOBS) -LE slow
 
 # Every benchmark; each prints its figures and their ratio to its reference.
-bench: bench-param bench-rng bench-hp bench-inbred bench-anneal bench-pop bench-blup bench-ld
+bench: bench-param bench-rng bench-hp bench-inbred bench-anneal bench-pop bench-blup bench-ld bench-geno
 
 # Reading a parameter file with 200,000 predefined positions and numbers of alleles.
 bench-param: build
@@ -69,6 +69,11 @@ bench-blup: build
 # 1 cM of 50,000 markers against a numpy popcount reference (about half a minute, mostly set-up).
 bench-ld: build
 	@$(BUILD)/bench/ld_bench
+
+# The marker genotypes of 10,000 animals x 20,000 markers written as text, with /snp_code and with
+# /binary, each against a plain fwrite of the same bytes.
+bench-geno: build
+	@$(BUILD)/bench/genotype_bench
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD) $(DEMO_DIR)

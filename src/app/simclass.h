@@ -25,6 +25,7 @@
 
 class CLex;
 struct SCom;
+struct SGenotypeWrite;
 
 // One worker of the historical generations. The command word is the only value the main thread
 // and the worker both write: the main thread sets a command while the worker is idle (0), the
@@ -344,6 +345,7 @@ public:
     FILE* crossoFp = nullptr;
     FILE* dataFp = nullptr;
     FILE* statFp = nullptr;
+    CWriteBuffer genoBuffer;         // every genotype file is written through it, one call at a time
 
 private:
     // Retrieval of the statements; `lex` is set while it runs.
@@ -380,6 +382,17 @@ private:
     int MaxAlleles(bool qtl) const;
     std::string CheckedFileName(SCom* t);
     void CheckPopNameChars(SCom* t);
+
+    // Genotype files (output/genotype_file.cpp).
+    void WriteGenotypeLines(SGenotypeWrite& w, int first, int last, CMyRnd& local, SGenStat& stat);
+    void TrueGenotypes(SGenotypeWrite& w, const SRec& r) const;
+    void InduceFaults(SGenotypeWrite& w, const SRec& r, std::vector<int>& columns, const SRate& missRate,
+                      const SRate& errRate, CMyRnd& local, uint64_t& nMiss, uint64_t& nErr);
+    void WriteGenotypeLine(const SGenotypeWrite& w, int id);
+    // Allele frequency files (output/freq_file.cpp).
+    void WriteFreqHeaders();
+    void WriteFrequencies(int first, int last, int gen);
+    void WriteMafDistribution(FILE* fp, bool qtl, int nLoci);
 
     CLex* lex = nullptr;             // the reader during retrieval
     CPopulation* cur = nullptr;      // population being read

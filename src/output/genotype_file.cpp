@@ -1,4 +1,250 @@
-// Genotype and allele-frequency files of each generation of a population.
-#include "app/simclass.h"
+// Genotype files of each generation of a population: allele pairs as text, one-digit genotype
+// codes, or binary records, with genotypes made missing or wrong at random at the genome's
+// rates, as in real genotyping. The true haplotypes are never changed: faults go into a copy.
+#include <cstdint>
+#include <vector>
 
-void SimClass::SaveGenResults(int, int, int) {}
+#include "app/simclass.h"
+#include "breeding/sort.h"
+#include "support/files.h"
+
+namespace {
+
+constexpr int kDiscardedDraws = 100000;  // MyRnd moves on by this much on every genotype call
+constexpr double kMaxFaultRate = 0.99;   // an individual's drawn rate never exceeds this
+
+// One-digit code of a (paternal, maternal) pair: 1,1 -> 0; 2,2 -> 2; 1,2 -> 3; 2,1 -> 4; any
+// other pair, the missing value included, -> 5.
+int GenotypeCode(unsigned p, unsigned m)
+{
+    static constexpr int kCode[3][3] = {{5, 5, 5}, {5, 0, 3}, {5, 4, 2}};
+    return p <= 2 && m <= 2 ? kCode[p][m] : 5;
+}
+
+// The rate of one individual: the mean rate, or with a gamma shape a gamma deviate of that mean
+// drawn from the call's own generator; at most kMaxFaultRate.
+double IndividualRate(const SRate& r, CMyRnd& local)
+{
+    double rate = r.shape > 0 ? local.GRand(r.shape) * r.rate / r.shape : r.rate;
+    if (rate < 0) return 0;
+    return rate > kMaxFaultRate ? kMaxFaultRate : rate;
+}
+
+// A wrong allele value: 1 becomes 2, anything larger goes down by one.
+uint16_t ChangedAllele(uint16_t a)
+{
+    return a == 1 ? 2 : static_cast<uint16_t>(a - 1);
+}
+
+}  // namespace
+
+// What one genotype file holds and how, and the scratch of one call: the columns of a line, the
+// genome-wide locus of each, and the written (possibly faulty) allele pairs of one individual.
+struct SGenotypeWrite {
+    bool codes = false;              // one code digit per locus
+    bool binary = false;             // 4-byte id and 2 + 2 bytes per locus
+    bool markers = false;            // the file holds markers
+    bool qtl = false;                // the file holds QTL
+    uint16_t missing = 0;            // value of both alleles of a missing genotype
+    std::vector<int> locusOf;        // genome-wide index of each column
+    std::vector<int> markerColumns;  // columns of the markers, shuffled individual after individual
+    std::vector<int> qtlColumns;     // columns of the QTL, likewise
+    std::vector<const uint16_t*> labels;  // alleleLabel of each column's locus (allele_label only)
+    std::vector<uint16_t> pair;      // paternal, maternal allele of each column
+};
+
+void SimClass::SaveGenResults(int gen, int first, int last)
+{
+    const SPopOutput& o = curPop->out;
+    if (o.genoOut) {
+        if (o.genoOpt & kGenoSeq) {
+            if (nLociTot >= 1) SaveGenotype(first, last, gen, false);
+        } else {
+            if (nMrkTot >= 1) SaveGenotype(first, last, gen, false);
+            if (nQTLTot >= 1) SaveGenotype(first, last, gen, true);
+        }
+    }
+    if (o.freqOut) SaveAlleleFreq(first, last, gen);
+}
+
+namespace {
+
+// Columns 0..n-1 of a file of one locus class; a column stands for locus index[column].
+void ClassColumns(SGenotypeWrite& w, const std::vector<int>& index, std::vector<int>& columns)
+{
+    const int n = static_cast<int>(index.size());
+    w.locusOf = index;
+    columns.resize(static_cast<size_t>(n));
+    for (int c = 0; c < n; ++c) columns[static_cast<size_t>(c)] = c;
+}
+
+// With /seq every locus is a column in genome order, so a column is its genome-wide index.
+void GenomeColumns(SGenotypeWrite& w, int nLoci, const std::vector<int>& mrk, const std::vector<int>& qtl)
+{
+    w.locusOf.resize(static_cast<size_t>(nLoci));
+    for (int g = 0; g < nLoci; ++g) w.locusOf[static_cast<size_t>(g)] = g;
+    w.markerColumns = mrk;
+    w.qtlColumns = qtl;
+}
+
+}  // namespace
+
+void SimClass::SaveGenotype(int first, int last, int gen, bool qtl)
+{
+    CPopulation& p = *curPop;
+    const SPopOutput& o = p.out;
+    const bool seq = (o.genoOpt & kGenoSeq) != 0;
+    FILE* fp = seq ? genoMrkQtlFp : qtl ? genoQtlFp : genoMrkFp;
+    genoBuffer.SetFilePointer(fp);
+
+    // Every call moves MyRnd on by the same amount, selected generation or not, so that the
+    // draws of later steps do not depend on the generations written.
+    CMyRnd local;
+    local.InitSeed(MyRnd.genrand_int32());
+    for (int k = 0; k < kDiscardedDraws; ++k) MyRnd.URand();
+
+    SGenotypeWrite w;
+    w.codes = seq || (!qtl && (o.genoOpt & kGenoSnpCode));
+    w.binary = (o.genoOpt & kGenoBinary) != 0;
+    w.markers = seq || !qtl;
+    w.qtl = seq || qtl;
+    w.missing = w.codes ? 5 : 0;
+
+    if (first == 0 && !w.binary) {
+        genoBuffer.Write("%-7s", "ID");
+        if (w.codes)
+            genoBuffer.Write(" Genotypes (0 = a1,a1; 2 = a2,a2; 3 = a1,a2; 4 = a2,a1; 5 = missing; The first allele "
+                             "is paternal and the second allele is maternal) ...\n");
+        else
+            genoBuffer.Write(" Genotypes (paternal allele, maternal allele) ...\n");
+    }
+    if (o.genoGen[static_cast<size_t>(gen)]) {
+        if (seq)
+            GenomeColumns(w, nLociTot, mrkIndex, qtlIndex);
+        else
+            ClassColumns(w, qtl ? qtlIndex : mrkIndex, qtl ? w.qtlColumns : w.markerColumns);
+        WriteGenotypeLines(w, first, last, local, p.genStat[static_cast<size_t>(gen)]);
+    }
+    genoBuffer.Dump();
+    MyFflush(fp);
+}
+
+void SimClass::WriteGenotypeLines(SGenotypeWrite& w, int first, int last, CMyRnd& local, SGenStat& stat)
+{
+    const size_t nColumns = w.locusOf.size();
+    w.pair.resize(2 * nColumns);
+    if (allele_label) {
+        w.labels.resize(nColumns);
+        for (size_t c = 0; c < nColumns; ++c) w.labels[c] = LocusAt(w.locusOf[c])->alleleLabel.data();
+    }
+    const bool faults = rmmg.rate > 0 || rmqg.rate > 0 || rmge.rate > 0 || rqge.rate > 0;
+    for (int i = first; i <= last; ++i) {
+        const SRec& r = curPop->indiv[static_cast<size_t>(i)];
+        TrueGenotypes(w, r);
+        if (faults) {
+            if (w.markers) InduceFaults(w, r, w.markerColumns, rmmg, rmge, local, stat.nMissMrk, stat.nErrMrk);
+            if (w.qtl) InduceFaults(w, r, w.qtlColumns, rmqg, rqge, local, stat.nMissQTL, stat.nErrQTL);
+        }
+        WriteGenotypeLine(w, r.id);
+    }
+}
+
+void SimClass::TrueGenotypes(SGenotypeWrite& w, const SRec& r) const
+{
+    const uint16_t* pat = r.Pat();
+    const uint16_t* mat = r.Mat();
+    const size_t nColumns = w.locusOf.size();
+    uint16_t* out = w.pair.data();
+    for (size_t c = 0; c < nColumns; ++c) {
+        const int g = w.locusOf[c];
+        out[2 * c] = pat[g];
+        out[2 * c + 1] = mat[g];
+    }
+    if (!allele_label) return;
+    for (size_t c = 0; c < nColumns; ++c) {
+        out[2 * c] = w.labels[c][out[2 * c]];
+        out[2 * c + 1] = w.labels[c][out[2 * c + 1]];
+    }
+}
+
+// Missing genotypes and errors of one locus class of individual r: the numbers are drawn, then
+// the columns they hit are the first ones of a partial shuffle of the class's columns.
+void SimClass::InduceFaults(SGenotypeWrite& w, const SRec& r, std::vector<int>& columns, const SRate& missRate,
+                            const SRate& errRate, CMyRnd& local, uint64_t& nMiss, uint64_t& nErr)
+{
+    const double miss = IndividualRate(missRate, local);
+    const double err = IndividualRate(errRate, local);
+    const int n = static_cast<int>(columns.size());
+    const int missing = MyRnd.BinomialRnd(miss, n);
+    const int wrong = MyRnd.BinomialRnd(err, n - missing);
+    Shuffle(columns.data(), n, missing + wrong);
+
+    for (int t = 0; t < missing; ++t) {
+        const size_t c = static_cast<size_t>(columns[static_cast<size_t>(t)]);
+        w.pair[2 * c] = w.pair[2 * c + 1] = w.missing;
+    }
+    nMiss += static_cast<uint64_t>(missing);
+
+    unsigned long long errors = 0;
+    for (int t = missing; t < missing + wrong; ++t) {
+        const size_t c = static_cast<size_t>(columns[static_cast<size_t>(t)]);
+        InduceGenErr(w.locusOf[c], r.Pat(), r.Mat(), w.pair[2 * c], w.pair[2 * c + 1], errors);
+    }
+    nErr += errors;
+}
+
+// The result is written as the file writes the locus's other genotypes: labels with
+// allele_label, allele numbers otherwise.
+void SimClass::InduceGenErr(int g, unsigned short* pat, unsigned short* mat, unsigned short& outPat,
+                            unsigned short& outMat, unsigned long long& counter)
+{
+    const SLocus& locus = *LocusAt(g);
+    const int n = locus.nAllele;
+    auto shown = [&](int a) { return allele_label ? locus.alleleLabel[static_cast<size_t>(a)] : static_cast<uint16_t>(a); };
+    const uint16_t truePat = shown(pat[g]), trueMat = shown(mat[g]);
+    const double u = MyRnd.URand();
+    if (n >= 2) {
+        int a = static_cast<int>(u * n) + 1;
+        int b = static_cast<int>(MyRnd.URand() * n) + 1;
+        if (a > n) a = n;
+        if (b > n) b = n;
+        // An error must change the genotype, phase aside: a draw of the true pair moves one allele on.
+        const bool same = (shown(a) == truePat && shown(b) == trueMat) || (shown(a) == trueMat && shown(b) == truePat);
+        if (same) {
+            if (MyRnd.URand() < 0.5)
+                a = a % n + 1;
+            else
+                b = b % n + 1;
+        }
+        outPat = shown(a);
+        outMat = shown(b);
+    } else if (u < 0.5) {
+        outPat = ChangedAllele(truePat);
+        outMat = MyRnd.URand() < 0.5 ? ChangedAllele(trueMat) : trueMat;
+    } else {
+        outPat = truePat;
+        outMat = ChangedAllele(trueMat);
+    }
+    ++counter;
+}
+
+// Identifier, then the genotypes of every column. A /snp_code or /seq identifier of 7 digits or
+// more gets a blank so that it does not run into the first code.
+void SimClass::WriteGenotypeLine(const SGenotypeWrite& w, int id)
+{
+    const uint16_t* pair = w.pair.data();
+    const size_t nColumns = w.locusOf.size();
+    if (w.binary) {
+        const int32_t id32 = id;
+        genoBuffer.WriteBinary(&id32, sizeof(id32));
+        genoBuffer.WriteBinary(pair, static_cast<int>(2 * nColumns * sizeof(uint16_t)));
+        return;
+    }
+    genoBuffer.Write(w.codes && id >= 1000000 ? "%-7d " : "%-7d", id);
+    if (w.codes) {
+        for (size_t c = 0; c < nColumns; ++c) genoBuffer.WriteUnsignedInt_noS(GenotypeCode(pair[2 * c], pair[2 * c + 1]));
+    } else {
+        for (size_t k = 0; k < 2 * nColumns; ++k) genoBuffer.WriteUnsignedInt(pair[k]);
+    }
+    genoBuffer.WriteBinary("\n", 1);
+}

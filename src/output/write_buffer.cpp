@@ -60,16 +60,6 @@ void CWriteBuffer::Append(const char* data, int n)
     }
 }
 
-void CWriteBuffer::WriteUnsignedInt(int v)
-{
-    WriteDigits(v, true);
-}
-
-void CWriteBuffer::WriteUnsignedInt_noS(int v)
-{
-    WriteDigits(v, false);
-}
-
 // The digits of v are built right to left in `digits`, whose last character stays the
 // terminating zero; at most ten digits and the blank, well inside the headroom.
 void CWriteBuffer::WriteDigits(int v, bool blank)

@@ -23,10 +23,23 @@ public:
     // One record (one line or one value) per call; a record of any length is kept whole.
     void Write(const char* fmt, ...) DAVOK_PRINTF(2, 3);
     void WriteBinary(const void* data, int n);
-    // A blank and the decimal digits of v (v >= 0).
-    void WriteUnsignedInt(int v);
+    // A blank and the decimal digits of v (v >= 0). Inline for one digit: genotype lines are
+    // made of little else.
+    void WriteUnsignedInt(int v)
+    {
+        if (static_cast<unsigned>(v) > 9) return WriteDigits(v, true);
+        current[fill] = ' ';
+        current[fill + 1] = static_cast<char>('0' + v);
+        fill += 2;
+        if (fill > kPayload) AfterWrite();
+    }
     // The decimal digits of v without the blank.
-    void WriteUnsignedInt_noS(int v);
+    void WriteUnsignedInt_noS(int v)
+    {
+        if (static_cast<unsigned>(v) > 9) return WriteDigits(v, false);
+        current[fill++] = static_cast<char>('0' + v);
+        if (fill > kPayload) AfterWrite();
+    }
     // Writes every filled chunk to the file and starts again with chunk 0.
     void Dump();
 

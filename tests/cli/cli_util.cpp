@@ -35,3 +35,15 @@ std::set<std::string> ResultFiles(const std::string& folder)
     }
     return names;
 }
+
+std::vector<int> ConsoleSizes(const std::string& out, const std::string& name)
+{
+    std::vector<int> sizes;
+    size_t at = out.find("Population \"" + name + "\"");
+    size_t end = out.find("Population \"", at + 1);
+    while ((at = out.find("Size=", at)) != std::string::npos && at < end) {
+        at += 5;
+        sizes.push_back(std::stoi(out.substr(at)));
+    }
+    return sizes;
+}

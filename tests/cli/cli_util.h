@@ -3,6 +3,7 @@
 
 #include <set>
 #include <string>
+#include <vector>
 
 #include "support/test_util.h"
 
@@ -17,3 +18,6 @@ std::string TestParam(const std::string& name);
 void RemoveClockSeedRecord(const TempDir& dir);
 // Names of the result files (".txt", without "report.txt") in folder.
 std::set<std::string> ResultFiles(const std::string& folder);
+// The console's "Size=" of each generation of the population printed under `name` (of the first
+// replicate).
+std::vector<int> ConsoleSizes(const std::string& out, const std::string& name);

@@ -48,19 +48,6 @@ std::vector<Row> Rows(const std::string& text, std::string* header = nullptr)
     return rows;
 }
 
-// The console's "Size=" of each generation of the population printed under `name`.
-std::vector<int> ConsoleSizes(const std::string& out, const std::string& name)
-{
-    std::vector<int> sizes;
-    size_t at = out.find("Population \"" + name + "\"");
-    size_t end = out.find("Population \"", at + 1);
-    while ((at = out.find("Size=", at)) != std::string::npos && at < end) {
-        at += 5;
-        sizes.push_back(std::stoi(out.substr(at)));
-    }
-    return sizes;
-}
-
 RunResult RunText(const TempDir& dir, const std::string& text)
 {
     WriteFile(dir / "run.prm", text);

@@ -1,0 +1,113 @@
+// The marker genotypes of 10,000 founders x 20,000 markers (bench/genotype_10k.prm) written
+// through SaveGenotype as text, with /snp_code and with /binary, each against a plain fwrite of
+// the same number of bytes into the same folder.
+//   genotype_bench [parameter file]
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <vector>
+
+#include "bench_util.h"
+#include "support/files.h"
+
+namespace {
+
+struct SForm {
+    const char* name;
+    int genoOpt;
+};
+
+// Processor seconds (user and system) of this process so far: on a shared machine the wall
+// time of a step also holds the time other processes had the core.
+double ProcessorSeconds()
+{
+    struct rusage u;
+    getrusage(RUSAGE_SELF, &u);
+    return u.ru_utime.tv_sec + u.ru_stime.tv_sec + (u.ru_utime.tv_usec + u.ru_stime.tv_usec) / 1e6;
+}
+
+struct STiming {
+    double wall = 0, processor = 0;
+};
+
+// Writes generation 0 into path in one form, file closed included.
+STiming TimeGenotypeFile(SimClass& sim, const std::string& path, int genoOpt)
+{
+    CPopulation& p = *sim.curPop;
+    p.out.genoOpt = genoOpt;
+    sim.genoMrkFp = Myfopen(path.c_str(), "w");
+    const double processor = ProcessorSeconds();
+    auto start = std::chrono::steady_clock::now();
+    sim.SaveGenotype(0, p.genInfo[0].last, 0, false);
+    MyFclose(sim.genoMrkFp);
+    STiming t{SecondsSince(start), ProcessorSeconds() - processor};
+    sim.genoMrkFp = nullptr;
+    return t;
+}
+
+// Writes `bytes` bytes into path in blocks of 3 MiB with plain fwrite.
+STiming TimeFwrite(const std::string& path, long long bytes)
+{
+    std::vector<char> block(3145728, '1');
+    FILE* fp = fopen(path.c_str(), "w");
+    const double processor = ProcessorSeconds();
+    auto start = std::chrono::steady_clock::now();
+    for (long long done = 0; done < bytes; done += static_cast<long long>(block.size())) {
+        const long long n = std::min(bytes - done, static_cast<long long>(block.size()));
+        fwrite(block.data(), 1, static_cast<size_t>(n), fp);
+    }
+    fclose(fp);
+    return {SecondsSince(start), ProcessorSeconds() - processor};
+}
+
+long long FileSize(const std::string& path)
+{
+    struct stat st;
+    return stat(path.c_str(), &st) == 0 ? static_cast<long long>(st.st_size) : 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    std::string path = argc > 1 ? argv[1] : std::string(DAVOK_BENCH_DIR) + "/genotype_10k.prm";
+    char folderTemplate[] = "/tmp/davok_genotype_bench_XXXXXX";
+    const std::string folder = mkdtemp(folderTemplate);
+
+    auto sim = BenchEngine(path.c_str(), 2);
+    {
+        CSilencedStdout quiet;
+        sim->InitializeRun();
+        sim->SimLitterSize(1);
+        sim->AllocPopMem();
+        sim->DetermineActiveGen();
+        sim->InitializeRep();
+        sim->HPSimulator(1);
+        sim->ChooseFromHistPop();
+        sim->curPop = &sim->pops[0];
+        sim->ChooseFromRecentPop();
+    }
+    const int nIndiv = sim->pops[0].genInfo[0].last + 1;
+    printf("Parameter file : %s\n", path.c_str());
+    printf("Genotypes      : %d individuals x %d markers\n", nIndiv, sim->nMrkTot);
+
+    const SForm forms[] = {{"text", 0}, {"/snp_code", kGenoSnpCode}, {"/binary", kGenoBinary}};
+    for (const SForm& f : forms) {
+        const std::string genoPath = folder + "/genotypes.txt", plainPath = folder + "/plain.txt";
+        const STiming geno = TimeGenotypeFile(*sim, genoPath, f.genoOpt);
+        const long long bytes = FileSize(genoPath);
+        remove(genoPath.c_str());
+        const STiming plain = TimeFwrite(plainPath, bytes);
+        remove(plainPath.c_str());
+        const double mb = bytes / 1048576.0;
+        printf("%-10s: %6.1f MB in %5.2f s = %6.1f MB/s; fwrite %6.1f MB/s; ratio %.2f (target >= 0.5)\n", f.name, mb,
+               geno.wall, mb / geno.wall, mb / plain.wall, plain.wall / geno.wall);
+        printf("%-10s  processor time: %5.2f s = %6.1f MB/s; fwrite %6.1f MB/s; ratio %.2f\n", "", geno.processor,
+               mb / geno.processor, mb / plain.processor, plain.processor / geno.processor);
+    }
+    sim->FreePopMem();
+    rmdir(folder.c_str());
+    return 0;
+}

@@ -1,0 +1,216 @@
+// Genotype and allele frequency files read back as a user's script would: the three forms of one
+// run agree, frequencies and QTL variances agree with the genotypes, and the files keep their
+// layout over generations and replicates.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <map>
+#include <sstream>
+#include <vector>
+
+#include "cli/cli_util.h"
+
+namespace {
+
+const int kMarkers = 40, kQtl = 6;
+
+// One population "a" of ng 2 with the given output statements; `globals` and `genome` add to the
+// global and genome statements.
+std::string OnePopulation(const std::string& globals, const std::string& popOutput, const std::string& genome = "")
+{
+    return "nrep = 1;\nh2 = 0.4;\nqtlh2 = 0.2;\nphvar = 1.0;\n" + globals +
+           "begin_hp;\n hg_size = 100 [0] 100 [5];\nend_hp;\n"
+           "begin_pop = \"a\";\n begin_founder;\n  male [n = 5, pop = \"hp\"];\n  female [n = 20, pop = \"hp\"];\n"
+           " end_founder;\n ls = 2;\n ng = 2;\n sr = 0.5;\n dr = 0.5;\n begin_popoutput;\n  " + popOutput +
+           "\n end_popoutput;\nend_pop;\n"
+           "begin_genome;\n begin_chr = 2;\n  chrlen = 100;\n  nmloci = 20;\n  mpos = rnd;\n  nma = all 2;\n"
+           "  maf = eql;\n  nqloci = 3;\n  qpos = rnd;\n  nqa = all 2;\n  qaf = eql;\n  qae = rndg 0.4;\n end_chr;\n" +
+           genome + "end_genome;\n";
+}
+
+RunResult RunText(const TempDir& dir, const std::string& name, const std::string& text)
+{
+    WriteFile(dir / (name + ".prm"), text);
+    RemoveClockSeedRecord(dir);
+    return RunDavok(dir, name + ".prm");
+}
+
+std::vector<std::string> Lines(const std::string& text)
+{
+    std::istringstream in(text);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
+    return lines;
+}
+
+std::vector<std::string> Fields(const std::string& line)
+{
+    std::istringstream in(line);
+    std::vector<std::string> f;
+    for (std::string w; in >> w;) f.push_back(w);
+    return f;
+}
+
+// Allele pairs of every row of a text genotype file: row -> {id, p1, m1, p2, m2, ...}.
+std::vector<std::vector<int>> TextGenotypes(const std::string& path)
+{
+    std::vector<std::vector<int>> rows;
+    std::vector<std::string> lines = Lines(ReadFile(path));
+    for (size_t i = 1; i < lines.size(); ++i) {
+        std::vector<int> row;
+        for (const std::string& f : Fields(lines[i])) row.push_back(std::stoi(f));
+        rows.push_back(row);
+    }
+    return rows;
+}
+
+// The "label:value" pairs of a line (a value may have a blank in front of it).
+std::map<int, double> LabelValues(const std::string& line)
+{
+    std::map<int, double> pairs;
+    for (size_t colon = line.find(':'); colon != std::string::npos; colon = line.find(':', colon + 1)) {
+        const size_t start = line.rfind(' ', colon) + 1;
+        pairs[std::stoi(line.substr(start, colon - start))] = std::stod(line.substr(colon + 1));
+    }
+    return pairs;
+}
+
+int Code(int p, int m)
+{
+    if (p == 1 && m == 1) return 0;
+    if (p == 2 && m == 2) return 2;
+    if (p == 1 && m == 2) return 3;
+    if (p == 2 && m == 1) return 4;
+    return 5;
+}
+
+}  // namespace
+
+TEST(GenotypeFiles, TextCodesAndBinaryOfOneSeedHoldTheSameGenotypesWithEitherThreadCount)
+{
+    const std::string genome = " rmmg = 0.1 /rndg 2;\n rmge = 0.05;\n rmqg = 0.2;\n rqge = 0.1 /rndg 0.5;\n";
+    for (int threads : {1, 2}) {
+        TempDir dir;
+        const std::string globals = "nthread = " + std::to_string(threads) + ";\n";
+        const std::string seeded = globals + "seed = \"r_text/seed\";\n";
+        ASSERT_EQ(RunText(dir, "text", OnePopulation(globals, "genotype;", genome)).exitCode, 0);
+        ASSERT_EQ(RunText(dir, "again", OnePopulation(seeded, "genotype;", genome)).exitCode, 0);
+        ASSERT_EQ(RunText(dir, "code", OnePopulation(seeded, "genotype /snp_code;", genome)).exitCode, 0);
+        ASSERT_EQ(RunText(dir, "bin", OnePopulation(seeded, "genotype /binary;", genome)).exitCode, 0);
+        for (const char* kind : {"mrk", "qtl"})
+            EXPECT_EQ(ReadFile(dir / ("r_text/a_" + std::string(kind) + "_001.txt")),
+                      ReadFile(dir / ("r_again/a_" + std::string(kind) + "_001.txt")))
+                << threads;
+
+        const auto text = TextGenotypes(dir / "r_text/a_mrk_001.txt");
+        const std::vector<std::string> codes = Lines(ReadFile(dir / "r_code/a_mrk_001.txt"));
+        const std::string binary = ReadFile(dir / "r_bin/a_mrk_001.txt");
+        const size_t record = 4 + 4 * kMarkers;
+        ASSERT_EQ(codes.size(), text.size() + 1);
+        ASSERT_EQ(binary.size(), text.size() * record);
+        int missing = 0;
+        for (size_t i = 0; i < text.size(); ++i) {
+            ASSERT_EQ(text[i].size(), 1u + 2 * kMarkers);
+            EXPECT_EQ(std::stoi(codes[i + 1].substr(0, 7)), text[i][0]);
+            int32_t id;
+            memcpy(&id, binary.data() + i * record, 4);
+            EXPECT_EQ(id, text[i][0]);
+            for (int j = 0; j < kMarkers; ++j) {
+                const int p = text[i][1 + 2 * j], m = text[i][2 + 2 * j];
+                uint16_t pair[2];
+                memcpy(pair, binary.data() + i * record + 4 + 4 * j, 4);
+                ASSERT_EQ(codes[i + 1][7 + j] - '0', Code(p, m)) << i << " " << j;
+                ASSERT_EQ(pair[0], p);
+                ASSERT_EQ(pair[1], m);
+                missing += p == 0;
+            }
+        }
+        EXPECT_GT(missing, 0) << "missing genotypes are written as 0 0, 5 and two zero values";
+    }
+}
+
+TEST(AlleleFrequencyFile, AgreesWithTheGenotypeFilesAndTheQtlEffects)
+{
+    TempDir dir;
+    RunResult r = RunText(dir, "run", OnePopulation("", "genotype;\n  allele_freq /mafbin 5;", "") + "begin_output;\n allele_effect;\nend_output;\n");
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    const std::vector<int> sizes = ConsoleSizes(r.out, "a");
+    ASSERT_EQ(sizes.size(), 3u);
+
+    // Effects by QTL number and allele label.
+    std::map<int, std::map<int, double>> effect;
+    for (const std::string& line : Lines(ReadFile(dir / "r_run/effect_qtl_001.txt")))
+        if (line[0] == 'Q') effect[std::stoi(line.substr(1))] = LabelValues(line);
+
+    for (const char* kind : {"mrk", "qtl"}) {
+        const bool qtl = kind[0] == 'q';
+        const int loci = qtl ? kQtl : kMarkers;
+        const auto genotypes = TextGenotypes(dir / ("r_run/a_" + std::string(kind) + "_001.txt"));
+        const std::vector<std::string> freq = Lines(ReadFile(dir / ("r_run/a_freq_" + std::string(kind) + "_001.txt")));
+        ASSERT_GE(freq.size(), 1u + 3u * loci + 7u);
+        size_t row = 0, line = 1;
+        std::vector<std::vector<int>> perClass(3, std::vector<int>(5, 0));
+        for (int g = 0; g < 3; ++g) {
+            for (int j = 0; j < loci; ++j, ++line) {
+                const std::vector<std::string> f = Fields(freq[line]);
+                ASSERT_EQ(f[0], (qtl ? "Q" : "M") + std::to_string(j + 1));
+                ASSERT_EQ(f[1], std::to_string(g));
+                double count[3] = {0, 0, 0}, sum = 0, sumSq = 0;
+                for (int i = 0; i < sizes[g]; ++i) {
+                    const int p = genotypes[row + i][1 + 2 * j], m = genotypes[row + i][2 + 2 * j];
+                    count[p]++, count[m]++;
+                    const double v = qtl ? effect[j + 1][p] + effect[j + 1][m] : 0;
+                    sum += v, sumSq += v * v;
+                }
+                std::map<int, double> written = LabelValues(freq[line]);
+                for (int a = 1; a <= 2; ++a) EXPECT_NEAR(written[a], count[a] / (2.0 * sizes[g]), 1e-6) << kind << j;
+                if (qtl) {
+                    EXPECT_NEAR(std::stod(f[3]), (sumSq - sum * sum / sizes[g]) / (sizes[g] - 1), 1e-5) << j;
+                }
+                const double maf = std::min(count[1], count[2]) / (2.0 * sizes[g]);
+                perClass[g][std::min(4, static_cast<int>(maf / 0.1 + 2.220446049250313e-15))]++;
+            }
+            row += static_cast<size_t>(sizes[g]);
+        }
+        // The distribution table follows the last generation's lines, its last class closed.
+        const char* labels[5] = {"0.00<= maf <0.10", "0.10<= maf <0.20", "0.20<= maf <0.30", "0.30<= maf <0.40",
+                                 "0.40<= maf<=0.50"};
+        EXPECT_NE(freq[line].find(" Distribution of minor allele frequency "), std::string::npos);
+        EXPECT_EQ(Fields(freq[line + 1]), (std::vector<std::string>{"Bin\\Gen.", "0", "1", "2"}));
+        for (int b = 0; b < 5; ++b) {
+            const std::string& l = freq[line + 2 + b];
+            EXPECT_EQ(l.substr(0, 16), labels[b]);
+            for (int g = 0; g < 3; ++g) EXPECT_EQ(std::stoi(l.substr(18 + 16 * g, 6)), perClass[g][b]) << kind << b << g;
+        }
+    }
+}
+
+TEST(GenotypeFiles, GenerationsLeftOutStillMoveTheGeneratorOn)
+{
+    TempDir dir;
+    ASSERT_EQ(RunText(dir, "all", OnePopulation("", "genotype;")).exitCode, 0);
+    RunResult r = RunText(dir, "last", OnePopulation("seed = \"r_all/seed\";\n", "genotype /gen 2;"));
+    ASSERT_EQ(r.exitCode, 0);
+    const std::vector<int> sizes = ConsoleSizes(r.out, "a");
+    const std::vector<std::string> all = Lines(ReadFile(dir / "r_all/a_mrk_001.txt"));
+    const std::vector<std::string> last = Lines(ReadFile(dir / "r_last/a_mrk_001.txt"));
+    ASSERT_EQ(last.size(), 1u + sizes[2]);
+    EXPECT_EQ(std::vector<std::string>(all.end() - sizes[2], all.end()), std::vector<std::string>(last.begin() + 1, last.end()));
+}
+
+TEST(GenotypeFiles, MergedReplicatesHaveOneHeadingAndOneHeaderEach)
+{
+    TempDir dir;
+    std::string text = OnePopulation("", "genotype /snp_code;\n  allele_freq;") + "begin_output;\n attach_rep;\nend_output;\n";
+    text.replace(text.find("nrep = 1;"), 9, "nrep = 2;");
+    ASSERT_EQ(RunText(dir, "run", text).exitCode, 0);
+    for (const char* file : {"a_mrk.txt", "a_qtl.txt", "a_freq_mrk.txt", "a_freq_qtl.txt"}) {
+        std::vector<std::string> headings;
+        for (const std::string& line : Lines(ReadFile(dir / ("r_run/" + std::string(file))))) {
+            if (line[0] == '~') headings.push_back(line.substr(line.find("Replicate"), 13));
+            if (line.compare(0, 3, "ID ") == 0) headings.push_back("ID");
+        }
+        EXPECT_EQ(headings, (std::vector<std::string>{"Replicate   1", "ID", "Replicate   2", "ID"})) << file;
+    }
+}
