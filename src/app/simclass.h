@@ -388,7 +388,7 @@ private:
     void TrueGenotypes(SGenotypeWrite& w, const SRec& r) const;
     void InduceFaults(SGenotypeWrite& w, const SRec& r, std::vector<int>& columns, const SRate& missRate,
                       const SRate& errRate, CMyRnd& local, uint64_t& nMiss, uint64_t& nErr);
-    void WriteGenotypeLine(const SGenotypeWrite& w, int id);
+    void WriteGenotypeLine(SGenotypeWrite& w, int id);
     // Allele frequency files (output/freq_file.cpp).
     void WriteFreqHeaders();
     void WriteFrequencies(int first, int last, int gen);

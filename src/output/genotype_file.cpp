@@ -51,6 +51,7 @@ struct SGenotypeWrite {
     std::vector<int> qtlColumns;     // columns of the QTL, likewise
     std::vector<const uint16_t*> labels;  // alleleLabel of each column's locus (allele_label only)
     std::vector<uint16_t> pair;      // paternal, maternal allele of each column
+    std::vector<char> codeLine;      // the code digits of one line
 };
 
 void SimClass::SaveGenResults(int gen, int first, int last)
@@ -133,6 +134,7 @@ void SimClass::WriteGenotypeLines(SGenotypeWrite& w, int first, int last, CMyRnd
 {
     const size_t nColumns = w.locusOf.size();
     w.pair.resize(2 * nColumns);
+    w.codeLine.resize(nColumns);
     if (allele_label) {
         w.labels.resize(nColumns);
         for (size_t c = 0; c < nColumns; ++c) w.labels[c] = LocusAt(w.locusOf[c])->alleleLabel.data();
@@ -230,7 +232,7 @@ void SimClass::InduceGenErr(int g, unsigned short* pat, unsigned short* mat, uns
 
 // Identifier, then the genotypes of every column. A /snp_code or /seq identifier of 7 digits or
 // more gets a blank so that it does not run into the first code.
-void SimClass::WriteGenotypeLine(const SGenotypeWrite& w, int id)
+void SimClass::WriteGenotypeLine(SGenotypeWrite& w, int id)
 {
     const uint16_t* pair = w.pair.data();
     const size_t nColumns = w.locusOf.size();
@@ -242,9 +244,11 @@ void SimClass::WriteGenotypeLine(const SGenotypeWrite& w, int id)
     }
     genoBuffer.Write(w.codes && id >= 1000000 ? "%-7d " : "%-7d", id);
     if (w.codes) {
-        for (size_t c = 0; c < nColumns; ++c) genoBuffer.WriteUnsignedInt_noS(GenotypeCode(pair[2 * c], pair[2 * c + 1]));
+        char* digit = w.codeLine.data();
+        for (size_t c = 0; c < nColumns; ++c) digit[c] = static_cast<char>('0' + GenotypeCode(pair[2 * c], pair[2 * c + 1]));
+        genoBuffer.WriteBinary(digit, static_cast<int>(nColumns));
     } else {
-        for (size_t k = 0; k < 2 * nColumns; ++k) genoBuffer.WriteUnsignedInt(pair[k]);
+        genoBuffer.WriteUnsignedInts(pair, 2 * nColumns);
     }
     genoBuffer.WriteBinary("\n", 1);
 }

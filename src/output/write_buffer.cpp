@@ -77,6 +77,40 @@ void CWriteBuffer::WriteDigits(int v, bool blank)
     AfterWrite();
 }
 
+// Values go in runs short enough for the headroom (six bytes at most per 16-bit value), each run
+// closed like a single write; a one-digit value, the usual allele, is two byte stores.
+void CWriteBuffer::WriteUnsignedInts(const uint16_t* v, size_t n)
+{
+    constexpr size_t kRun = 1500;
+    static_assert(kRun * 6 < kChunkSize - kPayload, "a run must fit in the headroom");
+    while (n > 0) {
+        const size_t run = n < kRun ? n : kRun;
+        char* out = current + fill;
+        for (size_t k = 0; k < run; ++k) {
+            unsigned u = v[k];
+            if (u <= 9) {
+                out[0] = ' ';
+                out[1] = static_cast<char>('0' + u);
+                out += 2;
+                continue;
+            }
+            char text[6];
+            int p = 6;
+            do {
+                text[--p] = static_cast<char>('0' + u % 10);
+                u /= 10;
+            } while (u > 0);
+            *out++ = ' ';
+            memcpy(out, text + p, static_cast<size_t>(6 - p));
+            out += 6 - p;
+        }
+        fill = static_cast<int>(out - current);
+        AfterWrite();
+        v += run;
+        n -= run;
+    }
+}
+
 // Closes the chunk once it passes the payload: written at once in normal mode or when the last
 // chunk is full, otherwise kept while filling goes on in the next one.
 void CWriteBuffer::AfterWrite()

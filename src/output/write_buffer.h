@@ -1,6 +1,8 @@
 // Chunked in-memory writer for genotype files and crossover lines.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <vector>
 
@@ -40,6 +42,9 @@ public:
         current[fill++] = static_cast<char>('0' + v);
         if (fill > kPayload) AfterWrite();
     }
+    // The n values of v, each as a blank and its decimal digits: WriteUnsignedInt over a whole
+    // genotype line, with the fill kept in a register between values.
+    void WriteUnsignedInts(const uint16_t* v, size_t n);
     // Writes every filled chunk to the file and starts again with chunk 0.
     void Dump();
 
