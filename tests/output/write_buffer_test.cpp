@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "output/write_buffer.h"
 
@@ -136,4 +137,28 @@ TEST(WriteBuffer, ARecordOfAnyLengthIsWrittenWhole)
         EXPECT_TRUE(Contents(fp) == expected) << "lengths " << Contents(fp).size() << " and " << expected.size();
         fclose(fp);
     }
+}
+
+TEST(WriteBuffer, ALineOfValuesEqualsTheValuesWrittenOneByOne)
+{
+    // More values than one run, of one to five digits, started just below a chunk's payload so
+    // that the runs cross into the next chunk.
+    std::vector<uint16_t> values;
+    for (int k = 0; k < 5000; ++k) values.push_back(static_cast<uint16_t>(k % 7 == 0 ? 65535 - k : k % 12));
+    FILE* oneByOne = tmpfile();
+    FILE* bulk = tmpfile();
+    CWriteBuffer a, b;
+    a.SetFilePointer(oneByOne);
+    b.SetFilePointer(bulk);
+    WriteLines(a, 1, CWriteBuffer::kPayload / 10 - 1);
+    WriteLines(b, 1, CWriteBuffer::kPayload / 10 - 1);
+    for (uint16_t v : values) a.WriteUnsignedInt(v);
+    b.WriteUnsignedInts(values.data(), values.size());
+    a.Dump();
+    b.Dump();
+    const std::string expected = Contents(oneByOne);
+    EXPECT_GT(expected.size(), static_cast<size_t>(CWriteBuffer::kChunkSize));
+    EXPECT_TRUE(Contents(bulk) == expected);
+    fclose(oneByOne);
+    fclose(bulk);
 }
