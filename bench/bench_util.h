@@ -49,3 +49,17 @@ inline std::unique_ptr<SimClass> BenchEngine(const char* path, int threads)
     MyRnd.InitSeed(kBenchSeed);
     return sim;
 }
+
+// The first replicate up to the founders of the file's first population, which becomes the
+// current one; no result file is opened.
+inline void PrepareFirstPopulation(SimClass& sim)
+{
+    sim.InitializeRun();
+    sim.SimLitterSize(1);
+    sim.AllocPopMem();
+    sim.DetermineActiveGen();
+    sim.InitializeRep();
+    sim.HPSimulator(1);
+    sim.ChooseFromHistPop();
+    sim.curPop = &sim.pops[0];
+}

@@ -79,14 +79,7 @@ int main(int argc, char** argv)
     auto sim = BenchEngine(path.c_str(), 2);
     {
         CSilencedStdout quiet;
-        sim->InitializeRun();
-        sim->SimLitterSize(1);
-        sim->AllocPopMem();
-        sim->DetermineActiveGen();
-        sim->InitializeRep();
-        sim->HPSimulator(1);
-        sim->ChooseFromHistPop();
-        sim->curPop = &sim->pops[0];
+        PrepareFirstPopulation(*sim);
         sim->ChooseFromRecentPop();
     }
     const int nIndiv = sim->pops[0].genInfo[0].last + 1;

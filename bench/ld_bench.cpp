@@ -24,14 +24,7 @@ std::vector<SLDFigures> TimeLD(const char* path, const std::vector<int>& threads
     auto sim = BenchEngine(path, threads.front());
     std::vector<SLDFigures> figures;
     CSilencedStdout quiet;
-    sim->InitializeRun();
-    sim->SimLitterSize(1);
-    sim->AllocPopMem();
-    sim->DetermineActiveGen();
-    sim->InitializeRep();
-    sim->HPSimulator(1);
-    sim->ChooseFromHistPop();
-    sim->curPop = &sim->pops[0];
+    PrepareFirstPopulation(*sim);
     const int last = sim->pops[0].genInfo[0].last;
     for (int t : threads) {
         sim->nthread = t;

@@ -27,14 +27,7 @@ SFigures TimePopulation(const char* path, int threads)
     SFigures f;
     {
         CSilencedStdout quiet;
-        sim->InitializeRun();
-        sim->SimLitterSize(1);
-        sim->AllocPopMem();
-        sim->DetermineActiveGen();
-        sim->InitializeRep();
-        sim->HPSimulator(1);
-        sim->ChooseFromHistPop();
-        sim->curPop = &sim->pops[0];
+        PrepareFirstPopulation(*sim);
         auto start = std::chrono::steady_clock::now();
         sim->RunRep(1);
         f.generations = SecondsSince(start);
