@@ -11,7 +11,7 @@ namespace {
 const char* const kGenome =
     "begin_genome;\n begin_chr = 2;\n  chrlen = 100;\n  nmloci = 60;\n  mpos = rnd;\n  nma = all 2;\n"
     "  maf = eql;\n  nqloci = 6;\n  qpos = rnd;\n  nqa = all 2;\n  qaf = eql;\n  qae = rndg 0.4;\n end_chr;\n"
-    "end_genome;\n";
+    " rmmg = 0.05 /rndg 2;\n rqge = 0.02;\nend_genome;\n";
 
 std::string Founders(const std::string& lines)
 {
@@ -26,6 +26,11 @@ std::string HpFounders(int males, int females)
 
 // One population per mating design, the last founded from two earlier ones, with crossover
 // output in every generation so that the genomes of every design reach a result file.
+// Every result file a population can write.
+const char* const kEveryOutput =
+    " begin_popoutput;\n  crossover;\n  data;\n  stat;\n  genotype;\n  allele_freq /mafbin 4;\n  ld;\n"
+    " end_popoutput;\nend_pop;\n";
+
 std::string EveryDesign(int threads, const std::string& seedFile)
 {
     std::string text = "nthread = " + std::to_string(threads) + ";\n";
@@ -46,12 +51,12 @@ std::string EveryDesign(int threads, const std::string& seedFile)
     };
     for (const Design& d : designs)
         text += std::string("begin_pop = \"") + d.name + "\";\n" + HpFounders(6, 24) + d.body +
-                " ng = 4;\n begin_popoutput;\n  crossover;\n end_popoutput;\nend_pop;\n";
+                " ng = 4;\n" + kEveryOutput;
     text += "begin_pop = \"mixed\";\n" +
             Founders("  male [n = 3, pop = \"rnd\", gen = 4, select = tbv /h];\n"
                      "  female [n = 20, pop = \"minf\", gen = 3] /not_founder_yet;\n"
                      "  female [n = 10, pop = \"hp\"] /not_founder_yet;\n") +
-            " ls = 2;\n ng = 2;\n begin_popoutput;\n  crossover;\n end_popoutput;\nend_pop;\n";
+            " ls = 2;\n ng = 2;\n" + kEveryOutput;
     return text + kGenome;
 }
 
@@ -108,7 +113,9 @@ TEST(PopulationRun, TheSameSeedFileAndThreadCountGiveByteIdenticalResultsForEver
         EXPECT_NE(first.out.find(", Mating:"), std::string::npos);
         std::set<std::string> files = ResultFiles(dir / "r_first");
         EXPECT_EQ(files, ResultFiles(dir / "r_again"));
-        EXPECT_TRUE(files.count("mixed_crosso_002.txt")) << threads;
+        for (const char* kind : {"crosso", "data", "stat", "mrk", "qtl", "freq_mrk", "freq_qtl", "ld_decay"})
+            EXPECT_TRUE(files.count(std::string("mixed_") + kind + "_002.txt")) << threads << " " << kind;
+        EXPECT_TRUE(files.count("stat_rep.txt"));
         for (const std::string& f : files)
             EXPECT_EQ(ReadFile(dir / ("r_first/" + f)), ReadFile(dir / ("r_again/" + f))) << threads << " " << f;
     }
