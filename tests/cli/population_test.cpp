@@ -2,6 +2,7 @@
 // runs repeated from a seed file with every mating design.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <set>
 
 #include "cli/cli_util.h"
@@ -24,13 +25,13 @@ std::string HpFounders(int males, int females)
                     std::to_string(females) + ", pop = \"hp\"];\n");
 }
 
-// One population per mating design, the last founded from two earlier ones, with crossover
-// output in every generation so that the genomes of every design reach a result file.
 // Every result file a population can write.
 const char* const kEveryOutput =
     " begin_popoutput;\n  crossover;\n  data;\n  stat;\n  genotype;\n  allele_freq /mafbin 4;\n  ld;\n"
-    " end_popoutput;\nend_pop;\n";
+    " end_popoutput;\n";
 
+// One population per mating design, the last founded from two earlier ones, each writing every
+// result file, so that the genomes and values of every design reach the files.
 std::string EveryDesign(int threads, const std::string& seedFile)
 {
     std::string text = "nthread = " + std::to_string(threads) + ";\n";
@@ -51,12 +52,12 @@ std::string EveryDesign(int threads, const std::string& seedFile)
     };
     for (const Design& d : designs)
         text += std::string("begin_pop = \"") + d.name + "\";\n" + HpFounders(6, 24) + d.body +
-                " ng = 4;\n" + kEveryOutput;
+                " ng = 4;\n" + kEveryOutput + "end_pop;\n";
     text += "begin_pop = \"mixed\";\n" +
             Founders("  male [n = 3, pop = \"rnd\", gen = 4, select = tbv /h];\n"
                      "  female [n = 20, pop = \"minf\", gen = 3] /not_founder_yet;\n"
                      "  female [n = 10, pop = \"hp\"] /not_founder_yet;\n") +
-            " ls = 2;\n ng = 2;\n" + kEveryOutput;
+            " ls = 2;\n ng = 2;\n" + kEveryOutput + "end_pop;\n";
     return text + kGenome;
 }
 
@@ -152,4 +153,29 @@ TEST(PopulationRun, MissingFoundersOrProgenyStopTheRunAndKeepWhatWasWritten)
         EXPECT_EQ(ReadFile(dir / "r_run/run.prm"), ReadFile(dir / "run.prm"));
         EXPECT_TRUE(FileExists(dir / "r_run/seed"));
     }
+}
+
+TEST(PopulationRun, APopulationThatStopsTheRunLeavesTheFilesOfTheOnesBeforeItComplete)
+{
+    TempDir dir;
+    const std::string pops =
+        Population("a", HpFounders(2, 10), " ls = 1;\n ng = 2;\n" + std::string(kEveryOutput)) +
+        Population("b", Founders("  male [n = 20, pop = \"a\", gen = 1];\n  female [n = 30, pop = \"hp\"];\n"),
+                   " ls = 1;\n ng = 1;\n begin_popoutput;\n  data;\n end_popoutput;\n");
+    WriteFile(dir / "run.prm", SmallRun(pops));
+    RunResult r = RunDavok(dir, "run.prm");
+    ASSERT_EQ(r.exitCode, 1) << r.out;
+    // Population a wrote 12 founders and two generations of 10 progeny in every file.
+    auto lines = [&](const std::string& name) {
+        const std::string text = ReadFile(dir / ("r_run/a_" + name + "_001.txt"));
+        return std::count(text.begin(), text.end(), '\n');
+    };
+    EXPECT_EQ(lines("data"), 1 + 32);
+    EXPECT_EQ(lines("mrk"), 1 + 32);
+    EXPECT_EQ(lines("qtl"), 1 + 32);
+    EXPECT_NE(ReadFile(dir / "r_run/a_stat_001.txt").find("\nOverall "), std::string::npos);
+    EXPECT_NE(ReadFile(dir / "r_run/a_ld_decay_001.txt").find("Mean X2'(SD)"), std::string::npos);
+    EXPECT_NE(ReadFile(dir / "r_run/a_freq_mrk_001.txt").find("Distribution of minor allele frequency"),
+              std::string::npos);
+    EXPECT_EQ(ReadFile(dir / "r_run/b_data_001.txt"), "");
 }
