@@ -1,10 +1,13 @@
 # Set-up, build, demo and tests. Every target installs what it needs first.
 BUILD      ?= build
 ASAN_BUILD ?= build-asan
+FUZZ_BUILD ?= build-fuzz
+FUZZ_SECONDS ?= 300
+FUZZ_CXX   ?= clang++-14
 JOBS       ?= $(shell nproc)
 DEMO_DIR   ?= demo-run
 
-.PHONY: setup build demo test test-asan bench bench-rng bench-param bench-hp bench-inbred bench-anneal bench-pop bench-blup bench-ld bench-geno clean
+.PHONY: setup build demo test test-asan fuzz bench bench-rng bench-param bench-hp bench-inbred bench-anneal bench-pop bench-blup bench-ld bench-geno clean
 
 setup:
 	@sh scripts/setup.sh
@@ -28,6 +31,19 @@ test-asan: setup
 	@cmake --build $(ASAN_BUILD) -j $(JOBS)
 	@cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 		ctest --output-on-failure -j $(JOBS) -LE slow
+
+# Fuzzes the parameter reader for FUZZ_SECONDS, starting from every parameter file of the tests
+# and examples; findings land in $(FUZZ_BUILD) as crash-*, timeout-*, leak-* or oom-* files.
+fuzz:
+	@sh scripts/setup.sh fuzz
+	@cmake -S . -B $(FUZZ_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=$(FUZZ_CXX) \
+		-DDAVOK_FUZZ=ON >/dev/null
+	@cmake --build $(FUZZ_BUILD) -j $(JOBS) --target param_fuzz
+	@mkdir -p $(FUZZ_BUILD)/corpus
+	@cp tests/param/valid/*.prm tests/param/invalid/*.prm tests/param/warnings/*.prm examples/*.prm \
+		$(FUZZ_BUILD)/corpus/
+	@cd $(FUZZ_BUILD) && ./param_fuzz -max_total_time=$(FUZZ_SECONDS) -timeout=10 -rss_limit_mb=2048 \
+		-close_fd_mask=3 -print_final_stats=1 corpus
 
 # Every benchmark; each prints its figures and their ratio to its reference.
 bench: bench-param bench-rng bench-hp bench-inbred bench-anneal bench-pop bench-blup bench-ld bench-geno
@@ -76,4 +92,4 @@ bench-geno: build
 	@$(BUILD)/bench/genotype_bench
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(DEMO_DIR)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(FUZZ_BUILD) $(DEMO_DIR)

@@ -1,9 +1,13 @@
 #!/bin/sh
-# Installs the Debian packages the build needs. Idempotent: the package index is
-# refreshed and apt-get is called only when a package is actually missing.
+# Installs the Debian packages the build needs; with the argument "fuzz", also the compiler
+# and runtime of the fuzz target. Idempotent: the package index is refreshed and apt-get is
+# called only when a package is actually missing.
 set -eu
 
 packages="g++ cmake ninja-build make libgtest-dev libboost-thread-dev libboost-date-time-dev libboost-system-dev"
+if [ "${1:-}" = "fuzz" ]; then
+    packages="$packages clang-14 libclang-rt-14-dev"
+fi
 
 missing=""
 for p in $packages; do

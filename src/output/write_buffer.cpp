@@ -7,10 +7,10 @@
 
 #include "support/files.h"
 
-CWriteBuffer::CWriteBuffer()
+void CWriteBuffer::SetFilePointer(FILE* out)
 {
-    chunks[0] = new char[kChunkSize];
-    current = chunks[0];
+    fp = out;
+    if (!chunks[0]) current = chunks[0] = new char[kChunkSize];
 }
 
 // Frees without writing: the owner dumps what it wants kept before the buffer goes away.

@@ -27,6 +27,9 @@ void CLex::AddToGram(const char* first, ...)
 
 void CLex::CheckError()
 {
+    // A file of comments only has no statement at all, yet the matcher fails at once on an
+    // empty list without a word; the first required statement is named here instead.
+    if (!first) Abort("Error - %s cannot be found in parameter file!\n", "begin_hp");
     cur = first;
     nErr = 0;
     firstFail = nullptr;

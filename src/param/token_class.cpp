@@ -1,4 +1,5 @@
 // Token classes of the grammar's terminals and the value predicates behind them.
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -45,7 +46,8 @@ bool MyIsInteger(const char* text, double min, double max)
     for (const char* p = text; *p; ++p)
         if (!IsDigit(*p) && *p != '-') return false;
     double v;
-    return ConvertsWhole(text, v) && v == static_cast<double>(static_cast<long long>(v)) && InRange(v, min, max);
+    // std::trunc, not a cast to an integer type: a value of 63 digits has no integer to go to.
+    return ConvertsWhole(text, v) && v == std::trunc(v) && InRange(v, min, max);
 }
 
 bool MyIsNumeric(const char* text, double min, double max)

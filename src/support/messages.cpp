@@ -13,6 +13,7 @@ char progname[501] = "Davok";
 const char* const kContactText = "the Davok developers (include the parameter file and the seed file of the run)";
 
 CPrintWarn PW;
+void (*AbortExit)(int status) = exit;
 
 namespace {
 
@@ -129,7 +130,8 @@ void Abort(const char* fmt, ...)
     }
     va_end(copy);
     va_end(ap);
-    exit(1);
+    AbortExit(1);
+    exit(1);  // a replacement that returns still ends the run
 }
 
 void MyFlush()

@@ -54,5 +54,8 @@ void Warn(const char* fmt, ...) DAVOK_PRINTF(1, 2);       // stderr, then the re
 void Warn_Plain(const char* fmt, ...) DAVOK_PRINTF(1, 2); // as Warn; pieces of one error display
 // Prints collected warnings, the message and "Aborted." on stderr and the report; exits 1.
 [[noreturn]] void Abort(const char* fmt, ...) DAVOK_PRINTF(1, 2);
+// How Abort ends the process: exit. The fuzzing harness puts a function here that throws, so
+// that the reader's objects are released and the next input is read in the same process.
+extern void (*AbortExit)(int status);
 // Flushes standard output and, when open, the report.
 void MyFlush();

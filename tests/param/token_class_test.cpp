@@ -13,6 +13,7 @@ TEST(TokenClass, IntegersAreDigitsWithinTheirRange)
     EXPECT_FALSE(MyTokenCmp("0", "inte_1_20000"));
     EXPECT_FALSE(MyTokenCmp("2.0", "inte_1_20000"));  // a point is not allowed
     EXPECT_FALSE(MyTokenCmp("1e3", "inte_1_20000"));
+    EXPECT_FALSE(MyTokenCmp(std::string(63, '1').c_str(), "inte_1_20000"));  // beyond any integer type
     EXPECT_FALSE(MyTokenCmp("-", "inte_-5_5"));       // a sign alone is no number
     EXPECT_TRUE(MyTokenCmp("-5", "inte_-5_5"));
 }

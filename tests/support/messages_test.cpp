@@ -59,6 +59,27 @@ TEST(Messages, AbortPrintsCollectedWarningsFirstAndExitsWithOne)
         testing::ExitedWithCode(1), "Warning - collected\nError - stop\nAborted.\n");
 }
 
+// The fuzz target reads input after input in one process: a throwing replacement of the exit
+// must leave Abort after the message, with the collected warnings dumped and the report detached.
+TEST(Messages, AbortEndsThroughAReplacedExit)
+{
+    EXPECT_EXIT(
+        {
+            rptfp = tmpfile();
+            AbortExit = [](int status) { throw status; };
+            PW.Warn("Warning - collected\n");
+            int status = 0;
+            try {
+                Abort("Error - thrown\n");
+            } catch (int s) {
+                status = s;
+            }
+            fprintf(stderr, "caught %d, %d held, report %s\n", status, PW.Length(), rptfp ? "open" : "detached");
+            exit(3);
+        },
+        testing::ExitedWithCode(3), "Error - thrown\nAborted.\ncaught 1, 0 held, report detached\n");
+}
+
 TEST(Messages, AbortWritesTheMessageIntoAnOpenReport)
 {
     TempDir dir;
