@@ -345,7 +345,9 @@ public:
     FILE* crossoFp = nullptr;
     FILE* dataFp = nullptr;
     FILE* statFp = nullptr;
-    CWriteBuffer genoBuffer;         // every genotype file is written through it, one call at a time
+    // Every genotype file is written through it, one call at a time; made at the first genotype
+    // file, so that a run without one holds no chunk.
+    std::unique_ptr<CWriteBuffer> genoBuffer;
 
 private:
     // Retrieval of the statements; `lex` is set while it runs.

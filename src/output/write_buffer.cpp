@@ -7,10 +7,10 @@
 
 #include "support/files.h"
 
-void CWriteBuffer::SetFilePointer(FILE* out)
+CWriteBuffer::CWriteBuffer()
 {
-    fp = out;
-    if (!chunks[0]) current = chunks[0] = new char[kChunkSize];
+    chunks[0] = new char[kChunkSize];
+    current = chunks[0];
 }
 
 // Frees without writing: the owner dumps what it wants kept before the buffer goes away.

@@ -14,16 +14,14 @@ public:
     static constexpr int kChunkSize = kPayload + 10000;  // room for the write that passes the mark
     static constexpr int kMaxChunks = 100;                // chunks kept at most in large-memory mode
 
-    CWriteBuffer() = default;
+    CWriteBuffer();
     ~CWriteBuffer();
     CWriteBuffer(const CWriteBuffer&) = delete;
     CWriteBuffer& operator=(const CWriteBuffer&) = delete;
 
     // Keeps up to 100 chunks before anything is written (for worker threads).
     void SetLargeMem() { largeMem = true; }
-    // Where Dump writes. The first chunk is taken here, so that a buffer never given a file
-    // (the genotype buffer of a run without genotype files) holds no memory.
-    void SetFilePointer(FILE* out);
+    void SetFilePointer(FILE* out) { fp = out; }
     // One record (one line or one value) per call; a record of any length is kept whole.
     void Write(const char* fmt, ...) DAVOK_PRINTF(2, 3);
     void WriteBinary(const void* data, int n);
@@ -56,7 +54,7 @@ private:
     void Append(const char* data, int n);
     void AfterWrite();
 
-    char* chunks[kMaxChunks] = {};  // chunk 0 allocated with the file, the others on demand
+    char* chunks[kMaxChunks] = {};  // chunk 0 allocated by the constructor, the others on demand
     char* current = nullptr;        // chunk being filled
     char digits[20] = {};           // scratch of number conversion; digits[19] stays 0
     bool largeMem = false;          // keep chunks instead of writing each full one at once
