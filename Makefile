@@ -32,7 +32,7 @@ test-asan: setup
 
 # The tests that run every multi-threaded phase with two or more threads (historical workers,
 # allele indexing, progeny genomes, LD statistics, the hand-over of worker errors), built with
-# ThreadSanitizer; a report in a test or in a Davok it runs fails the test (about two minutes).
+# ThreadSanitizer; a report in a test or in a Davok it runs fails the test (about 35 seconds once built).
 TSAN_TESTS = ^(HistoricalPopulation|IndexAlleles|LDStat|WorkerErrors|Reproducibility|PopulationForms|HistoryRun|GenotypeFiles|LDFile|LDFromGenotypes|Driver)\.|^PopulationRun\.TheSame
 test-tsan: setup
 	@cmake -S . -B $(TSAN_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DDAVOK_TSAN=ON >/dev/null
@@ -42,7 +42,7 @@ test-tsan: setup
 
 # 50 replicates of tests/soak/soak.prm with the AddressSanitizer build, the number of replicates
 # raised through nrep.txt during the run: no leak, and memory that does not grow from replicate
-# to replicate (several minutes; not part of CI).
+# to replicate (about 15 seconds once built; not part of CI).
 soak: setup
 	@cmake -S . -B $(ASAN_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DDAVOK_SANITIZE=ON >/dev/null
 	@cmake --build $(ASAN_BUILD) -j $(JOBS) --target Davok
