@@ -60,8 +60,9 @@ int DistanceClass(double d)
 }
 
 // Set bits of a AND b over `words` words. Built for the popcount instruction where the processor
-// has it, chosen when the program loads.
-#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
+// has it, chosen when the program loads. Not under ThreadSanitizer: the choice runs while the
+// program is being loaded, before the sanitizer's runtime is ready for the instrumented chooser.
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__SANITIZE_THREAD__)
 __attribute__((target_clones("popcnt", "default")))
 #endif
 int32_t PopcountAnd(const uint64_t* a, const uint64_t* b, int words)
