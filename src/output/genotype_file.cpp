@@ -14,11 +14,13 @@ constexpr int kDiscardedDraws = 100000;  // MyRnd moves on by this much on every
 constexpr double kMaxFaultRate = 0.99;   // an individual's drawn rate never exceeds this
 
 // One-digit code of a (paternal, maternal) pair: 1,1 -> 0; 2,2 -> 2; 1,2 -> 3; 2,1 -> 4; any
-// other pair, the missing value included, -> 5.
-int GenotypeCode(unsigned p, unsigned m)
+// other pair, the missing value included, -> 5. Written without branches or tables, so that a
+// line's codes are computed many at a time.
+inline char GenotypeDigit(unsigned p, unsigned m)
 {
-    static constexpr int kCode[3][3] = {{5, 5, 5}, {5, 0, 3}, {5, 4, 2}};
-    return p <= 2 && m <= 2 ? kCode[p][m] : 5;
+    const bool known = p - 1u < 2u && m - 1u < 2u;
+    const unsigned code = p == m ? 2 * p - 2 : p + 2;
+    return static_cast<char>('0' + (known ? code : 5u));
 }
 
 // The rate of one individual: the mean rate, or with a gamma shape a gamma deviate of that mean
@@ -47,6 +49,7 @@ struct SGenotypeWrite {
     bool qtl = false;                // the file holds QTL
     uint16_t missing = 0;            // value of both alleles of a missing genotype
     std::vector<int> locusOf;        // genome-wide index of each column
+    std::vector<SIndex> runs;        // runs of columns whose loci are consecutive: first and last column
     std::vector<int> markerColumns;  // columns of the markers, shuffled individual after individual
     std::vector<int> qtlColumns;     // columns of the QTL, likewise
     std::vector<const uint16_t*> labels;  // alleleLabel of each column's locus (allele_label only)
@@ -131,9 +134,28 @@ void SimClass::SaveGenotype(int first, int last, int gen, bool qtl)
     MyFflush(fp);
 }
 
+// Columns whose loci follow one another in the genome form one run: a marker file's columns are
+// broken only where QTL lie between markers, so the alleles of a line are copied run by run.
+namespace {
+
+void FindConsecutiveRuns(SGenotypeWrite& w)
+{
+    w.runs.clear();
+    const int n = static_cast<int>(w.locusOf.size());
+    for (int c = 0; c < n; ++c) {
+        if (c > 0 && w.locusOf[static_cast<size_t>(c)] == w.locusOf[static_cast<size_t>(c) - 1] + 1)
+            w.runs.back().last = c;
+        else
+            w.runs.push_back({c, c});
+    }
+}
+
+}  // namespace
+
 void SimClass::WriteGenotypeLines(SGenotypeWrite& w, int first, int last, CMyRnd& local, SGenStat& stat)
 {
     const size_t nColumns = w.locusOf.size();
+    FindConsecutiveRuns(w);
     w.pair.resize(2 * nColumns);
     w.codeLine.resize(nColumns);
     if (allele_label) {
@@ -158,10 +180,16 @@ void SimClass::TrueGenotypes(SGenotypeWrite& w, const SRec& r) const
     const uint16_t* mat = r.Mat();
     const size_t nColumns = w.locusOf.size();
     uint16_t* out = w.pair.data();
-    for (size_t c = 0; c < nColumns; ++c) {
-        const int g = w.locusOf[c];
-        out[2 * c] = pat[g];
-        out[2 * c + 1] = mat[g];
+    for (const SIndex& run : w.runs) {
+        const int g0 = w.locusOf[static_cast<size_t>(run.first)];
+        const uint16_t* p = pat + g0;
+        const uint16_t* m = mat + g0;
+        uint16_t* o = out + 2 * run.first;
+        const int n = run.last - run.first + 1;
+        for (int k = 0; k < n; ++k) {
+            o[2 * k] = p[k];
+            o[2 * k + 1] = m[k];
+        }
     }
     if (!allele_label) return;
     for (size_t c = 0; c < nColumns; ++c) {
@@ -246,7 +274,7 @@ void SimClass::WriteGenotypeLine(SGenotypeWrite& w, int id)
     genoBuffer->Write(w.codes && id >= 1000000 ? "%-7d " : "%-7d", id);
     if (w.codes) {
         char* digit = w.codeLine.data();
-        for (size_t c = 0; c < nColumns; ++c) digit[c] = static_cast<char>('0' + GenotypeCode(pair[2 * c], pair[2 * c + 1]));
+        for (size_t c = 0; c < nColumns; ++c) digit[c] = GenotypeDigit(pair[2 * c], pair[2 * c + 1]);
         genoBuffer->WriteBinary(digit, static_cast<int>(nColumns));
     } else {
         genoBuffer->WriteUnsignedInts(pair, 2 * nColumns);
