@@ -36,14 +36,6 @@ RunResult RunText(const TempDir& dir, const std::string& name, const std::string
     return RunDavok(dir, name + ".prm");
 }
 
-std::vector<std::string> Lines(const std::string& text)
-{
-    std::istringstream in(text);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(in, line);) lines.push_back(line);
-    return lines;
-}
-
 std::vector<std::string> Fields(const std::string& line)
 {
     std::istringstream in(line);

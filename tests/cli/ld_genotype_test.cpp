@@ -35,14 +35,6 @@ int DistanceClass(double d)
     return k;
 }
 
-std::vector<std::string> Lines(const std::string& text)
-{
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) lines.push_back(line);
-    return lines;
-}
-
 // Marker positions (cM) from the "lm_mrk" file, in genome order.
 std::vector<double> MarkerPositions(const std::string& text)
 {

@@ -17,14 +17,6 @@ std::string LDRun(const std::string& ld, const std::string& alleles)
            " end_chr;\nend_genome;\n";
 }
 
-std::vector<std::string> Lines(const std::string& text)
-{
-    std::istringstream in(text);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(in, line);) lines.push_back(line);
-    return lines;
-}
-
 }  // namespace
 
 TEST(LDFile, HoldsOneColumnPerSelectedGenerationAndOneRowPerClassBelowMaxDistance)

@@ -31,7 +31,7 @@ std::string TwoPopulations(const std::string& globals)
 }
 
 using Row = std::vector<std::string>;
-using Lines = std::vector<std::string>;
+using TextLines = std::vector<std::string>;
 
 Row Fields(const std::string& line)
 {
@@ -41,13 +41,7 @@ Row Fields(const std::string& line)
     return r;
 }
 
-Lines ReadLines(const std::string& path)
-{
-    std::istringstream in(ReadFile(path));
-    Lines lines;
-    for (std::string line; std::getline(in, line);) lines.push_back(line);
-    return lines;
-}
+TextLines ReadLines(const std::string& path) { return Lines(ReadFile(path)); }
 
 // "<width><fill><title>" of a centred heading line, or "" for any other line.
 std::string Heading(const std::string& line)
@@ -58,7 +52,7 @@ std::string Heading(const std::string& line)
     return std::to_string(line.size()) + line[0] + line.substr(b + 1, e - b - 1);
 }
 
-std::vector<std::string> Headings(const Lines& lines)
+std::vector<std::string> Headings(const TextLines& lines)
 {
     std::vector<std::string> found;
     for (const std::string& l : lines)
@@ -66,7 +60,7 @@ std::vector<std::string> Headings(const Lines& lines)
     return found;
 }
 
-size_t FindHeading(const Lines& lines, const std::string& title, size_t from = 0)
+size_t FindHeading(const TextLines& lines, const std::string& title, size_t from = 0)
 {
     for (size_t i = from; i < lines.size(); ++i) {
         const std::string h = Heading(lines[i]);
@@ -76,7 +70,7 @@ size_t FindHeading(const Lines& lines, const std::string& title, size_t from = 0
 }
 
 // The rows (a generation or "Overall" first) of the first table titled `title` after `from`.
-std::vector<Row> Table(const Lines& lines, const std::string& title, size_t from = 0)
+std::vector<Row> Table(const TextLines& lines, const std::string& title, size_t from = 0)
 {
     auto isRow = [](const Row& r) {
         return !r.empty() && (r[0] == "Overall" || r[0].find_first_not_of("0123456789") == std::string::npos);
@@ -97,7 +91,7 @@ TEST(StatRep, MeansAndStandardErrorsAreThoseOfTheReplicateStatisticsFiles)
               TwoPopulations("title = \"Stat test\";\nnrep = 3;\nh2 = 0.4;\nqtlh2 = 0.2;\nno_male_rec;\n"));
     RunResult r = RunDavok(dir, "run.prm");
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    const Lines rep = ReadLines(dir / "r_run/stat_rep.txt");
+    const TextLines rep = ReadLines(dir / "r_run/stat_rep.txt");
     ASSERT_GE(rep.size(), 4u);
     EXPECT_EQ(rep[1], "|  Stat test  |");
     EXPECT_EQ(rep[3], "No. replicates: 3");
@@ -133,7 +127,7 @@ TEST(StatRep, MeansAndStandardErrorsAreThoseOfTheReplicateStatisticsFiles)
         const std::vector<Section>& sections = pop == "a" ? evaluated : modelSections;
         const size_t block = FindHeading(rep, "Population \"" + pop + "\"");
         headings.push_back("80~Population \"" + pop + "\"");
-        std::vector<Lines> stat;
+        std::vector<TextLines> stat;
         for (int k = 1; k <= 3; ++k)
             stat.push_back(ReadLines(dir / ("r_run/" + pop + "_stat_00" + std::to_string(k) + ".txt")));
         EXPECT_EQ(FindHeading(stat[0], "EBV") < stat[0].size(), pop == "a") << "EBV only where evaluated";
@@ -150,7 +144,7 @@ TEST(StatRep, MeansAndStandardErrorsAreThoseOfTheReplicateStatisticsFiles)
                         continue;
                     }
                     std::vector<double> v;
-                    for (const Lines& f : stat) v.push_back(std::stod(Table(f, s.statTable).at(g).at(column)));
+                    for (const TextLines& f : stat) v.push_back(std::stod(Table(f, s.statTable).at(g).at(column)));
                     const double mean = (v[0] + v[1] + v[2]) / 3;
                     double squares = 0;
                     for (double x : v) squares += (x - mean) * (x - mean);
@@ -180,7 +174,7 @@ TEST(StatisticsFile, SectionsFollowThePopulationAndTheModelAndCountTheDataFile)
                           {"60-EBV", "100-accuracy of EBV", "100-Structure", "100-Litter size distribution"});
     plain.push_back("100-Structure");
     for (const std::string pop : {"a", "b"}) {
-        const Lines stat = ReadLines(dir / ("r_run/" + pop + "_stat_001.txt"));
+        const TextLines stat = ReadLines(dir / ("r_run/" + pop + "_stat_001.txt"));
         EXPECT_EQ(Headings(stat), pop == "a" ? withEvaluation : plain) << pop;
         EXPECT_NE(std::find(stat.begin(), stat.end(), "Polygenic variance is zero."), stat.end());
 
@@ -188,7 +182,7 @@ TEST(StatisticsFile, SectionsFollowThePopulationAndTheModelAndCountTheDataFile)
         const size_t generations = pop == "a" ? 4 : 3;
         std::vector<int> males(generations), females(generations);
         std::vector<std::set<std::string>> dams(generations);
-        const Lines data = ReadLines(dir / ("r_run/" + pop + "_data_001.txt"));
+        const TextLines data = ReadLines(dir / ("r_run/" + pop + "_data_001.txt"));
         for (size_t i = 1; i < data.size(); ++i) {
             const Row f = Fields(data[i]);
             const size_t g = std::stoul(f.at(4));

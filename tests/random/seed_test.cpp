@@ -57,14 +57,6 @@ std::string SeedFileText(unsigned long seed)
     return ReadFile("tmp_seed");
 }
 
-std::vector<std::string> Lines(const std::string& text)
-{
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) lines.push_back(line);
-    return lines;
-}
-
 // True when "seed.prv" holds the state that clock second t seeds.
 bool PrevRunFileHoldsClock(time_t t)
 {

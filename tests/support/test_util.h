@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <functional>
 #include <string>
+#include <vector>
 
 // A fresh folder under /tmp, removed with everything in it when the object goes away.
 class TempDir {
@@ -38,3 +39,6 @@ RunResult RunIn(const std::string& cwd, const std::string& shellCommand, const s
 
 // Number of times `needle` occurs in `haystack`.
 int CountOf(const std::string& haystack, const std::string& needle);
+
+// The lines of a text, without their line feeds.
+std::vector<std::string> Lines(const std::string& text);
