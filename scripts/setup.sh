@@ -1,10 +1,13 @@
 #!/bin/sh
-# Installs the Debian packages the build needs; with the argument "fuzz", also the compiler
-# and runtime of the fuzz target. Idempotent: the package index is refreshed and apt-get is
+# Installs the Debian packages the build and the companion tools need (PLINK and bcftools check
+# the exports, GNU parallel and Slurm run replicates, Eigen serves the genomic evaluation, pandas
+# and matplotlib the readers and plots); with the argument "fuzz", also the compiler and runtime
+# of the fuzz target. Idempotent: the package index is refreshed and apt-get is
 # called only when a package is actually missing.
 set -eu
 
 packages="g++ cmake ninja-build make libgtest-dev libboost-thread-dev libboost-date-time-dev libboost-system-dev"
+packages="$packages libeigen3-dev python3 python3-numpy python3-pandas python3-matplotlib plink1.9 bcftools parallel slurm-wlm"
 if [ "${1:-}" = "fuzz" ]; then
     packages="$packages clang-14 libclang-rt-14-dev"
 fi
