@@ -2,6 +2,7 @@
 // failures of a user's program that must stop the run cleanly.
 #include <gtest/gtest.h>
 
+#include <ctime>
 #include <sstream>
 #include <string>
 
@@ -60,10 +61,11 @@ TEST(ExternalBV, TheExampleScriptEvaluatesEveryGeneration)
     EXPECT_GT(lines, 16);
 }
 
-TEST(ExternalBV, AFailingProgramOrABadResultFileStopsTheRun)
+TEST(ExternalBV, AFailingHangingOrGarbageWritingProgramStopsTheRun)
 {
     struct Case {
         std::string name, script, message;
+        std::string command = "sh eval.sh";
     };
     const Case cases[] = {
         {"no result file", "true\n", "Could not open [my_bv.txt]"},
@@ -71,15 +73,25 @@ TEST(ExternalBV, AFailingProgramOrABadResultFileStopsTheRun)
          "Error - ID 999999 does not exist in the simulated data set!!! Max=16"},
         {"value that is not a number", "printf 'ID EBV\\n1 high\\n' > my_bv.txt\n",
          "Error - Line 2 of my_bv.txt is not an identifier followed by a breeding value: \"1 high\""},
+        {"value that is not finite", "printf 'ID EBV\\n1 nan\\n' > my_bv.txt\n",
+         "Error - Line 2 of my_bv.txt is not an identifier followed by a breeding value: \"1 nan\""},
         {"identifier without value", "printf 'ID EBV\\n1\\n' > my_bv.txt\n",
          "Error - Line 2 of my_bv.txt is not an identifier followed by a breeding value: \"1\""},
+        {"binary bytes", "(echo ID EBV && head -c 3000 /bin/true && echo) > my_bv.txt\n",
+         "Error - Line 2 of my_bv.txt is not an identifier followed by a breeding value: \""},
         {"non-zero exit", "exit 3\n", "Error - The external evaluation command \"sh eval.sh\" failed with exit status 3."},
+        // A command that may hang is run under timeout(1); its exit status 124 stops the run.
+        {"hangs past its limit", "exec sleep 60\n",
+         "Error - The external evaluation command \"timeout 1 sh eval.sh\" failed with exit status 124.",
+         "timeout 1 sh eval.sh"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         TempDir dir;
         WriteFile(dir / "eval.sh", c.script);
-        RunResult r = RunExternal(dir, "sh eval.sh");
+        const time_t start = time(nullptr);
+        RunResult r = RunExternal(dir, c.command);
+        EXPECT_LT(time(nullptr) - start, 20) << "the run must not wait for the command to end by itself";
         EXPECT_EQ(r.exitCode, 1);
         EXPECT_NE(r.err.find(c.message), std::string::npos) << r.err;
         EXPECT_NE(r.err.find("Aborted."), std::string::npos);
