@@ -158,10 +158,11 @@ void SimClass::RetrieveChr(SCom* firstChrToken)
 
 // The records of a class of loci of a chromosome in the order the statements list them. The
 // records never move (sorting by position moves only pointers), so this order holds after the
-// positions are sorted.
+// positions are sorted. Pointer arithmetic, not indexing: a genome without any locus has no
+// records at all, and its class pointers must still be formed.
 SLocus* SimClass::ClassLoci(const SChrom& ch, bool qtl)
 {
-    return &locusStore[static_cast<size_t>(ch.fullLoci - locusPtr.data()) + (qtl ? ch.nMrk : 0)];
+    return locusStore.data() + (ch.fullLoci - locusPtr.data()) + (qtl ? ch.nMrk : 0);
 }
 
 // Lays out the locus records chromosome by chromosome, markers first, then QTL.
