@@ -127,7 +127,7 @@ def read_genotypes(path, nloci=None):
     k counting loci from 1; code files (/snp_code, /seq) one column "<k>" with the code digit.
     Binary files have no header and need nloci, the number of loci in the file."""
     with open(path, "rb") as f:
-        binary = f.read(2) != b"ID"
+        binary = f.read(16) not in (b"ID      Genotype", b"~" * 16)
     if binary:
         if nloci is None:
             raise ValueError(f"{path}: a binary genotype file needs the number of loci")
@@ -274,9 +274,8 @@ def read_stat_rep(path):
     rows, pop, sec, ldgen = [], "", "", None
     for s in replicates(path)[0][1]:
         if s.startswith("~"):
-            pop = s.strip("~ ")
-            m = re.fullmatch(r'Population "(.*)"', pop)
-            pop = m.group(1) if m else ""
+            m = re.fullmatch(r'Population "(.*)"', s.strip("~ "))
+            pop, sec = (m.group(1), "") if m else ("", s.strip("~ "))
         elif s.startswith("-"):
             sec, ldgen = s.strip("- "), None
         elif s.startswith("Generation "):
