@@ -150,6 +150,18 @@ class Readers(unittest.TestCase):
         for (gen, label), value in mean.items():
             self.assertAlmostEqual(got[gen, label], value, places=4)
 
+    def test_stat_file_without_polygenes_with_female_records_and_litter_classes(self):
+        text = (TINY.format(extra="").replace("qtlh2 = 0.1;", "qtlh2 = 0.3;\nno_male_rec;")
+                .replace("ls = 2;", "ls = 1 2 [0.5];"))
+        run = davok.load_run(run_davok(self.tmp.path, "forms", text))
+        stat, data = run[POP, "stat"], run[POP, "data"]
+        self.assertIn("Phenotype (females):Mean", stat.columns)
+        self.assertFalse([c for c in stat.columns if c.startswith(("Polygenes:", "Phenotype:"))])
+        litters = stat[["Litter size distribution:1", "Litter size distribution:2"]]
+        self.assertEqual(list(litters.sum(axis=1)), list(stat["Structure:Dam"]))
+        self.assertEqual(list(litters @ [1, 2]), list(stat["Structure:Progeny"].where(stat["Gen"] > 0, 0)))
+        self.assertEqual(list(data["Phen"].isna()), list(data["Sex"] == "M"))
+
     def test_historical_means_of_stat_rep(self):
         hist = self.split[None, "stat_rep"].query("Section == 'Last historical generation'").set_index("Row")
         hp = self.split[None, "hp_stat"].query("Column in ('Overall', '')")

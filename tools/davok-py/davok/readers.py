@@ -251,7 +251,8 @@ def _parse_stat(lines):
         k = next((i for i, s in enumerate(b) if s.startswith("Gen.")), None)
         if k is None:
             continue
-        rows = [s.split() for s in b[k + 1:] if s.strip() and s.split()[0] != "Overall"]
+        # Generation rows only: not "Overall", nor a note such as "QTL variance is zero."
+        rows = [s.split() for s in b[k + 1:] if s[:1].isdigit()]
         if not rows:
             continue
         t = pd.DataFrame([[float(v) for v in r[1:]] for r in rows], columns=_stat_columns(title, b[k]))
