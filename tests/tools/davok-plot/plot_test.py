@@ -1,12 +1,19 @@
 """davok-plot on the two studies of the guide, run at test size."""
 
 import filecmp
+import glob
+import importlib.machinery
+import importlib.util
 import os
+import shutil
 import struct
 import unittest
 import xml.etree.ElementTree as ET
 
-from runs import TempFolder, plot, run_study
+import numpy as np
+
+import davok
+from runs import PLOT, TempFolder, plot, run_study
 
 WIDTH_IN, HEIGHT_IN, DPI = 6.4, 4.0, 100  # the figure size davok-plot promises
 
@@ -84,6 +91,66 @@ class StudyFigures(unittest.TestCase):
         self.assertEqual(done.stdout.split(), [os.path.join(out, f) for f in
                                                ("inbreeding.png", "random_genetic_trend.png",
                                                 "minf_genetic_trend.png", "hp_homozygosity.png")])
+
+
+def load_plot_script():
+    loader = importlib.machinery.SourceFileLoader("davok_plot", PLOT)
+    module = importlib.util.module_from_spec(importlib.util.spec_from_loader("davok_plot", loader))
+    loader.exec_module(module)
+    return module
+
+
+class SummarySources(unittest.TestCase):
+    """A population's values from its stat files, its data files or stat_rep.txt agree."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.tmp = TempFolder()
+        cls.folder = run_study(cls.tmp.path, "study_dairy")
+        cls.script = load_plot_script()
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.tmp.cleanup()
+
+    def only(self, name, pattern):
+        """A copy of the run folder that keeps only the files matching pattern."""
+        folder = os.path.join(self.tmp.path, name)
+        os.makedirs(folder, exist_ok=True)
+        for f in glob.glob(os.path.join(self.folder, pattern)):
+            shutil.copy(f, folder)
+        return folder
+
+    def summary(self, folder):
+        s = self.script.population_summary(davok.load_run(folder), "nucleus")
+        return s.set_index(["Quantity", "Gen"]).sort_index()
+
+    def test_each_source_gives_the_values_of_the_stat_files(self):
+        stat = self.summary(self.only("from_stat", "nucleus_stat_*"))
+        cases = [  # source, quantities with their SE, quantities with their mean only
+            ("stat_rep.txt", ["F", "Phenotype", "EBV", "All", "Sires"], ["TBV"]),
+            ("nucleus_data_*", ["F", "TBV", "Phenotype"], []),
+        ]
+        for pattern, with_se, mean_only in cases:
+            with self.subTest(source=pattern):
+                other = self.summary(self.only("summary_" + pattern, pattern))
+                for q in with_se + mean_only:
+                    # 6e-5: the stat file rounds F and accuracies to 4 decimals
+                    np.testing.assert_allclose(other.loc[q, "Mean"], stat.loc[q, "Mean"], atol=6e-5, err_msg=q)
+                for q in with_se:
+                    np.testing.assert_allclose(other.loc[q, "SE"], stat.loc[q, "SE"], atol=6e-5, err_msg=q)
+
+    def test_figures_from_each_source(self):
+        cases = [("stat_rep.txt", ["inbreeding", "nucleus_accuracy", "nucleus_genetic_trend"]),
+                 ("nucleus_data_*", ["inbreeding", "nucleus_genetic_trend"]),
+                 ("hp_homo_*", ["hp_homozygosity"])]
+        for pattern, stems in cases:
+            with self.subTest(source=pattern):
+                folder = self.only("figures_" + pattern, pattern)
+                out = os.path.join(folder, "plots")
+                done = plot(folder, "--out", out, "--format", "png")
+                self.assertEqual(done.returncode, 0, done.stderr)
+                self.assertEqual(sorted(os.listdir(out)), [f"{s}.png" for s in stems])
 
 
 class Refusals(unittest.TestCase):
