@@ -159,10 +159,15 @@ class Refusals(unittest.TestCase):
         self.addCleanup(tmp.cleanup)
         empty = os.path.join(tmp.path, "empty")
         os.mkdir(empty)
+        broken = os.path.join(tmp.path, "broken")
+        os.mkdir(broken)
+        with open(os.path.join(broken, "p1_ld_decay_001.txt"), "w") as f:
+            f.write("No. marker pairs\nBin\\Gen. 0\n[0,.05) x\n")
         cases = [
             ([os.path.join(tmp.path, "missing")], "is not a folder"),
             ([empty], "nothing to plot"),
             ([empty, "--format", "gif"], "unknown format"),
+            ([broken], "p1_ld_decay_001.txt cannot be read"),
         ]
         for args, message in cases:
             with self.subTest(args=args[1:] or args):

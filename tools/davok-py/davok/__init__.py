@@ -12,12 +12,12 @@ import warnings
 
 import pandas as pd
 
-from .readers import (read_crossover, read_data, read_effects, read_freq, read_genotypes,
-                      read_hp_homo, read_hp_size, read_hp_stat, read_ld_decay, read_maf, read_map,
-                      read_pedigree, read_stat, read_stat_rep, replicates)
+from .readers import (is_binary_genotypes, read_crossover, read_data, read_effects, read_freq,
+                      read_genotypes, read_hp_homo, read_hp_size, read_hp_stat, read_ld_decay,
+                      read_maf, read_map, read_pedigree, read_stat, read_stat_rep, replicates)
 
-__all__ = ["load_run", "read_crossover", "read_data", "read_effects", "read_freq",
-           "read_genotypes", "read_hp_homo", "read_hp_size", "read_hp_stat", "read_ld_decay",
+__all__ = ["ReadError", "is_binary_genotypes", "load_run", "read_crossover", "read_data",
+           "read_effects", "read_freq", "read_genotypes", "read_hp_homo", "read_hp_size", "read_hp_stat", "read_ld_decay",
            "read_maf", "read_map", "read_pedigree", "read_stat", "read_stat_rep", "replicates"]
 
 # Files of the whole replicate (or run), by their name without the replicate suffix.
@@ -33,6 +33,10 @@ POP_READERS = {
     "ld_decay": read_ld_decay, "crosso": read_crossover, "data": read_data, "stat": read_stat,
     "mrk": read_genotypes, "qtl": read_genotypes,
 }
+
+class ReadError(ValueError):
+    """A result file that does not have the layout its name promises."""
+
 
 _RESULT_NAME = re.compile(r"(.+?)(?:_(\d{3,}))?\.txt$")
 
@@ -72,19 +76,23 @@ def load_run(folder):
     return run
 
 
+def _read(reader, path, *args):
+    try:
+        return reader(path, *args)
+    except (ValueError, KeyError, IndexError, AttributeError, TypeError) as e:
+        raise ReadError(f"{path} cannot be read: {type(e).__name__}: {e}") from e
+
+
 def _load_kind(key, paths, run):
     pop, kind = key
-    if pop is None:
-        return pd.concat([RUN_READERS[kind](p) for p in paths], ignore_index=True)
-    reader = POP_READERS[kind]
+    reader = RUN_READERS[kind] if pop is None else POP_READERS[kind]
     if reader is not read_genotypes:
-        return pd.concat([reader(p) for p in paths], ignore_index=True)
+        return pd.concat([_read(reader, p) for p in paths], ignore_index=True)
     nloci = _loci_in_map(run.get((None, "lm_" + kind)))
-    try:
-        return pd.concat([read_genotypes(p, nloci) for p in paths], ignore_index=True)
-    except ValueError as e:
-        warnings.warn(f"{e}; it is left out (write linkage_map to have it read)")
+    if nloci is None and any(is_binary_genotypes(p) for p in paths):
+        warnings.warn(f"binary genotypes of {pop} are left out: write linkage_map to have them read")
         return None
+    return pd.concat([_read(read_genotypes, p, nloci) for p in paths], ignore_index=True)
 
 
 def _loci_in_map(lm):

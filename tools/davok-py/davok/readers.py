@@ -126,13 +126,17 @@ def read_genotypes(path, nloci=None):
     Allele-pair files give two columns per locus, "<k>_p" (paternal) and "<k>_m" (maternal), with
     k counting loci from 1; code files (/snp_code, /seq) one column "<k>" with the code digit.
     Binary files have no header and need nloci, the number of loci in the file."""
-    with open(path, "rb") as f:
-        binary = f.read(16) not in (b"ID      Genotype", b"~" * 16)
-    if binary:
+    if is_binary_genotypes(path):
         if nloci is None:
             raise ValueError(f"{path}: a binary genotype file needs the number of loci")
         return _read_binary_genotypes(path, nloci)
     return _per_replicate(path, _parse_text_genotypes)
+
+
+def is_binary_genotypes(path):
+    """True for a /binary genotype file: text ones open with their header or a replicate heading."""
+    with open(path, "rb") as f:
+        return f.read(16) not in (b"ID      Genotype", b"~" * 16)
 
 
 def _parse_text_genotypes(lines):
