@@ -3,10 +3,10 @@
 import filecmp
 import glob
 import importlib.machinery
-import importlib.util
 import os
 import shutil
 import struct
+import types
 import unittest
 import xml.etree.ElementTree as ET
 
@@ -94,8 +94,10 @@ class StudyFigures(unittest.TestCase):
 
 
 def load_plot_script():
+    """davok-plot as a module (its name has no .py), to reach its functions."""
     loader = importlib.machinery.SourceFileLoader("davok_plot", PLOT)
-    module = importlib.util.module_from_spec(importlib.util.spec_from_loader("davok_plot", loader))
+    module = types.ModuleType(loader.name)
+    module.__file__ = PLOT
     loader.exec_module(module)
     return module
 
