@@ -33,11 +33,24 @@ def svg_size_pt(path):
     return tuple(float(root.get(k).removesuffix("pt")) for k in ("width", "height"))
 
 
+TMP = None
+RUNS = {}
+
+
+def setUpModule():
+    global TMP
+    TMP = TempFolder()
+    RUNS.update({name: run_study(TMP.path, name) for name in ("study_dairy", "study_conservation")})
+
+
+def tearDownModule():
+    TMP.cleanup()
+
+
 class StudyFigures(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.tmp = TempFolder()
-        cls.runs = {name: run_study(cls.tmp.path, name) for name in ("study_dairy", "study_conservation")}
+        cls.tmp, cls.runs = TMP, RUNS
         cls.plots = {}
         for name, folder in cls.runs.items():
             out = os.path.join(cls.tmp.path, "plots_" + name)
@@ -45,10 +58,6 @@ class StudyFigures(unittest.TestCase):
             if done.returncode != 0:
                 raise RuntimeError(done.stderr)
             cls.plots[name] = out
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.tmp.cleanup()
 
     def test_each_study_gets_the_figures_its_files_allow(self):
         expected = {
@@ -82,16 +91,6 @@ class StudyFigures(unittest.TestCase):
         _, mismatch, errors = filecmp.cmpfiles(first, again, names, shallow=False)
         self.assertEqual((mismatch, errors), ([], []))
 
-    def test_default_folder_and_single_format(self):
-        done = plot(self.runs["study_conservation"], "--format", "png")
-        self.assertEqual(done.returncode, 0, done.stderr)
-        out = os.path.join(self.runs["study_conservation"], "plots")
-        self.assertEqual(sorted(os.listdir(out)),
-                         sorted(f for f in os.listdir(self.plots["study_conservation"]) if f.endswith(".png")))
-        self.assertEqual(done.stdout.split(), [os.path.join(out, f) for f in
-                                               ("inbreeding.png", "random_genetic_trend.png",
-                                                "minf_genetic_trend.png", "hp_homozygosity.png")])
-
 
 def load_plot_script():
     """davok-plot as a module (its name has no .py), to reach its functions."""
@@ -107,13 +106,8 @@ class SummarySources(unittest.TestCase):
 
     @classmethod
     def setUpClass(cls):
-        cls.tmp = TempFolder()
-        cls.folder = run_study(cls.tmp.path, "study_dairy")
+        cls.tmp, cls.folder = TMP, RUNS["study_dairy"]
         cls.script = load_plot_script()
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.tmp.cleanup()
 
     def only(self, name, pattern):
         """A copy of the run folder that keeps only the files matching pattern."""
@@ -149,8 +143,8 @@ class SummarySources(unittest.TestCase):
         for pattern, stems in cases:
             with self.subTest(source=pattern):
                 folder = self.only("figures_" + pattern, pattern)
+                done = plot(folder, "--format", "png")  # into the default folder
                 out = os.path.join(folder, "plots")
-                done = plot(folder, "--out", out, "--format", "png")
                 self.assertEqual(done.returncode, 0, done.stderr)
                 self.assertEqual(sorted(os.listdir(out)), [f"{s}.png" for s in stems])
 
