@@ -64,7 +64,8 @@ class Readers(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.tmp = TempFolder()
-        cls.split = davok.load_run(run_davok(cls.tmp.path, "split", TINY.format(extra="")))
+        cls.folder = run_davok(cls.tmp.path, "split", TINY.format(extra=""))
+        cls.split = davok.load_run(cls.folder)
         cls.attached = davok.load_run(run_davok(cls.tmp.path, "attached", TINY.format(extra="   attach_rep;\n")))
         binary = TINY.format(extra="").replace("genotype /gen 3;", "genotype /binary /gen 3;")
         cls.binary = davok.load_run(run_davok(cls.tmp.path, "binary", binary))
@@ -95,6 +96,7 @@ class Readers(unittest.TestCase):
         stat = self.split[POP, "stat"].groupby("rep")["Structure:Progeny"].sum()
         markers = self.split[None, "hp_stat"].query("Label == 'No. markers' and Column == 'Overall'")
         last = self.split[POP, "data"].query("G == 3").groupby("rep").size()
+        maf = davok.read_maf(f"{self.folder}/{POP}_freq_mrk_001.txt").groupby("Gen")["Loci"].sum()
         cases = [
             ("data rows = progeny of the Structure table", data, stat),
             ("data rows = pedigree rows", data, self.per_rep((None, "pedigree")).size()),
@@ -106,6 +108,8 @@ class Readers(unittest.TestCase):
             ("marker genotype columns = 2 x markers", self.per_rep((POP, "mrk")).apply(
                 lambda g: g.drop(columns=["rep", "ID"]).dropna(axis=1).shape[1]),
              2 * self.per_rep((None, "lm_mrk")).size()),
+            ("MAF classes count every marker of each generation", maf,
+             pd.Series([self.per_rep((None, "lm_mrk")).size()[1]] * 4)),
             ("historical generations 0..50", self.per_rep((None, "hp_size")).size(), pd.Series([51, 51], [1, 2])),
         ]
         for what, got, expected in cases:
