@@ -1,0 +1,177 @@
+"""davok-plot on the two studies of the guide, run at test size."""
+
+import filecmp
+import glob
+import importlib.machinery
+import os
+import shutil
+import struct
+import types
+import unittest
+import xml.etree.ElementTree as ET
+
+import numpy as np
+
+import davok
+from runs import PLOT, TempFolder, plot, run_study
+
+WIDTH_IN, HEIGHT_IN, DPI = 6.4, 4.0, 100  # the figure size davok-plot promises
+
+
+def png_size(path):
+    with open(path, "rb") as f:
+        head = f.read(24)
+    if head[:8] != b"\x89PNG\r\n\x1a\n" or head[12:16] != b"IHDR":
+        raise AssertionError(f"{path} is not a PNG file")
+    return struct.unpack(">II", head[16:24])
+
+
+def svg_size_pt(path):
+    root = ET.parse(path).getroot()
+    if root.tag != "{http://www.w3.org/2000/svg}svg":
+        raise AssertionError(f"{path} is not an SVG file")
+    return tuple(float(root.get(k).removesuffix("pt")) for k in ("width", "height"))
+
+
+TMP = None
+RUNS = {}
+
+
+def setUpModule():
+    global TMP
+    TMP = TempFolder()
+    RUNS.update({name: run_study(TMP.path, name) for name in ("study_dairy", "study_conservation")})
+
+
+def tearDownModule():
+    TMP.cleanup()
+
+
+class StudyFigures(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.tmp, cls.runs = TMP, RUNS
+        cls.plots = {}
+        for name, folder in cls.runs.items():
+            out = os.path.join(cls.tmp.path, "plots_" + name)
+            done = plot(folder, "--out", out)
+            if done.returncode != 0:
+                raise RuntimeError(done.stderr)
+            cls.plots[name] = out
+
+    def test_each_study_gets_the_figures_its_files_allow(self):
+        expected = {
+            "study_dairy": ["hp_homozygosity", "inbreeding", "nucleus_accuracy", "nucleus_genetic_trend",
+                            "nucleus_ld_decay"],
+            # no evaluation and no LD: no accuracy or LD figure
+            "study_conservation": ["hp_homozygosity", "inbreeding", "minf_genetic_trend",
+                                   "random_genetic_trend"],
+        }
+        for name, stems in expected.items():
+            with self.subTest(study=name):
+                files = sorted(os.listdir(self.plots[name]))
+                self.assertEqual(files, sorted(f"{s}.{e}" for s in stems for e in ("png", "svg")))
+
+    def test_every_figure_is_an_image_of_the_figure_size(self):
+        for name, out in self.plots.items():
+            for f in sorted(os.listdir(out)):
+                path = os.path.join(out, f)
+                with self.subTest(figure=f, study=name):
+                    if f.endswith(".png"):
+                        self.assertEqual(png_size(path), (round(WIDTH_IN * DPI), round(HEIGHT_IN * DPI)))
+                    else:
+                        self.assertEqual(svg_size_pt(path), (WIDTH_IN * 72, HEIGHT_IN * 72))
+
+    def test_figures_of_the_same_run_are_byte_identical(self):
+        again = os.path.join(self.tmp.path, "again")
+        done = plot(self.runs["study_dairy"], "--out", again, "--format", "svg,png")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        first = self.plots["study_dairy"]
+        names = sorted(os.listdir(first))
+        _, mismatch, errors = filecmp.cmpfiles(first, again, names, shallow=False)
+        self.assertEqual((mismatch, errors), ([], []))
+
+
+def load_plot_script():
+    """davok-plot as a module (its name has no .py), to reach its functions."""
+    loader = importlib.machinery.SourceFileLoader("davok_plot", PLOT)
+    module = types.ModuleType(loader.name)
+    module.__file__ = PLOT
+    loader.exec_module(module)
+    return module
+
+
+class SummarySources(unittest.TestCase):
+    """A population's values from its stat files, its data files or stat_rep.txt agree."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.tmp, cls.folder = TMP, RUNS["study_dairy"]
+        cls.script = load_plot_script()
+
+    def only(self, name, pattern):
+        """A copy of the run folder that keeps only the files matching pattern."""
+        folder = os.path.join(self.tmp.path, name)
+        os.makedirs(folder, exist_ok=True)
+        for f in glob.glob(os.path.join(self.folder, pattern)):
+            shutil.copy(f, folder)
+        return folder
+
+    def summary(self, folder):
+        s = self.script.population_summary(davok.load_run(folder), "nucleus")
+        return s.set_index(["Quantity", "Gen"]).sort_index()
+
+    def test_each_source_gives_the_values_of_the_stat_files(self):
+        stat = self.summary(self.only("from_stat", "nucleus_stat_*"))
+        cases = [  # source, quantities with their SE, quantities with their mean only
+            ("stat_rep.txt", ["F", "Phenotype", "EBV", "All", "Sires"], ["TBV"]),
+            ("nucleus_data_*", ["F", "TBV", "Phenotype"], []),
+        ]
+        for pattern, with_se, mean_only in cases:
+            with self.subTest(source=pattern):
+                other = self.summary(self.only("summary_" + pattern, pattern))
+                for q in with_se + mean_only:
+                    # 6e-5: the stat file rounds F and accuracies to 4 decimals
+                    np.testing.assert_allclose(other.loc[q, "Mean"], stat.loc[q, "Mean"], atol=6e-5, err_msg=q)
+                for q in with_se:
+                    np.testing.assert_allclose(other.loc[q, "SE"], stat.loc[q, "SE"], atol=6e-5, err_msg=q)
+
+    def test_figures_from_each_source(self):
+        cases = [("stat_rep.txt", ["inbreeding", "nucleus_accuracy", "nucleus_genetic_trend"]),
+                 ("nucleus_data_*", ["inbreeding", "nucleus_genetic_trend"]),
+                 ("hp_homo_*", ["hp_homozygosity"])]
+        for pattern, stems in cases:
+            with self.subTest(source=pattern):
+                folder = self.only("figures_" + pattern, pattern)
+                done = plot(folder, "--format", "png")  # into the default folder
+                out = os.path.join(folder, "plots")
+                self.assertEqual(done.returncode, 0, done.stderr)
+                self.assertEqual(sorted(os.listdir(out)), [f"{s}.png" for s in stems])
+
+
+class Refusals(unittest.TestCase):
+    def test_bad_folders_and_formats_end_with_a_message_and_exit_code(self):
+        tmp = TempFolder()
+        self.addCleanup(tmp.cleanup)
+        empty = os.path.join(tmp.path, "empty")
+        os.mkdir(empty)
+        broken = os.path.join(tmp.path, "broken")
+        os.mkdir(broken)
+        with open(os.path.join(broken, "p1_ld_decay_001.txt"), "w") as f:
+            f.write("No. marker pairs\nBin\\Gen. 0\n[0,.05) x\n")
+        cases = [
+            ([os.path.join(tmp.path, "missing")], "is not a folder"),
+            ([empty], "nothing to plot"),
+            ([empty, "--format", "gif"], "unknown format"),
+            ([broken], "p1_ld_decay_001.txt cannot be read"),
+        ]
+        for args, message in cases:
+            with self.subTest(args=args[1:] or args):
+                done = plot(*args)
+                self.assertEqual(done.returncode, 1)
+                self.assertIn(message, done.stderr)
+                self.assertNotIn("Traceback", done.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()
