@@ -151,12 +151,14 @@ def prepare_empty_folder(folder, overwrite):
     os.makedirs(folder, exist_ok=True)
 
 
-def refuse_enclosing_folder(folder):
-    """Replacing the folder one works in, or one above it, would delete one's own files."""
+def refuse_enclosing_folder(folder, *kept):
+    """Replacing the folder one works in, or one above it or above a folder still needed, would
+    delete one's own files."""
     target = os.path.realpath(folder)
-    here = os.path.realpath(os.getcwd())
-    if here == target or here.startswith(target + os.sep):
-        raise ClusterError(f"[{folder}] holds the current folder and is not replaced")
+    for inside in (os.getcwd(),) + kept:
+        here = os.path.realpath(inside)
+        if here == target or here.startswith(target + os.sep):
+            raise ClusterError(f"[{folder}] holds [{inside}] and is not replaced")
 
 
 # ---- Finished replicates ----
@@ -347,11 +349,12 @@ def replicate_heading(rep):
 
 def merge(args):
     study = Study(args.study)
-    manifests = finished_manifests(study)
-    results = result_files(study, manifests)
     out = args.out or "r_" + os.path.splitext(study.param)[0]
-    if os.path.exists(out) and os.listdir(out) and not args.overwrite:
-        raise ClusterError(f"[{out}] is not empty; use -o to replace it")
+    if os.path.exists(out) and os.listdir(out):
+        if not args.overwrite:
+            raise ClusterError(f"[{out}] is not empty; use -o to replace it")
+        refuse_enclosing_folder(out, study.folder)
+    results = result_files(study, finished_manifests(study))
     staging = out.rstrip("/") + ".merging"
     if os.path.exists(staging):
         shutil.rmtree(staging)
@@ -362,7 +365,6 @@ def merge(args):
         shutil.rmtree(staging, ignore_errors=True)
         raise
     if os.path.exists(out):
-        refuse_enclosing_folder(out)
         shutil.rmtree(out)
     os.rename(staging, out)
     print(f"Merged {study.replicates} replicates into [{out}]")
