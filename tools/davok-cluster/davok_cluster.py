@@ -26,6 +26,7 @@ import sys
 STUDY_FILE = "study.txt"
 SUMS_FILE = "replicate_sums.txt"
 DONE_FILE = "done.txt"
+SLURM_JOBS_FILE = "slurm_jobs.txt"
 ENGINE = "davok-cluster-engine"
 SEED_WORDS = 624
 # Files of a replicate's folder that belong to the run, not to its results.
@@ -128,6 +129,8 @@ def split(args):
     if not os.path.isfile(args.param):
         raise ClusterError(f"Could not open [{args.param}]")
     base = os.path.basename(args.param)
+    if base in (STUDY_FILE, SLURM_JOBS_FILE, "job.sh", "seeds", "runs", "logs"):
+        raise ClusterError(f"A parameter file named {base} would overwrite the study's own {base}; rename it")
     folder = args.dir or "c_" + os.path.splitext(base)[0]
     prepare_empty_folder(folder, args.overwrite)
     shutil.copyfile(args.param, os.path.join(folder, base))
@@ -275,8 +278,6 @@ def run_parallel(study, jobs, args):
     print("All jobs finished.")
 
 
-SLURM_JOBS_FILE = "slurm_jobs.txt"
-
 
 def submit_slurm(study, jobs, args):
     refuse_while_queued(study)
@@ -412,14 +413,13 @@ def write_merged(study, names, out):
 
 
 def attach_replicate(source, target, rep):
-    """Appends one replicate's part of an attached file, its heading renumbered to rep."""
-    with open(source, "rb") as f:
-        data = f.read()
+    """Appends one replicate's part of an attached file, its heading renumbered to rep; binary
+    genotype files have no heading. Copied in blocks: genotype files can be large."""
     first = replicate_heading(1).encode()
-    if data.startswith(first):
-        data = replicate_heading(rep).encode() + data[len(first):]
-    with open(target, "ab") as f:
-        f.write(data)
+    with open(source, "rb") as src, open(target, "ab") as dst:
+        start = src.read(len(first))
+        dst.write(replicate_heading(rep).encode() if start == first else start)
+        shutil.copyfileobj(src, dst)
 
 
 def write_summary(study, out):

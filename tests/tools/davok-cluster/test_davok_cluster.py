@@ -148,7 +148,7 @@ class ParallelStudyTest(unittest.TestCase):
         shutil.copy(STUDY_PRM, cls.dir)
         write_prm(cls.dir, "attached.prm", extra_output="   attach_rep;\n")
         cluster(cls.dir, "split", "study.prm", "3", "--seed", MASTER_SEED)
-        cls.submitted = cluster(cls.dir, "submit", "c_study", "--parallel", "--jobs", "2")
+        cluster(cls.dir, "submit", "c_study", "--parallel", "--jobs", "2")
         cluster(cls.dir, "merge", "c_study")
         cluster(cls.dir, "split", "attached.prm", "1", "--reps-per-job", "3", "--seed", MASTER_SEED)
         cluster(cls.dir, "submit", "c_attached", "--parallel")
