@@ -7,11 +7,11 @@
   davok-cluster merge [STUDY] [--out FOLDER] [-o]
   davok-cluster job STUDY JOB          (what each job runs; submit starts it)
 
-Every replicate is its own one-replicate run of the Davok engine, started from a seed file derived
-from the master seed and the replicate's number, so a master seed fixes every replicate whatever
-the grouping into jobs, the machine or the order the jobs run in. The merge renumbers the
-replicate files into one sequence and writes the summary over replicates with the engine's own code
-from the full-precision values each run leaves behind.
+Every job is a run of the Davok engine over its replicates, started from a seed file derived from
+the master seed and the job's number, so a master seed fixes every job whatever the machine or the
+order the jobs run in. The merge renumbers the replicate files into one sequence and writes the
+summary over replicates with the engine's own code from the full-precision values each replicate
+leaves behind.
 """
 
 import argparse
@@ -24,13 +24,13 @@ import subprocess
 import sys
 
 STUDY_FILE = "study.txt"
-SUMS_FILE = "replicate_sums.txt"
+SUMS_FILE = re.compile(r"^replicate_sums_\d+\.txt$")
 DONE_FILE = "done.txt"
 SLURM_JOBS_FILE = "slurm_jobs.txt"
 ENGINE = "davok-cluster-engine"
 SEED_WORDS = 624
-# Files of a replicate's folder that belong to the run, not to its results.
-RUN_FILES = ("report.txt", "seed", SUMS_FILE, DONE_FILE)
+# Files of a job's folder that belong to the run, not to its results.
+RUN_FILES = ("report.txt", "seed", "stat_rep.txt", DONE_FILE)
 
 
 class ClusterError(Exception):
@@ -44,9 +44,9 @@ class Study:
 
     study.txt              settings: parameter file, replicates, grouping, master seed, threads
     <name>.prm             the copy of the parameter file every replicate runs
-    seeds/seed_RRR         the seed file of replicate RRR
-    runs/rep_RRR/          the engine's output folder of replicate RRR; done.txt marks it finished
-    logs/                  the engine's console output per replicate, Slurm and parallel logs
+    seeds/seed_job_JJJ     the seed file of job JJJ
+    runs/job_JJJ/          the engine's output folder of job JJJ; done.txt marks it finished
+    logs/                  the engine's console output per job, Slurm and parallel logs
     """
 
     KEYS = ("param", "workdir", "jobs", "replicates_per_job", "master_seed", "threads")
@@ -82,28 +82,34 @@ class Study:
     def replicates(self):
         return self.jobs * self.per_job
 
-    def replicates_of(self, job):
-        first = (job - 1) * self.per_job + 1
-        return range(first, first + self.per_job)
+    def first_replicate(self, job):
+        return (job - 1) * self.per_job + 1
+
+    def describe(self, job):
+        first, last = self.first_replicate(job), self.first_replicate(job) + self.per_job - 1
+        return f"job {job} (replicate {first})" if first == last else f"job {job} (replicates {first}-{last})"
 
     def param_path(self):
         return os.path.join(self.folder, self.param)
 
-    def seed_path(self, rep):
-        return os.path.join(self.folder, "seeds", f"seed_{rep:03d}")
+    def seed_path(self, job):
+        return os.path.join(self.folder, "seeds", f"seed_job_{job:03d}")
 
-    def run_folder(self, rep):
-        return os.path.join(self.folder, "runs", f"rep_{rep:03d}")
+    def run_folder(self, job):
+        return os.path.join(self.folder, "runs", f"job_{job:03d}")
 
-    def log_path(self, rep):
-        return os.path.join(self.folder, "logs", f"rep_{rep:03d}.log")
+    def log_path(self, job):
+        return os.path.join(self.folder, "logs", f"job_{job:03d}.log")
+
+    def sums_path(self, job, local_rep):
+        return os.path.join(self.run_folder(job), f"replicate_sums_{local_rep:03d}.txt")
 
 
 # ---- Seeds ----
 
-def derived_seed_words(master_seed, rep):
-    """The 624 generator words of replicate rep: a hash of the master seed and the number."""
-    stream = hashlib.shake_256(f"davok-cluster {master_seed} replicate {rep}".encode()).digest(4 * SEED_WORDS)
+def derived_seed_words(master_seed, job):
+    """The 624 generator words of a job: a hash of the master seed and the job's number."""
+    stream = hashlib.shake_256(f"davok-cluster {master_seed} job {job}".encode()).digest(4 * SEED_WORDS)
     return struct.unpack(f"<{SEED_WORDS}I", stream)
 
 
@@ -138,9 +144,9 @@ def split(args):
         os.makedirs(os.path.join(folder, sub))
     Study.write(folder, base, os.getcwd(), args.jobs, args.reps_per_job, args.seed, args.threads)
     study = Study(folder)
-    for rep in range(1, study.replicates + 1):
-        with open(study.seed_path(rep), "w") as f:
-            f.write(seed_file_text(derived_seed_words(args.seed, rep)))
+    for job in range(1, study.jobs + 1):
+        with open(study.seed_path(job), "w") as f:
+            f.write(seed_file_text(derived_seed_words(args.seed, job)))
     print(f"Study [{folder}]: {study.jobs} jobs of {study.per_job} replicate(s), master seed {args.seed}")
 
 
@@ -164,11 +170,11 @@ def refuse_enclosing_folder(folder, *kept):
             raise ClusterError(f"[{folder}] holds [{inside}] and is not replaced")
 
 
-# ---- Finished replicates ----
+# ---- Finished jobs ----
 
-def read_manifest(study, rep):
-    """The files of a finished replicate with their sizes, or the reason it is not finished."""
-    folder = study.run_folder(rep)
+def read_manifest(study, job):
+    """The files of a finished job with their sizes, or the reason it is not finished."""
+    folder = study.run_folder(job)
     try:
         with open(os.path.join(folder, DONE_FILE)) as f:
             manifest = [line.rstrip("\n").split(" ", 1) for line in f]
@@ -196,11 +202,10 @@ def write_manifest(folder):
 
 
 def unfinished_jobs(study):
-    return [job for job in range(1, study.jobs + 1)
-            if any(read_manifest(study, rep)[0] is None for rep in study.replicates_of(job))]
+    return [job for job in range(1, study.jobs + 1) if read_manifest(study, job)[0] is None]
 
 
-# ---- job: one job's replicates, run one after the other ----
+# ---- job: one run of the engine over the job's replicates ----
 
 def engine_path():
     return os.environ.get("DAVOK_CLUSTER_ENGINE") or os.path.join(os.path.dirname(os.path.realpath(__file__)), ENGINE)
@@ -210,23 +215,23 @@ def run_job(args):
     study = Study(args.study)
     if not 1 <= args.job <= study.jobs:
         raise ClusterError(f"The study has jobs 1 to {study.jobs}, not {args.job}")
-    failed = [rep for rep in study.replicates_of(args.job) if read_manifest(study, rep)[0] is None
-              and not run_replicate(study, rep)]
-    if failed:
-        raise ClusterError(f"Job {args.job}: replicate(s) {', '.join(map(str, failed))} failed; "
-                           f"see {os.path.join(study.folder, 'logs')}")
+    if read_manifest(study, args.job)[0] is None and not run_engine(study, args.job):
+        raise ClusterError(f"Job {args.job} failed; see {study.log_path(args.job)}")
 
 
-def run_replicate(study, rep):
-    """Runs replicate rep afresh; the manifest is written only after a run that completed."""
-    folder = study.run_folder(rep)
-    for name in (DONE_FILE, SUMS_FILE):
-        if os.path.exists(os.path.join(folder, name)):
-            os.remove(os.path.join(folder, name))
-    command = [engine_path(), "run", study.param_path(), folder, study.seed_path(rep), str(study.threads)]
-    with open(study.log_path(rep), "w") as log:
+def run_engine(study, job):
+    """Runs the job afresh; the manifest is written only after a run that completed."""
+    folder = study.run_folder(job)
+    if os.path.isdir(folder):
+        for name in os.listdir(folder):
+            if name == DONE_FILE or SUMS_FILE.match(name):
+                os.remove(os.path.join(folder, name))
+    command = [engine_path(), "run", study.param_path(), folder, study.seed_path(job), str(study.per_job),
+               str(study.threads)]
+    with open(study.log_path(job), "w") as log:
         status = subprocess.call(command, cwd=study.workdir, stdin=subprocess.DEVNULL, stdout=log, stderr=log)
-    if status != 0 or not os.path.isfile(os.path.join(folder, SUMS_FILE)):
+    sums = [study.sums_path(job, r) for r in range(1, study.per_job + 1)]
+    if status != 0 or not all(os.path.isfile(path) for path in sums):
         return False
     write_manifest(folder)
     return True
@@ -338,7 +343,7 @@ def status(args):
 
 # ---- merge ----
 
-REPLICATE_SUFFIX = re.compile(r"^(.*)_001\.txt$")
+REPLICATE_SUFFIX = re.compile(r"^(.*)_(\d{3,})\.txt$")
 
 
 def replicate_heading(rep):
@@ -372,61 +377,73 @@ def merge(args):
 
 
 def finished_manifests(study):
-    """Every replicate's manifest; a replicate that did not finish stops the merge, naming its job."""
+    """Every job's manifest; a job that did not finish stops the merge, named with its replicates."""
     manifests, problems = [], []
     for job in range(1, study.jobs + 1):
-        for rep in study.replicates_of(job):
-            files, reason = read_manifest(study, rep)
-            if files is None:
-                problems.append(f"job {job} (replicate {rep}): {reason}")
-            manifests.append(files)
+        files, reason = read_manifest(study, job)
+        if files is None:
+            problems.append(f"{study.describe(job)}: {reason}")
+        manifests.append(files)
     if problems:
         raise ClusterError("Not merged; these jobs did not finish (run submit again):\n  " + "\n  ".join(problems))
     return manifests
 
 
 def result_files(study, manifests):
-    """The result files every replicate wrote, which must be the same set in all of them."""
-    names = sorted(n for n in manifests[0] if n not in RUN_FILES and n != study.param)
-    for rep, files in enumerate(manifests[1:], start=2):
-        other = sorted(n for n in files if n not in RUN_FILES and n != study.param)
-        if other != names:
-            raise ClusterError(f"Replicate {rep} wrote other files than replicate 1: "
-                               f"{', '.join(sorted(set(other) ^ set(names)))}")
+    """The result files every job wrote, which must be the same set in all of them."""
+    def results(files):
+        return sorted(n for n in files if n not in RUN_FILES and n != study.param and not SUMS_FILE.match(n))
+
+    names = results(manifests[0])
+    for job, files in enumerate(manifests[1:], start=2):
+        if results(files) != names:
+            raise ClusterError(f"Job {job} wrote other files than job 1: "
+                               f"{', '.join(sorted(set(results(files)) ^ set(names)))}")
     return names
 
 
 def write_merged(study, names, out):
     shutil.copyfile(study.param_path(), os.path.join(out, study.param))
-    for rep in range(1, study.replicates + 1):
-        folder = study.run_folder(rep)
-        shutil.copyfile(os.path.join(folder, "report.txt"), os.path.join(out, f"report_{rep:03d}.txt"))
-        shutil.copyfile(os.path.join(folder, "seed"), os.path.join(out, f"seed_{rep:03d}"))
+    for job in range(1, study.jobs + 1):
+        folder = study.run_folder(job)
+        shift = study.first_replicate(job) - 1
+        shutil.copyfile(os.path.join(folder, "report.txt"), os.path.join(out, f"report_job_{job:03d}.txt"))
+        shutil.copyfile(os.path.join(folder, "seed"), os.path.join(out, f"seed_job_{job:03d}"))
         for name in names:
             per_replicate = REPLICATE_SUFFIX.match(name)
             if per_replicate:
+                rep = int(per_replicate.group(2)) + shift
                 shutil.copyfile(os.path.join(folder, name), os.path.join(out, f"{per_replicate.group(1)}_{rep:03d}.txt"))
             else:
-                attach_replicate(os.path.join(folder, name), os.path.join(out, name), rep)
+                attach_replicates(os.path.join(folder, name), os.path.join(out, name), study.per_job, shift)
     if study.replicates >= 2:
         write_summary(study, out)
 
 
-def attach_replicate(source, target, rep):
-    """Appends one replicate's part of an attached file, its heading renumbered to rep; binary
-    genotype files have no heading. Copied in blocks: genotype files can be large."""
+def attach_replicates(source, target, count, shift):
+    """Appends a job's file of attached replicates 1..count, each heading renumbered by shift.
+    Binary genotype files have no headings and are copied as they are."""
     first = replicate_heading(1).encode()
     with open(source, "rb") as src, open(target, "ab") as dst:
-        start = src.read(len(first))
-        dst.write(replicate_heading(rep).encode() if start == first else start)
-        shutil.copyfileobj(src, dst)
+        if src.read(len(first)) != first:
+            src.seek(0)
+            shutil.copyfileobj(src, dst)
+            return
+        dst.write(replicate_heading(1 + shift).encode())
+        local = 2  # the next heading to look for; the headings come in order
+        for line in src:
+            if local <= count and line == replicate_heading(local).encode():
+                line = replicate_heading(local + shift).encode()
+                local += 1
+            dst.write(line)
 
 
 def write_summary(study, out):
     listing = os.path.join(out, "replicate_sums.list")
     with open(listing, "w") as f:
-        for rep in range(1, study.replicates + 1):
-            f.write(os.path.join(study.run_folder(rep), SUMS_FILE) + "\n")
+        for job in range(1, study.jobs + 1):
+            for local in range(1, study.per_job + 1):
+                f.write(study.sums_path(job, local) + "\n")
     command = [engine_path(), "summary", study.param_path(), os.path.abspath(out), listing]
     result = subprocess.run(command, cwd=study.workdir, stdin=subprocess.DEVNULL, capture_output=True, text=True)
     os.remove(listing)
