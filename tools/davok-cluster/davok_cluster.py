@@ -230,8 +230,9 @@ def run_engine(study, job):
                str(study.threads)]
     with open(study.log_path(job), "w") as log:
         status = subprocess.call(command, cwd=study.workdir, stdin=subprocess.DEVNULL, stdout=log, stderr=log)
-    sums = [study.sums_path(job, r) for r in range(1, study.per_job + 1)]
-    if status != 0 or not all(os.path.isfile(path) for path in sums):
+    # nrep.txt in the job's folder could have changed its number of replicates
+    expected = {os.path.basename(study.sums_path(job, r)) for r in range(1, study.per_job + 1)}
+    if status != 0 or {n for n in os.listdir(folder) if SUMS_FILE.match(n)} != expected:
         return False
     write_manifest(folder)
     return True

@@ -1,5 +1,5 @@
 // What one replicate adds to the summary over replicates, kept at full precision so that a study
-// run as many one-replicate jobs sums to exactly what one run of all its replicates would.
+// run as many jobs sums to exactly what one run of all its replicates would.
 #pragma once
 
 #include <cstdint>
@@ -22,8 +22,8 @@ struct SReplicateSums {
     std::vector<SPopulationSums> pops;
 };
 
-// The values a one-replicate run added to its accumulators: for one replicate each running sum
-// holds exactly the value that replicate contributes.
+// The values of the replicate just run, read from accumulators that were cleared before it: for
+// one replicate each running sum holds exactly the value that replicate contributes.
 std::vector<double> HistoricalValues(const SimClass& sim);
 SPopulationSums PopulationValues(const CPopulation& p);
 
