@@ -272,6 +272,30 @@ class BrokenStudyTest(Scratch):
                 self.assertFalse(os.path.exists(os.path.join(self.dir, "r_study.merging")))
 
 
+    def test_damaged_replicate_sums_stop_the_summary_with_a_message(self):
+        engine = os.path.join(os.path.dirname(TOOL), "davok-cluster-engine")
+        sums = os.path.join(self.runs, "job_002", "replicate_sums_001.txt")
+        text = read_or_empty(sums)
+        lines = text.splitlines(keepends=True)
+        cases = {"cut in half": text[:len(text) // 2],
+                 "another header": "Replicate sums 9\n" + "".join(lines[1:]),
+                 "a word for a number": "".join(lines[:3]) + "many\n" + "".join(lines[4:]),
+                 "a value too many": "".join(lines[:2]) + lines[2] + "".join(lines[2:]),
+                 "empty": ""}
+        listing = os.path.join(self.dir, "list")
+        with open(listing, "w") as f:
+            f.write(os.path.join(self.runs, "job_001", "replicate_sums_001.txt") + "\n" + sums + "\n")
+        for damage, damaged in cases.items():
+            with self.subTest(damage=damage):
+                with open(sums, "w") as f:
+                    f.write(damaged)
+                result = run([engine, "summary", os.path.join(self.dir, "study.prm"), self.dir, listing], self.dir,
+                             check=False)
+                self.assertEqual(result.returncode, 1)
+                self.assertIn(f"Error - Invalid replicate sums in [{sums}]", result.stderr + result.stdout)
+                self.assertFalse(os.path.exists(os.path.join(self.dir, "stat_rep.txt")))
+
+
 class KilledJobTest(Scratch):
     def test_a_killed_job_is_run_again_and_the_merge_then_succeeds(self):
         # While the flag file exists, each replicate waits after its results, long enough to be killed.
