@@ -375,7 +375,6 @@ PartitionName=debug Nodes=ALL Default=YES MaxTime=INFINITE State=UP
 
 
 @unittest.skipIf(os.geteuid() != 0, "a single-node Slurm with AuthType=auth/none starts only as root")
-@unittest.skipIf(shutil.which("slurmctld") is None, "slurm-wlm is not installed")
 class SlurmTest(Scratch):
     """A real single-node Slurm on free ports, started and stopped by the test."""
 
