@@ -73,7 +73,7 @@ std::vector<std::string> InputFiles(const std::string& paramFile)
 
 }  // namespace
 
-int DavokMain(int argc, char** argv)
+int DavokMain(int argc, char** argv, const RunAdjuster& adjust)
 {
     NoWarn = 0;
     // A file-size limit then makes the write fail with EFBIG, which the checked close reports,
@@ -92,6 +92,7 @@ int DavokMain(int argc, char** argv)
 
     SimClass sim;
     ReadParameterFile(sim, cl.paramFile);
+    if (adjust) adjust(sim);
 
     if (sim.outputFolder.empty()) sim.outputFolder = GetOutPutFolderName(cl.paramFile);
     if (!MyMkTree(sim.outputFolder, cl.overwrite ? 0 : 1, InputFiles(cl.paramFile))) exit(1);
