@@ -97,6 +97,8 @@ CRunFolder::CRunFolder(const SExportOptions& o) : folder(o.folder), pop(o.pop), 
     }
     for (const char* kind : kGenotypeKinds)
         if (FileExists(folder + pop + kind + ".txt")) merged = true;
+    if (!merged && !Exists("mrk_qtl") && !Exists("mrk") && !Exists("qtl"))
+        Abort("Error - Replicate %d is not in [%s]: no genotype files of population \"%s\"\n", rep, folder.c_str(), pop.c_str());
 }
 
 std::string CRunFolder::Path(const std::string& kind, bool ofPop) const
