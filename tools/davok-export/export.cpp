@@ -13,21 +13,19 @@ int64_t BasePosition(double cM)
     return bp;
 }
 
-int CAlleleSet::Index(uint16_t label) const
+void CAlleleSet::Seal()
 {
-    if (label == 0) return 0;
-    const uint64_t present = mask & ~uint64_t{1};
-    if (label < 64) return __builtin_popcountll(present & ((uint64_t{1} << label) - 1)) + 1;
-    return __builtin_popcountll(present) + static_cast<int>(std::lower_bound(large.begin(), large.end(), label) - large.begin()) + 1;
+    labels.clear();
+    for (uint16_t a = 1; a < 64; ++a) {
+        if (mask >> a & 1) labels.push_back(a);
+        rank[a] = static_cast<uint8_t>(labels.size());  // the rank of a when present
+    }
+    labels.insert(labels.end(), large.begin(), large.end());
 }
 
-std::vector<uint16_t> CAlleleSet::Labels() const
+int CAlleleSet::IndexOfLarge(uint16_t label) const
 {
-    std::vector<uint16_t> labels;
-    for (uint16_t a = 1; a < 64; ++a)
-        if (mask >> a & 1) labels.push_back(a);
-    labels.insert(labels.end(), large.begin(), large.end());
-    return labels;
+    return static_cast<int>(std::lower_bound(labels.begin(), labels.end(), label) - labels.begin()) + 1;
 }
 
 void CAlleleSet::AddLarge(uint16_t label)
@@ -191,6 +189,7 @@ void Export(const SExportOptions& o)
     SPlan plan = PlanLoci(run, o);
     std::vector<CAlleleSet> alleles(plan.loci.size());
     SAnimals animals = ScanAnimals(plan, info, o, alleles);
+    for (CAlleleSet& a : alleles) a.Seal();
     for (size_t l = 0; l < plan.loci.size(); ++l)
         if (alleles[l].Count() > 254)
             Abort("Error - Locus %s has %d alleles; at most 254 can be exported\n", plan.loci[l].id.c_str(), alleles[l].Count());

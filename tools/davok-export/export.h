@@ -20,8 +20,9 @@ struct SExportLocus {
     int column = 0;   // column within that file
 };
 
-// The alleles a locus shows among the exported animals. Labels below 64 are bits of a mask, so
-// that adding one and finding its rank cost a few instructions; larger labels are listed.
+// The alleles a locus shows among the exported animals. Labels below 64 are bits of a mask and
+// their ranks a table, so that adding one or finding its rank costs a few instructions; larger
+// labels are listed.
 class CAlleleSet {
 public:
     void Add(uint16_t label)
@@ -31,15 +32,23 @@ public:
         else
             AddLarge(label);
     }
-    int Count() const { return __builtin_popcountll(mask) + static_cast<int>(large.size()); }
+    // Ends the adding: fixes the ranks that Index returns.
+    void Seal();
+    int Count() const { return static_cast<int>(labels.size()); }
     // 1 + the rank of label among the alleles (in label order); 0 for the missing allele 0.
-    int Index(uint16_t label) const;
-    std::vector<uint16_t> Labels() const;
+    int Index(uint16_t label) const
+    {
+        return label < 64 ? rank[label] : IndexOfLarge(label);
+    }
+    const std::vector<uint16_t>& Labels() const { return labels; }
 
 private:
     void AddLarge(uint16_t label);
-    uint64_t mask = 0;             // bit a set: allele a (1..63) seen; bit 0 never set
-    std::vector<uint16_t> large;   // alleles of 64 and above, sorted
+    int IndexOfLarge(uint16_t label) const;
+    uint64_t mask = 0;              // bit a set: allele a (0..63) seen
+    std::vector<uint16_t> large;    // alleles of 64 and above, sorted
+    std::vector<uint16_t> labels;   // all alleles but 0, sorted (after Seal)
+    uint8_t rank[64] = {};          // Index of the labels below 64 (after Seal)
 };
 
 // The exported animals in file order; per animal a handful of numbers, its genotypes never.

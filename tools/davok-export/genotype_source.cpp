@@ -92,7 +92,24 @@ void CGenotypeSource::FindReplicate(int rep, bool merged)
     Abort("Error - [%s] has no header line\n", path.c_str());
 }
 
+// Parsed in place when the number and the byte after it lie in the buffer, which is nearly always.
 unsigned CGenotypeSource::Number(CByteReader& in)
+{
+    const char* const from = in.Cursor();
+    const char* const end = in.Limit();
+    const char* p = from;
+    while (p < end && *p == ' ') ++p;
+    const char* const first = p;
+    unsigned v = 0;
+    for (; p < end && p - first < 6 && static_cast<unsigned>(*p - '0') < 10u; ++p) v = v * 10 + static_cast<unsigned>(*p - '0');
+    if (p < end && p > first && static_cast<unsigned>(*p - '0') >= 10u && v <= 65535) {
+        in.Advance(static_cast<size_t>(p - from));
+        return v;
+    }
+    return NumberAcrossChunks(in);
+}
+
+unsigned CGenotypeSource::NumberAcrossChunks(CByteReader& in)
 {
     int c;
     while ((c = in.Peek()) == ' ') in.Skip();

@@ -24,6 +24,10 @@ public:
         return static_cast<unsigned char>(buffer[at]);
     }
     void Skip() { ++at; }
+    // The buffered bytes from the position on, for parsing in place.
+    const char* Cursor() const { return buffer.data() + at; }
+    const char* Limit() const { return buffer.data() + length; }
+    void Advance(size_t n) { at += n; }
     // Reads chunks of n bytes from now on.
     void Resize(size_t n)
     {
@@ -63,6 +67,7 @@ private:
     void FindReplicate(int rep, bool merged);
     [[noreturn]] void Damaged(const char* what) const;
     unsigned Number(CByteReader& in);
+    unsigned NumberAcrossChunks(CByteReader& in);
     void ParsePairs(CByteReader& in, int n, uint16_t* pairs);
     void SkipPairs(CByteReader& in, int n);
     void ParseCodes(const char* digits, int n, uint16_t* pairs) const;

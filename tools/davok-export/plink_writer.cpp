@@ -11,14 +11,9 @@ namespace {
 
 constexpr unsigned char kBedMagic[3] = {0x6c, 0x1b, 0x01};  // PLINK binary, SNP-major
 
-// 2-bit .bed code of a genotype from its allele indices (1 = A2, 2 = A1, 0 = missing):
-// 00 A1/A1, 01 missing, 10 A1/A2, 11 A2/A2.
-inline unsigned BedCode(uint8_t p, uint8_t m)
-{
-    if (p == 0 || m == 0) return 1;
-    const int a1 = (p == 2) + (m == 2);
-    return a1 == 2 ? 0 : a1 == 1 ? 2 : 3;
-}
+// 2-bit .bed code of a genotype by its allele indices (1 = A2, 2 = A1, 0 = missing):
+// 00 A1/A1, 01 missing, 10 A1/A2, 11 A2/A2. Loci of the .bed have no index above 2.
+constexpr uint8_t kBedCode[3][3] = {{1, 1, 1}, {1, 3, 2}, {1, 2, 0}};
 
 class CPlinkWriter : public CGenotypeWriter {
 public:
@@ -33,7 +28,7 @@ public:
         for (size_t a = 0; a < animals.Size(); ++a) WriteFamLine(animals.ids[a], animals.info[a] < 0 ? nullptr : &info[static_cast<size_t>(animals.info[a])]);
         kept.resize(loci.size());
         for (size_t l = 0; l < loci.size(); ++l) {
-            const std::vector<uint16_t> labels = alleles[l].Labels();
+            const std::vector<uint16_t>& labels = alleles[l].Labels();
             kept[l] = labels.size() <= 2;
             if (!kept[l]) {
                 ++skipped;
@@ -53,7 +48,7 @@ public:
         if (!kept[locus]) return;
         std::fill(packed.begin(), packed.end(), 0);
         for (size_t a = 0; a < nAnimals; ++a)
-            packed[a / 4] = static_cast<uint8_t>(packed[a / 4] | BedCode(pairs[2 * a], pairs[2 * a + 1]) << (2 * (a % 4)));
+            packed[a / 4] = static_cast<uint8_t>(packed[a / 4] | kBedCode[pairs[2 * a]][pairs[2 * a + 1]] << (2 * (a % 4)));
         bed.Write(packed.data(), packed.size());
     }
 

@@ -62,7 +62,7 @@ public:
     void WriteLocus(size_t l, const uint8_t* pairs) override
     {
         const SExportLocus& locus = (*loci)[l];
-        const std::vector<uint16_t> labels = (*alleles)[l].Labels();
+        const std::vector<uint16_t>& labels = (*alleles)[l].Labels();
         // With an N reference the allele of index i is ALT i; otherwise the first allele is REF.
         const bool nReference = labels.empty() || labels[0] > 4;
         line.clear();
