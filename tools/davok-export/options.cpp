@@ -20,7 +20,7 @@ const char* const kUsage =
     "  --format plink|vcf  output format (default plink)\n"
     "  --out PREFIX        PLINK: PREFIX.bed/.bim/.fam; VCF: PREFIX.vcf, or - for standard output\n"
     "                      (default: POP_REP, e.g. p1_001, in the current folder)\n"
-    "  --memory MB         genotypes held in memory at once (default 256)\n"
+    "  --memory MB         genotypes held in memory at once (default 64)\n"
     "  --help              this text\n";
 
 // A whole decimal number in [lo, hi] or the end of the run.

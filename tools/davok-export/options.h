@@ -15,7 +15,7 @@ struct SExportOptions {
     ELoci loci = ELoci::Markers;   // which loci
     EFormat format = EFormat::Plink;
     std::string out;               // output prefix (PLINK) or file name (VCF, "-" = standard output)
-    long long memoryBytes = 256LL << 20;  // bound on the genotypes held at once
+    long long memoryBytes = 64LL << 20;   // bound on the genotypes held at once
 };
 
 // Reads the command line; prints the help and exits 0 on --help; bad options end through Abort.

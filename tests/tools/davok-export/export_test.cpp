@@ -75,15 +75,16 @@ protected:
         }
         return *dir;
     }
-    // name: text, snp, binary, merged (attach_rep), biallelic, seq (both with two QTL alleles),
-    // missing (a fifth of the marker genotypes missing).
+    // name: text, snp, binary, merged (attach_rep), missing (a fifth of the marker genotypes
+    // missing), all with six QTL alleles (labels above 4 become symbolic VCF alleles); biallelic
+    // and seq with two.
     static std::string Run(const std::string& name)
     {
         const TempDir& d = Dir();
         if (!FileExists(d / (name + ".prm"))) {
             const bool two = name == "biallelic" || name == "seq";
             const std::string genotype = name == "snp" ? "/snp_code" : name == "binary" ? "/binary" : name == "seq" ? "/seq" : "";
-            MakeRun(d, name, genotype, two ? "2" : "3", name == "missing" ? "rmmg = 0.2;" : "", name == "merged");
+            MakeRun(d, name, genotype, two ? "2" : "6", name == "missing" ? "rmmg = 0.2;" : "", name == "merged");
         }
         return d / ("r_" + name);
     }
@@ -237,6 +238,7 @@ TEST_F(ExportTest, BadInputGivesAMessageExitOneAndNoFile)
         {cut, "is truncated: "},
         {Run("text") + " --gen 7", "Error - Generation 7 has no genotyped animals in ["},
         {Run("text") + " --rep 3", "Error - Replicate 3 is not in ["},
+        {cut + " --gen 0", "Error - --gen needs the data file ["},
     };
     for (const Case& c : cases) {
         for (const char* format : {"plink", "vcf"}) {
