@@ -36,15 +36,36 @@ bool CByteReader::Refill()
     return length > 0;
 }
 
-CGenotypeSource::CGenotypeSource(const std::string& path, int nColumns, int rep, bool merged, bool codes)
-    : path(path), nColumns(nColumns), scan(-1, kScanChunk), pick(-1, 4096)
+bool CByteReader::Read(char* out, size_t n)
 {
-    fd = open(path.c_str(), O_RDONLY);
+    while (n > 0) {
+        if (at == length && !Refill()) return false;
+        const size_t k = std::min(n, length - at);
+        memcpy(out, buffer.data() + at, k);
+        out += k;
+        at += k;
+        n -= k;
+    }
+    return true;
+}
+
+namespace {
+
+int OpenForReading(const std::string& path)
+{
+    const int fd = open(path.c_str(), O_RDONLY);
     if (fd < 0) Abort("Error - Could not open [%s]; %s\n", path.c_str(), strerror(errno));
+    return fd;
+}
+
+}  // namespace
+
+CGenotypeSource::CGenotypeSource(const std::string& path, int nColumns, int rep, bool merged, bool codes)
+    : path(path), fd(OpenForReading(path)), nColumns(nColumns), scan(fd, kScanChunk), pick(fd, 4096)
+{
     struct stat st;
-    fstat(fd, &st);
+    if (fstat(fd, &st) != 0) Abort("Error - Could not read [%s]; %s\n", path.c_str(), strerror(errno));
     fileSize = st.st_size;
-    scan = CByteReader(fd, kScanChunk);
     char head[2] = {0, 0};
     const bool text = pread(fd, head, 2, 0) == 2 && (memcmp(head, "ID", 2) == 0 || head[0] == '~');
     form = text ? (codes ? EGenoForm::Codes : EGenoForm::Pairs) : EGenoForm::Binary;
@@ -57,7 +78,6 @@ CGenotypeSource::CGenotypeSource(const std::string& path, int nColumns, int rep,
     } else {
         FindReplicate(rep, merged);
     }
-    pick = CByteReader(fd, 4096);
 }
 
 CGenotypeSource::~CGenotypeSource()
@@ -93,43 +113,43 @@ void CGenotypeSource::FindReplicate(int rep, bool merged)
 }
 
 // Parsed in place when the number and the byte after it lie in the buffer, which is nearly always.
-unsigned CGenotypeSource::Number(CByteReader& in)
+unsigned CGenotypeSource::Number(CByteReader& in, unsigned limit)
 {
     const char* const from = in.Cursor();
     const char* const end = in.Limit();
     const char* p = from;
     while (p < end && *p == ' ') ++p;
     const char* const first = p;
-    unsigned v = 0;
-    for (; p < end && p - first < 6 && static_cast<unsigned>(*p - '0') < 10u; ++p) v = v * 10 + static_cast<unsigned>(*p - '0');
-    if (p < end && p > first && static_cast<unsigned>(*p - '0') >= 10u && v <= 65535) {
+    uint64_t v = 0;
+    for (; p < end && p - first < 10 && static_cast<unsigned>(*p - '0') < 10u; ++p) v = v * 10 + static_cast<unsigned>(*p - '0');
+    if (p < end && p > first && static_cast<unsigned>(*p - '0') >= 10u && v <= limit) {
         in.Advance(static_cast<size_t>(p - from));
-        return v;
+        return static_cast<unsigned>(v);
     }
-    return NumberAcrossChunks(in);
+    return NumberAcrossChunks(in, limit);
 }
 
-unsigned CGenotypeSource::NumberAcrossChunks(CByteReader& in)
+unsigned CGenotypeSource::NumberAcrossChunks(CByteReader& in, unsigned limit)
 {
     int c;
     while ((c = in.Peek()) == ' ') in.Skip();
     if (c < '0' || c > '9') Damaged(c == '\n' ? "the line is short" : c < 0 ? "the file ends" : "not a number");
-    unsigned v = 0;
+    uint64_t v = 0;
     for (; (c = in.Peek()) >= '0' && c <= '9'; in.Skip()) {
         v = v * 10 + static_cast<unsigned>(c - '0');
-        if (v > 65535) Damaged("an allele above 65535");
+        if (v > limit) Damaged(limit == kMaxId ? "an identifier above 2147483647" : "an allele above 65535");
     }
-    return v;
+    return static_cast<unsigned>(v);
 }
 
 void CGenotypeSource::ParsePairs(CByteReader& in, int n, uint16_t* pairs)
 {
-    for (int k = 0; k < 2 * n; ++k) pairs[k] = static_cast<uint16_t>(Number(in));
+    for (int k = 0; k < 2 * n; ++k) pairs[k] = static_cast<uint16_t>(Number(in, kMaxAllele));
 }
 
 void CGenotypeSource::SkipPairs(CByteReader& in, int n)
 {
-    for (int k = 0; k < 2 * n; ++k) Number(in);
+    for (int k = 0; k < 2 * n; ++k) Number(in, kMaxAllele);
 }
 
 void CGenotypeSource::ParseCodes(const char* d, int n, uint16_t* pairs) const
@@ -148,17 +168,14 @@ bool CGenotypeSource::NextRecord(int& id, int64_t& offset, uint16_t* pairs)
     const int64_t recordStart = scan.Tell();
     if (form == EGenoForm::Binary) {
         digits.resize(static_cast<size_t>(recordSize));
-        for (char& b : digits) {
-            b = static_cast<char>(scan.Peek());
-            scan.Skip();
-        }
+        if (!scan.Read(digits.data(), digits.size())) Damaged("the file ends");
         int32_t raw;
         memcpy(&raw, digits.data(), 4);
         id = raw;
         offset = scan.Tell() - recordSize + 4;
         memcpy(pairs, digits.data() + 4, static_cast<size_t>(recordSize - 4));
     } else {
-        id = static_cast<int>(Number(scan));
+        id = static_cast<int>(Number(scan, kMaxId));
         if (form == EGenoForm::Pairs) {
             offset = scan.Tell();
             ParsePairs(scan, nColumns, pairs);

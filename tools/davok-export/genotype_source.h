@@ -24,6 +24,8 @@ public:
         return static_cast<unsigned char>(buffer[at]);
     }
     void Skip() { ++at; }
+    // Copies the next n bytes to out; false when the file ends first.
+    bool Read(char* out, size_t n);
     // The buffered bytes from the position on, for parsing in place.
     const char* Cursor() const { return buffer.data() + at; }
     const char* Limit() const { return buffer.data() + length; }
@@ -48,6 +50,9 @@ private:
 
 class CGenotypeSource {
 public:
+    static constexpr unsigned kMaxAllele = 65535;
+    static constexpr unsigned kMaxId = 2147483647;
+
     // path holds nColumns loci; merged: attach_rep file whose replicate rep is read.
     CGenotypeSource(const std::string& path, int nColumns, int rep, bool merged, bool codes);
     ~CGenotypeSource();
@@ -66,8 +71,9 @@ public:
 private:
     void FindReplicate(int rep, bool merged);
     [[noreturn]] void Damaged(const char* what) const;
-    unsigned Number(CByteReader& in);
-    unsigned NumberAcrossChunks(CByteReader& in);
+    // The next decimal number after blanks, at most `limit` (kMaxAllele or kMaxId).
+    unsigned Number(CByteReader& in, unsigned limit);
+    unsigned NumberAcrossChunks(CByteReader& in, unsigned limit);
     void ParsePairs(CByteReader& in, int n, uint16_t* pairs);
     void SkipPairs(CByteReader& in, int n);
     void ParseCodes(const char* digits, int n, uint16_t* pairs) const;

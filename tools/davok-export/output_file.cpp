@@ -41,7 +41,7 @@ COutputFile::COutputFile(const std::string& name) : finalName(name)
     (void)cleanupRegistered;
     tempName = finalName + ".tmp" + std::to_string(getpid());
     fp = fopen(tempName.c_str(), "wb");
-    if (!fp) Abort("Error - Could not open [%s]; %s\n", tempName.c_str(), strerror(errno));
+    if (!fp) Abort("Error - Could not open [%s] (written as [%s]); %s\n", finalName.c_str(), tempName.c_str(), strerror(errno));
     PendingFiles().push_back(tempName);
 }
 

@@ -14,9 +14,10 @@
 namespace {
 
 const char* const kGenotypeKinds[] = {"_mrk_qtl", "_mrk", "_qtl"};
-// Result files whose names end like a population's genotype file but are not one.
-const char* const kOtherKinds[] = {"_freq_mrk", "_freq_qtl", "hp_homo_mrk", "hp_homo_qtl", "lm_mrk", "lm_qtl",
-                                   "lm_mrk_qtl", "effect_qtl"};
+// Result files whose names end like a population's genotype file but are not one: those of the
+// run (whole names) and the frequency files of a population (endings).
+const char* const kRunFiles[] = {"hp_homo_mrk", "hp_homo_qtl", "lm_mrk", "lm_qtl", "lm_mrk_qtl", "effect_qtl"};
+const char* const kFrequencyKinds[] = {"_freq_mrk", "_freq_qtl"};
 
 bool EndsWith(const std::string& s, const std::string& tail)
 {
@@ -66,7 +67,8 @@ std::vector<std::string> GenotypedPopulations(const std::string& folder)
     if (!dir) Abort("Error - Could not open the run folder [%s]; %s\n", folder.c_str(), strerror(errno));
     while (const dirent* e = readdir(dir)) {
         const std::string base = WithoutReplicateSuffix(e->d_name);
-        if (std::any_of(std::begin(kOtherKinds), std::end(kOtherKinds), [&](const char* k) { return EndsWith(base, k); }))
+        if (std::any_of(std::begin(kRunFiles), std::end(kRunFiles), [&](const char* k) { return base == k; }) ||
+            std::any_of(std::begin(kFrequencyKinds), std::end(kFrequencyKinds), [&](const char* k) { return EndsWith(base, k); }))
             continue;
         for (const char* kind : kGenotypeKinds) {
             if (EndsWith(base, kind) && base.size() > strlen(kind)) {
@@ -144,9 +146,12 @@ std::vector<SMapLocus> CRunFolder::ReadMap(const std::string& kind) const
         std::istringstream in(line);
         std::string id, chr, pos;
         if (!(in >> id >> chr >> pos) || id == "ID") return;
-        if ((id[0] != 'M' && id[0] != 'Q') || chr.find_first_not_of("0123456789") != std::string::npos)
+        const double c = ToDouble(chr, path, line);
+        if ((id[0] != 'M' && id[0] != 'Q') || c < 1 || c > 100000 || c != static_cast<int>(c))
             Abort("Error - Unexpected line in [%s]: %s\n", path.c_str(), line.c_str());
-        loci.push_back({id, std::stoi(chr), ToDouble(pos, path, line), id[0] == 'Q'});
+        const double cM = ToDouble(pos, path, line);
+        if (!(cM >= 0 && cM <= 1e6)) Abort("Error - Unexpected line in [%s]: %s\n", path.c_str(), line.c_str());
+        loci.push_back({id, static_cast<int>(c), cM, id[0] == 'Q'});
     });
     return loci;
 }
@@ -177,11 +182,16 @@ std::vector<SAnimalInfo> CRunFolder::ReadAnimals() const
         }
         if (std::min({id, sire, dam, sex, gen, phen}) < 0 || f.size() < names.size())
             Abort("Error - Unexpected line in [%s]: %s\n", path.c_str(), line.c_str());
+        auto whole = [&](int column) {
+            const double v = ToDouble(f[static_cast<size_t>(column)], path, line);
+            if (v < 0 || v > 2147483647) Abort("Error - Unexpected line in [%s]: %s\n", path.c_str(), line.c_str());
+            return static_cast<int>(v);
+        };
         SAnimalInfo a;
-        a.id = static_cast<int>(ToDouble(f[static_cast<size_t>(id)], path, line));
-        a.sire = static_cast<int>(ToDouble(f[static_cast<size_t>(sire)], path, line));
-        a.dam = static_cast<int>(ToDouble(f[static_cast<size_t>(dam)], path, line));
-        a.gen = static_cast<int>(ToDouble(f[static_cast<size_t>(gen)], path, line));
+        a.id = whole(id);
+        a.sire = whole(sire);
+        a.dam = whole(dam);
+        a.gen = whole(gen);
         a.sex = f[static_cast<size_t>(sex)][0];
         a.hasPhen = f[static_cast<size_t>(phen)] != "---";
         if (a.hasPhen) a.phen = ToDouble(f[static_cast<size_t>(phen)], path, line);

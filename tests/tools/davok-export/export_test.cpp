@@ -220,6 +220,37 @@ TEST_F(ExportTest, MissingGenotypesStayMissing)
     EXPECT_EQ(counted, expected);
 }
 
+TEST_F(ExportTest, IdentifiersOfSevenDigitsAndMoreAreRead)
+{
+    // The run's files with every identifier raised by 1,000,000 (a blank then separates it from
+    // the genotypes in both text forms); the records must not change.
+    ASSERT_EQ(Export(Dir(), Run("text") + " --format vcf --out small").exitCode, 0);
+    auto records = [](const std::string& vcf) {
+        std::string body;
+        for (const std::string& s : Lines(vcf))
+            if (s[0] != '#') body += s + "\n";
+        return body;
+    };
+    for (const char* form : {"text", "snp"}) {
+        SCOPED_TRACE(form);
+        const std::string big = Dir() / (std::string("r_big_") + form);
+        RunIn(Dir().path(), "mkdir -p " + big + " && cp " + Run(form) + "/lm_mrk_001.txt " + big);
+        const std::vector<std::string> lines = Lines(ReadFile(Run(form) + "/p1_mrk_001.txt"));
+        std::string raised = lines[0] + "\n";
+        for (size_t i = 1; i < lines.size(); ++i) {
+            const size_t blank = lines[i].find(' ');
+            raised += std::to_string(std::stoi(lines[i].substr(0, blank)) + 1000000) + " " +
+                      lines[i].substr(lines[i].find_first_not_of(' ', blank)) + "\n";
+        }
+        WriteFile(big + "/p1_mrk_001.txt", raised);
+        const RunResult r = Export(Dir(), big + " --format vcf --out big");
+        ASSERT_EQ(r.exitCode, 0) << r.err;
+        const std::string vcf = ReadFile(Dir() / "big.vcf");
+        EXPECT_NE(vcf.find("FORMAT\t1000001\t1000002\t"), std::string::npos);
+        EXPECT_TRUE(records(vcf) == records(ReadFile(Dir() / "small.vcf")));
+    }
+}
+
 TEST_F(ExportTest, BadInputGivesAMessageExitOneAndNoFile)
 {
     const TempDir bad;
