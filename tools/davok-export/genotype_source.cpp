@@ -183,12 +183,9 @@ bool CGenotypeSource::NextRecord(int& id, int64_t& offset, uint16_t* pairs)
             while (scan.Peek() == ' ') scan.Skip();
             offset = scan.Tell();
             digits.resize(static_cast<size_t>(nColumns));
-            for (char& d : digits) {
-                const int b = scan.Peek();
-                if (b < '0' || b > '9') Damaged(b == '\n' ? "the line is short" : b < 0 ? "the file ends" : "not a code digit");
-                d = static_cast<char>(b);
-                scan.Skip();
-            }
+            if (!scan.Read(digits.data(), digits.size())) Damaged("the file ends");
+            for (const char d : digits)
+                if (d < '0' || d > '9') Damaged(d == '\n' ? "the line is short" : "not a code digit");
             ParseCodes(digits.data(), nColumns, pairs);
         }
         while (scan.Peek() == ' ') scan.Skip();
