@@ -1,6 +1,8 @@
 // PLINK binary files: the .fam of the animals, the .bim of the loci with at most two alleles
 // and the SNP-major .bed. A1 (the allele counted by PLINK) is the larger allele label, A2 the
 // smaller one, both written as the run's labels so that frequencies compare with the run's own.
+#include <algorithm>
+#include <cctype>
 #include <string>
 
 #include "export.h"
@@ -87,5 +89,8 @@ private:
 
 std::unique_ptr<CGenotypeWriter> MakePlinkWriter(const std::string& prefix, const std::string& pop)
 {
-    return std::make_unique<CPlinkWriter>(prefix, pop);
+    // The family column of a .fam is one word.
+    std::string family = pop;
+    std::replace_if(family.begin(), family.end(), [](char c) { return isspace(static_cast<unsigned char>(c)) != 0; }, '_');
+    return std::make_unique<CPlinkWriter>(prefix, family);
 }
