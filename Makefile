@@ -110,7 +110,7 @@ bench-ld: build
 bench-geno: build
 	@$(BUILD)/bench/genotype_bench
 
-# davok-export of 10,000 animals x 20,000 markers to PLINK binary and VCF: time and peak memory
+# davok-export of 5,000, 10,000 and 15,000 animals x 20,000 markers to PLINK binary and VCF: time and peak memory
 # against reading the input once and plink1.9 --make-bed (simulating the run takes about two
 # minutes the first time; it is kept in $(BUILD)/bench/export_work).
 bench-export: build

@@ -102,20 +102,22 @@ SAnimals ScanAnimals(SPlan& plan, const std::vector<SAnimalInfo>& info, const SE
     std::vector<int64_t> offset(nSources);
     for (;;) {
         int id = 0;
-        const bool more = plan.sources[0]->NextRecord(id, offset[0], pairs[0].data());
+        const bool more = plan.sources[0]->NextId(id);
         for (size_t s = 1; s < nSources; ++s) {
             int other = 0;
-            if (plan.sources[s]->NextRecord(other, offset[s], pairs[s].data()) != more || (more && other != id))
+            if (plan.sources[s]->NextId(other) != more || (more && other != id))
                 Abort("Error - [%s] and [%s] do not hold the same animals (animal %d)\n", plan.sources[0]->Path().c_str(),
                       plan.sources[s]->Path().c_str(), id);
         }
         if (!more) break;
         const SAnimalInfo* a = FindAnimal(info, id);
-        if (!o.gens.empty()) {
-            const auto g = a ? std::find(o.gens.begin(), o.gens.end(), a->gen) : o.gens.end();
-            if (g == o.gens.end()) continue;
-            ++perGen[static_cast<size_t>(g - o.gens.begin())];
+        const auto g = o.gens.empty() || !a ? o.gens.end() : std::find(o.gens.begin(), o.gens.end(), a->gen);
+        if (!o.gens.empty() && g == o.gens.end()) {
+            for (auto& source : plan.sources) source->SkipRecord();
+            continue;
         }
+        if (g != o.gens.end()) ++perGen[static_cast<size_t>(g - o.gens.begin())];
+        for (size_t s = 0; s < nSources; ++s) plan.sources[s]->ReadRecord(offset[s], pairs[s].data());
         animals.ids.push_back(id);
         animals.info.push_back(a ? static_cast<int>(a - info.data()) : -1);
         for (size_t s = 0; s < nSources; ++s) animals.offset[s].push_back(offset[s]);

@@ -161,41 +161,64 @@ void CGenotypeSource::ParseCodes(const char* d, int n, uint16_t* pairs) const
     }
 }
 
-bool CGenotypeSource::NextRecord(int& id, int64_t& offset, uint16_t* pairs)
+bool CGenotypeSource::NextId(int& id)
 {
     const int c = scan.Peek();
     if (c < 0 || (form != EGenoForm::Binary && c == '~')) return false;
-    const int64_t recordStart = scan.Tell();
+    recordStart = scan.Tell();
     if (form == EGenoForm::Binary) {
-        digits.resize(static_cast<size_t>(recordSize));
-        if (!scan.Read(digits.data(), digits.size())) Damaged("the file ends");
         int32_t raw;
-        memcpy(&raw, digits.data(), 4);
+        if (!scan.Read(reinterpret_cast<char*>(&raw), 4)) Damaged("the file ends");
         id = raw;
-        offset = scan.Tell() - recordSize + 4;
-        memcpy(pairs, digits.data() + 4, static_cast<size_t>(recordSize - 4));
     } else {
         id = static_cast<int>(Number(scan, kMaxId));
-        if (form == EGenoForm::Pairs) {
-            offset = scan.Tell();
-            ParsePairs(scan, nColumns, pairs);
-        } else {
-            while (scan.Peek() == ' ') scan.Skip();
-            offset = scan.Tell();
-            digits.resize(static_cast<size_t>(nColumns));
-            if (!scan.Read(digits.data(), digits.size())) Damaged("the file ends");
-            for (const char d : digits)
-                if (d < '0' || d > '9') Damaged(d == '\n' ? "the line is short" : "not a code digit");
-            ParseCodes(digits.data(), nColumns, pairs);
-        }
-        while (scan.Peek() == ' ') scan.Skip();
-        const int end = scan.Peek();
-        if (end != '\n') Damaged(end < 0 ? "the last line has no line feed" : "the line is long");
-        scan.Skip();
-        longestRecord = std::max(longestRecord, scan.Tell() - recordStart);
     }
     ++records;
     return true;
+}
+
+void CGenotypeSource::ReadRecord(int64_t& offset, uint16_t* pairs)
+{
+    if (form == EGenoForm::Binary) {
+        offset = scan.Tell();
+        if (!scan.Read(reinterpret_cast<char*>(pairs), static_cast<size_t>(recordSize - 4))) Damaged("the file ends");
+        return;
+    }
+    if (form == EGenoForm::Pairs) {
+        offset = scan.Tell();
+        ParsePairs(scan, nColumns, pairs);
+    } else {
+        while (scan.Peek() == ' ') scan.Skip();
+        offset = scan.Tell();
+        digits.resize(static_cast<size_t>(nColumns));
+        if (!scan.Read(digits.data(), digits.size())) Damaged("the file ends");
+        for (const char d : digits)
+            if (d < '0' || d > '9') Damaged(d == '\n' ? "the line is short" : "not a code digit");
+        ParseCodes(digits.data(), nColumns, pairs);
+    }
+    while (scan.Peek() == ' ') scan.Skip();
+    const int end = scan.Peek();
+    if (end != '\n') Damaged(end < 0 ? "the last line has no line feed" : "the line is long");
+    scan.Skip();
+    longestRecord = std::max(longestRecord, scan.Tell() - recordStart);
+}
+
+void CGenotypeSource::SkipRecord()
+{
+    if (form == EGenoForm::Binary) {
+        scan.Seek(recordStart + recordSize);
+        return;
+    }
+    for (;;) {
+        if (scan.Peek() < 0) Damaged("the last line has no line feed");
+        const char* const from = scan.Cursor();
+        const void* const lf = memchr(from, '\n', static_cast<size_t>(scan.Limit() - from));
+        if (lf) {
+            scan.Advance(static_cast<size_t>(static_cast<const char*>(lf) - from) + 1);
+            return;
+        }
+        scan.Advance(static_cast<size_t>(scan.Limit() - from));
+    }
 }
 
 void CGenotypeSource::ReadColumns(int64_t& offset, int at, int c0, int c1, uint16_t* pairs)

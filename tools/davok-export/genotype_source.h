@@ -61,9 +61,12 @@ public:
 
     const std::string& Path() const { return path; }
     int Columns() const { return nColumns; }
-    // The next record of the replicate: its identifier, the offset of its first column and the
-    // paternal and maternal allele of every column (0 = missing). False after the last record.
-    bool NextRecord(int& id, int64_t& offset, uint16_t* pairs);
+    // The identifier of the replicate's next record; false after the last. Then either
+    // ReadRecord, for the offset of its first column and the paternal and maternal allele of
+    // every column (0 = missing), or SkipRecord.
+    bool NextId(int& id);
+    void ReadRecord(int64_t& offset, uint16_t* pairs);
+    void SkipRecord();
     // Columns c0..c1-1 of the record whose column `at` starts at offset; afterwards offset is that
     // of column c1. c0 >= at.
     void ReadColumns(int64_t& offset, int at, int c0, int c1, uint16_t* pairs);
@@ -85,6 +88,7 @@ private:
     int64_t fileSize = 0;
     int64_t recordSize = 0;      // bytes per binary record
     int records = 0;             // records scanned so far
+    int64_t recordStart = 0;     // offset of the record being scanned
     CByteReader scan;            // sequential reading of the records
     CByteReader pick;            // reading of column ranges of text lines
     int64_t longestRecord = 0;   // bytes of the longest text line scanned, to size the reads of pick

@@ -102,6 +102,8 @@ TEST_F(ExportTest, EveryFormOfGenotypeFileGivesTheSameExport)
     const std::vector<Case> cases = {
         {"snp_code", Run("snp"), Run("text"), "--rep 2 --loci mrk"},
         {"binary", Run("binary"), Run("text"), "--rep 2 --loci both"},
+        {"binary, generation 1 between others", Run("binary"), Run("text"), "--rep 2 --gen 1 --loci both"},
+        {"snp_code, generation 2", Run("snp"), Run("text"), "--rep 1 --gen 2"},
         {"attach_rep, replicate 2", Run("merged"), Run("text"), "--rep 2 --loci both"},
         // One genotype call per generation instead of two changes the later generations' draws.
         {"/seq against separate marker and QTL files", Run("seq"), Run("biallelic"), "--gen 0 --loci both"},
