@@ -1,0 +1,291 @@
+// davok-export against the tools its files are made for: the same genotypes read from every
+// form of genotype file give the same export, plink1.9 finds the run's own allele frequencies
+// in the .bed, bcftools reads the VCF without a word and counts its samples and records, and
+// bad input leaves nothing behind.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <map>
+#include <memory>
+#include <set>
+#include <sstream>
+
+#include "support/test_util.h"
+
+namespace {
+
+const std::string kExport = EXPORT_BIN;
+
+std::string Replace(std::string text, const std::string& key, const std::string& value)
+{
+    const size_t at = text.find(key);
+    if (at != std::string::npos) text.replace(at, key.size(), value);
+    return text;
+}
+
+// One run of data/export.prm from the fixed seed, in folder r_<name> of dir.
+std::string MakeRun(const TempDir& dir, const std::string& name, const std::string& genotype,
+                    const std::string& qtlAlleles, const std::string& missing, bool attach)
+{
+    std::string prm = ReadFile(std::string(EXPORT_TEST_DATA) + "/export.prm");
+    prm = Replace(prm, "@GENOTYPE@", genotype);
+    prm = Replace(prm, "@QTL_ALLELES@", qtlAlleles);
+    prm = Replace(prm, "@MISSING@", missing);
+    prm = Replace(prm, "@ATTACH@", attach ? "attach_rep;" : "");
+    WriteFile(dir / (name + ".prm"), prm);
+    const RunResult run = RunIn(dir.path(), std::string(DAVOK_BIN) + " " + name + ".prm -o");
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    return dir / ("r_" + name);
+}
+
+RunResult Export(const TempDir& dir, const std::string& args)
+{
+    return RunIn(dir.path(), kExport + " " + args);
+}
+
+// Whitespace-separated words of a line.
+std::vector<std::string> Words(const std::string& line)
+{
+    std::istringstream in(line);
+    std::vector<std::string> w;
+    for (std::string s; in >> s;) w.push_back(s);
+    return w;
+}
+
+// Lines of a file that begin with prefix.
+std::vector<std::string> LinesStarting(const std::string& path, const std::string& prefix)
+{
+    std::vector<std::string> out;
+    for (const std::string& s : Lines(ReadFile(path)))
+        if (s.compare(0, prefix.size(), prefix) == 0) out.push_back(s);
+    return out;
+}
+
+// The runs the tests read, each made when first asked for: the same seed gives the same
+// genotypes in every form of file.
+class ExportTest : public ::testing::Test {
+protected:
+    static void TearDownTestSuite() { dir.reset(); }
+
+    static const TempDir& Dir()
+    {
+        if (!dir) {
+            dir = std::make_unique<TempDir>();
+            WriteFile(*dir / "run.seed", ReadFile(DAVOK_SEED));
+        }
+        return *dir;
+    }
+    // name: text, snp, binary, merged (attach_rep), missing (a fifth of the marker genotypes
+    // missing), all with six QTL alleles (labels above 4 become symbolic VCF alleles); biallelic
+    // and seq with two.
+    static std::string Run(const std::string& name)
+    {
+        const TempDir& d = Dir();
+        if (!FileExists(d / (name + ".prm"))) {
+            const bool two = name == "biallelic" || name == "seq";
+            const std::string genotype = name == "snp" ? "/snp_code" : name == "binary" ? "/binary" : name == "seq" ? "/seq" : "";
+            MakeRun(d, name, genotype, two ? "2" : "6", name == "missing" ? "rmmg = 0.2;" : "", name == "merged");
+        }
+        return d / ("r_" + name);
+    }
+
+    static std::unique_ptr<TempDir> dir;
+};
+
+std::unique_ptr<TempDir> ExportTest::dir;
+
+TEST_F(ExportTest, EveryFormOfGenotypeFileGivesTheSameExport)
+{
+    struct Case {
+        std::string name, folder, reference, args;
+    };
+    const std::vector<Case> cases = {
+        {"snp_code", Run("snp"), Run("text"), "--rep 2 --loci mrk"},
+        {"binary", Run("binary"), Run("text"), "--rep 2 --loci both"},
+        {"binary, generation 1 between others", Run("binary"), Run("text"), "--rep 2 --gen 1 --loci both"},
+        {"snp_code, generation 2", Run("snp"), Run("text"), "--rep 1 --gen 2"},
+        {"attach_rep, replicate 2", Run("merged"), Run("text"), "--rep 2 --loci both"},
+        // One genotype call per generation instead of two changes the later generations' draws.
+        {"/seq against separate marker and QTL files", Run("seq"), Run("biallelic"), "--gen 0 --loci both"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        for (const char* format : {"vcf", "plink"}) {
+            const std::string args = " " + c.args + " --format " + format + " --out ";
+            ASSERT_EQ(Export(Dir(), c.folder + args + "a").exitCode, 0);
+            ASSERT_EQ(Export(Dir(), c.reference + args + "b").exitCode, 0);
+            const char* ext = format[0] == 'v' ? ".vcf" : ".bed";
+            EXPECT_TRUE(ReadFile(Dir() / ("a" + std::string(ext))) == ReadFile(Dir() / ("b" + std::string(ext))));
+        }
+    }
+    // Replicate 2 is not replicate 1, so the cases above did pick the replicate.
+    ASSERT_EQ(Export(Dir(), Run("merged") + " --rep 1 --format vcf --out r1").exitCode, 0);
+    ASSERT_EQ(Export(Dir(), Run("merged") + " --rep 2 --format vcf --out r2").exitCode, 0);
+    EXPECT_TRUE(ReadFile(Dir() / "r1.vcf") != ReadFile(Dir() / "r2.vcf"));
+}
+
+TEST_F(ExportTest, PlinkFindsTheRunsAlleleFrequenciesOfTheGeneration)
+{
+    ASSERT_EQ(Export(Dir(), Run("text") + " --rep 2 --gen 1 --out g1").exitCode, 0);
+    const RunResult plink =
+        RunIn(Dir().path(), "plink1.9 --bfile g1 --freq --nonfounders --chr-set 95 --out g1 >/dev/null");
+    ASSERT_EQ(plink.exitCode, 0) << ReadFile(Dir() / "g1.log");
+
+    // The run's frequency of every allele label of generation 1.
+    std::map<std::string, std::map<std::string, double>> runFreq;
+    for (const std::string& s : LinesStarting(Run("text") + "/p1_freq_mrk_002.txt", "M")) {
+        const std::vector<std::string> w = Words(s);
+        if (w[1] != "1") continue;
+        for (size_t k = 3; k < w.size(); ++k)
+            runFreq[w[0]][w[k].substr(0, w[k].find(':'))] = std::stod(w[k].substr(w[k].find(':') + 1));
+    }
+    const std::vector<std::string> frq = Lines(ReadFile(Dir() / "g1.frq"));
+    ASSERT_EQ(frq.size(), runFreq.size() + 1);
+    for (size_t i = 1; i < frq.size(); ++i) {
+        const std::vector<std::string> w = Words(frq[i]);  // CHR SNP A1 A2 MAF NCHROBS
+        const double expected = w[2] == "0" ? 0.0 : runFreq[w[1]][w[2]];
+        EXPECT_NEAR(std::stod(w[4]), expected, 1e-4) << frq[i];
+    }
+
+    // The .fam holds the animals of generation 1 with the data file's parents, sex and phenotype.
+    std::map<std::string, std::vector<std::string>> data;
+    for (const std::string& s : Lines(ReadFile(Run("text") + "/p1_data_002.txt"))) {
+        const std::vector<std::string> w = Words(s);
+        if (w.size() > 7 && w[4] == "1") data[w[0]] = w;
+    }
+    const std::vector<std::string> fam = Lines(ReadFile(Dir() / "g1.fam"));
+    ASSERT_EQ(fam.size(), data.size());
+    for (const std::string& line : fam) {
+        const std::vector<std::string> f = Words(line);
+        const std::vector<std::string>& d = data[f[1]];
+        ASSERT_FALSE(d.empty()) << line;
+        EXPECT_EQ(f[2] + f[3] + f[4], d[1] + d[2] + (d[3] == "M" ? "1" : "2")) << line;
+        EXPECT_EQ(f[5] == "-9", d[9] == "---") << line;
+    }
+}
+
+TEST_F(ExportTest, BcftoolsReadsTheVcfAndCountsSamplesRecordsAndMultiAllelicSites)
+{
+    ASSERT_EQ(Export(Dir(), Run("text") + " --rep 2 --loci both --format vcf --out all").exitCode, 0);
+    const RunResult view = RunIn(Dir().path(), "bcftools view all.vcf >/dev/null");
+    EXPECT_EQ(view.exitCode, 0);
+    EXPECT_EQ(view.err, "");
+
+    // Expected: every animal of the data file, every locus of both maps, and as multi-allelic
+    // sites the loci with more than two alleles over the generations of the frequency files.
+    const size_t animals = LinesStarting(Run("text") + "/p1_data_002.txt", "").size() - 1;
+    const size_t loci = LinesStarting(Run("text") + "/lm_mrk_002.txt", "M").size() + LinesStarting(Run("text") + "/lm_qtl_002.txt", "Q").size();
+    std::map<std::string, std::set<std::string>> seen;
+    for (const char* kind : {"/p1_freq_mrk_002.txt", "/p1_freq_qtl_002.txt"})
+        for (const std::string& s : Lines(ReadFile(Run("text") + kind))) {
+            const std::vector<std::string> w = Words(s);
+            if (w.empty() || (w[0][0] != 'M' && w[0][0] != 'Q') || w[0].size() < 2 || !isdigit(w[0][1])) continue;
+            for (const std::string& item : w)
+                if (item.find(':') != std::string::npos) seen[w[0]].insert(item.substr(0, item.find(':')));
+        }
+    int multi = 0;
+    for (const auto& [id, labels] : seen) multi += labels.size() > 2;
+    ASSERT_GT(multi, 0);
+
+    const RunResult stats = RunIn(Dir().path(), "bcftools stats all.vcf");
+    ASSERT_EQ(stats.exitCode, 0);
+    EXPECT_EQ(stats.err, "");
+    EXPECT_NE(stats.out.find("number of samples:\t" + std::to_string(animals) + "\n"), std::string::npos);
+    EXPECT_NE(stats.out.find("number of records:\t" + std::to_string(loci) + "\n"), std::string::npos);
+    EXPECT_NE(stats.out.find("number of multiallelic sites:\t" + std::to_string(multi) + "\n"), std::string::npos);
+
+    // The .bed keeps only the loci with two alleles at most and says how many it left out.
+    const RunResult plink = Export(Dir(), Run("text") + " --rep 2 --loci both --out all");
+    ASSERT_EQ(plink.exitCode, 0);
+    EXPECT_NE(plink.err.find("Warning - " + std::to_string(multi) + " loci with more than two alleles"), std::string::npos);
+    EXPECT_EQ(Lines(ReadFile(Dir() / "all.bim")).size(), loci - static_cast<size_t>(multi));
+}
+
+TEST_F(ExportTest, MissingGenotypesStayMissing)
+{
+    // Missing pairs of the run's own text file ("0 0") against ".|." in the VCF and the
+    // missing calls plink1.9 counts in the .bed.
+    size_t expected = 0;
+    for (const std::string& s : LinesStarting(Run("missing") + "/p1_mrk_001.txt", "")) {
+        const std::vector<std::string> w = Words(s);
+        for (size_t k = 1; k + 1 < w.size(); k += 2) expected += w[k] == "0" && w[k + 1] == "0";
+    }
+    ASSERT_GT(expected, 0u);
+    ASSERT_EQ(Export(Dir(), Run("missing") + " --format vcf --out miss").exitCode, 0);
+    EXPECT_EQ(static_cast<size_t>(CountOf(ReadFile(Dir() / "miss.vcf"), "\t.|.")), expected);
+
+    ASSERT_EQ(Export(Dir(), Run("missing") + " --out miss").exitCode, 0);
+    ASSERT_EQ(RunIn(Dir().path(), "plink1.9 --bfile miss --missing --chr-set 95 --out miss >/dev/null").exitCode, 0);
+    size_t counted = 0;
+    const std::vector<std::string> lmiss = Lines(ReadFile(Dir() / "miss.lmiss"));
+    for (size_t i = 1; i < lmiss.size(); ++i) counted += std::stoul(Words(lmiss[i])[2]);  // CHR SNP N_MISS ...
+    EXPECT_EQ(counted, expected);
+}
+
+TEST_F(ExportTest, IdentifiersOfSevenDigitsAndMoreAreRead)
+{
+    // The run's files with every identifier raised by 1,000,000 (a blank then separates it from
+    // the genotypes in both text forms); the records must not change.
+    ASSERT_EQ(Export(Dir(), Run("text") + " --format vcf --out small").exitCode, 0);
+    auto records = [](const std::string& vcf) {
+        std::string body;
+        for (const std::string& s : Lines(vcf))
+            if (s[0] != '#') body += s + "\n";
+        return body;
+    };
+    for (const char* form : {"text", "snp"}) {
+        SCOPED_TRACE(form);
+        const std::string big = Dir() / (std::string("r_big_") + form);
+        RunIn(Dir().path(), "mkdir -p " + big + " && cp " + Run(form) + "/lm_mrk_001.txt " + big);
+        const std::vector<std::string> lines = Lines(ReadFile(Run(form) + "/p1_mrk_001.txt"));
+        std::string raised = lines[0] + "\n";
+        for (size_t i = 1; i < lines.size(); ++i) {
+            const size_t blank = lines[i].find(' ');
+            raised += std::to_string(std::stoi(lines[i].substr(0, blank)) + 1000000) + " " +
+                      lines[i].substr(lines[i].find_first_not_of(' ', blank)) + "\n";
+        }
+        WriteFile(big + "/p1_mrk_001.txt", raised);
+        const RunResult r = Export(Dir(), big + " --format vcf --out big");
+        ASSERT_EQ(r.exitCode, 0) << r.err;
+        const std::string vcf = ReadFile(Dir() / "big.vcf");
+        EXPECT_NE(vcf.find("FORMAT\t1000001\t1000002\t"), std::string::npos);
+        EXPECT_TRUE(records(vcf) == records(ReadFile(Dir() / "small.vcf")));
+    }
+}
+
+TEST_F(ExportTest, BadInputGivesAMessageExitOneAndNoFile)
+{
+    const TempDir bad;
+    WriteFile(bad / "report.txt", "not a run\n");
+    // A binary file cut in its last record, with the map it needs.
+    const std::string cut = bad / "r_cut";
+    RunIn(bad.path(), "mkdir r_cut && cp " + Run("binary") + "/lm_mrk_001.txt r_cut/");
+    const std::string whole = ReadFile(Run("binary") + "/p1_mrk_001.txt");
+    WriteFile(cut + "/p1_mrk_001.txt", whole.substr(0, whole.size() - 3));
+
+    struct Case {
+        std::string args, message;
+    };
+    const std::vector<Case> cases = {
+        {bad.path(), "Error - No genotype files in ["},
+        {cut, "is truncated: "},
+        {Run("text") + " --gen 7", "Error - Generation 7 has no genotyped animals in ["},
+        {Run("text") + " --rep 3", "Error - Replicate 3 is not in ["},
+        {cut + " --gen 0", "Error - --gen needs the data file ["},
+    };
+    for (const Case& c : cases) {
+        for (const char* format : {"plink", "vcf"}) {
+            SCOPED_TRACE(c.args + " " + format);
+            const RunResult r = RunIn(bad.path(), kExport + " " + c.args + " --format " + format + " --out out");
+            EXPECT_EQ(r.exitCode, 1);
+            EXPECT_NE(r.err.find(c.message), std::string::npos) << r.err;
+            EXPECT_NE(r.err.find("Aborted."), std::string::npos);
+            for (const char* ext : {".bed", ".bim", ".fam", ".vcf"}) EXPECT_FALSE(FileExists(bad / ("out" + std::string(ext))));
+        }
+    }
+    // Nothing under a temporary name either.
+    const RunResult listing = RunIn(bad.path(), "ls");
+    EXPECT_EQ(listing.out.find(".tmp"), std::string::npos) << listing.out;
+}
+
+}  // namespace
