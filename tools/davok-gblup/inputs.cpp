@@ -1,5 +1,6 @@
 #include "inputs.h"
 
+#include <dirent.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -103,13 +104,28 @@ std::string ResolveGenotypePath(const std::string& pathOrPrefix)
 {
     if (Exists(pathOrPrefix)) return pathOrPrefix;
     if (Exists(pathOrPrefix + ".txt")) return pathOrPrefix + ".txt";
-    for (int rep = 20000; rep >= 1; --rep) {
-        char suffix[16];
-        snprintf(suffix, sizeof suffix, "_%03d.txt", rep);
-        if (Exists(pathOrPrefix + suffix)) return pathOrPrefix + suffix;
+    const size_t slash = pathOrPrefix.rfind('/');
+    const std::string folder = slash == std::string::npos ? "." : pathOrPrefix.substr(0, slash + 1);
+    const std::string stem = pathOrPrefix.substr(slash == std::string::npos ? 0 : slash + 1) + "_";
+    long newest = 0;
+    std::string found;
+    if (DIR* dir = opendir(folder.c_str())) {
+        while (const dirent* entry = readdir(dir)) {
+            const std::string name = entry->d_name;
+            long rep = 0;
+            if (name.rfind(stem, 0) != 0 || name.size() < stem.size() + 4 ||
+                name.compare(name.size() - 4, 4, ".txt") != 0 ||
+                !ParseLong(name.substr(stem.size(), name.size() - stem.size() - 4), rep) || rep <= newest)
+                continue;
+            newest = rep;
+            found = (slash == std::string::npos ? "" : folder) + name;
+        }
+        closedir(dir);
     }
-    throw InputError("Error - No genotype file " + pathOrPrefix + " (nor " + pathOrPrefix + ".txt or " + pathOrPrefix +
-                     "_NNN.txt) was found; the population needs \"genotype;\" in its output block.");
+    if (found.empty())
+        throw InputError("Error - No genotype file " + pathOrPrefix + " (nor " + pathOrPrefix + ".txt or " +
+                         pathOrPrefix + "_NNN.txt) was found; the population needs \"genotype;\" in its output block.");
+    return found;
 }
 
 namespace {

@@ -183,7 +183,9 @@ TEST(Solvers, MarkersThatAreTheQtlGiveTrueValuesAsH2ApproachesOne)
             const double r = Correlation(ebv, truth);
             EXPECT_GT(r, previous - 1e-9);
             if (snp) previous = r;
-            if (h2 > 0.99) EXPECT_GT(r, 0.995);
+            if (h2 > 0.99) {
+                EXPECT_GT(r, 0.995);
+            }
         }
     }
 }
