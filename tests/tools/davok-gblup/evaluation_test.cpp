@@ -121,7 +121,7 @@ TEST(GenomicEvaluation, FailuresStopTheRunWithTheProgramsMessage)
         {"no genotype file", GenomicEvaluation("run"), "", "No genotype file r_run/p_mrk"},
         {"no heritability", "external_bv \"" + bin + " --geno r_run/p_mrk\"", "  genotype;\n", "Give --h2 or --prm"},
         {"generation 1 not genotyped", GenomicEvaluation("run"), "  genotype /gen 0 2 3 4;\n",
-         "(generation 1) has no genotypes in r_run/p_mrk_001.txt"},
+         "Animal 111 (generation 1) has no genotypes in r_run/p_mrk_001.txt"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
