@@ -1,10 +1,13 @@
 // davok-gblup: genomic breeding values for Davok's external_bv evaluation. Reads the population
 // ("data.tmp") and the marker genotypes of the run, writes "my_bv.txt".
+#include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 #include <thread>
+#include <unordered_map>
 
 #include "inputs.h"
 #include "model.h"
