@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "support/test_util.h"
+#include "correlation.h"
 
 namespace {
 
@@ -65,15 +66,6 @@ std::map<long, Row> ReadData(const std::string& path)
         rows[id] = r;
     }
     return rows;
-}
-
-double Correlation(const std::vector<double>& a, const std::vector<double>& b)
-{
-    double ma = 0, mb = 0, sab = 0, saa = 0, sbb = 0;
-    for (size_t i = 0; i < a.size(); ++i) ma += a[i] / a.size(), mb += b[i] / b.size();
-    for (size_t i = 0; i < a.size(); ++i)
-        sab += (a[i] - ma) * (b[i] - mb), saa += (a[i] - ma) * (a[i] - ma), sbb += (b[i] - mb) * (b[i] - mb);
-    return sab / std::sqrt(saa * sbb);
 }
 
 // Correlation of EBV and TBV over the young males of the last evaluation: generation 3, no record
