@@ -6,6 +6,7 @@
 // products of blocks of converted rows (exact: the sums stay below 2^24 up to four million
 // markers).
 #include <Eigen/Dense>
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #if defined(__AVX512VNNI__) && defined(__AVX512BW__)
@@ -62,8 +63,16 @@ void TileProducts(const TileRows& a, const TileRows& b, size_t j0, size_t w, int
         for (size_t x = 0; x < kTile; ++x)
             for (size_t y = 0; y < kTile; ++y) acc[x][y] = _mm512_dpbusd_epi32(acc[x][y], va[x], vb[y]);
     }
+    // Summed through memory: GCC 12's _mm512_reduce_add_epi32 trips its own uninitialised-value
+    // warning, and this runs once per tile and block.
+    alignas(64) int32_t lanes[16];
     for (size_t x = 0; x < kTile; ++x)
-        for (size_t y = 0; y < kTile; ++y) out[x][y] = _mm512_reduce_add_epi32(acc[x][y]);
+        for (size_t y = 0; y < kTile; ++y) {
+            _mm512_store_si512(lanes, acc[x][y]);
+            int32_t sum = 0;
+            for (int32_t lane : lanes) sum += lane;
+            out[x][y] = sum;
+        }
 }
 
 // Lower triangle of the raw products m_i m_k' into g.
@@ -159,13 +168,21 @@ void GenomicRelationshipInto(const MarkerMatrix& z, double ridge, int threads, c
     std::vector<double> mc(n, 0.0);  // m_i c
     double cc = 0;
     for (size_t j = 0; j < m; ++j) cc += z.centre[j] * z.centre[j];
-    for (size_t i = 0; i < n; ++i)
-        for (size_t j = 0; j < m; ++j) mc[i] += z.codes[i * m + j] * z.centre[j];
-    for (size_t k = 0; k < n; ++k)
-        for (size_t i = k; i < n; ++i) {
-            const double value = (g(i, k) - mc[i] - mc[k] + cc) / z.scale + (i == k ? ridge : 0.0);
-            g(i, k) = g(k, i) = value;
-        }
+    ParallelFor(threads, n, [&](size_t begin, size_t end) {
+        for (size_t i = begin; i < end; ++i)
+            for (size_t j = 0; j < m; ++j) mc[i] += z.codes[i * m + j] * z.centre[j];
+    });
+    // Columns are dealt out in turn, so that the threads get the same share of the triangle; each
+    // pair (i, k) belongs to the one thread of its column k.
+    const size_t shares = static_cast<size_t>(std::max(threads, 1));
+    ParallelFor(threads, shares, [&](size_t begin, size_t end) {
+        for (size_t share = begin; share < end; ++share)
+            for (size_t k = share; k < n; k += shares)
+                for (size_t i = k; i < n; ++i) {
+                    const double value = (g(i, k) - mc[i] - mc[k] + cc) / z.scale + (i == k ? ridge : 0.0);
+                    g(i, k) = g(k, i) = value;
+                }
+    });
 }
 
 std::vector<double> GenomicRelationship(const MarkerMatrix& z, double ridge, int threads)
