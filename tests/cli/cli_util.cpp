@@ -1,5 +1,7 @@
 #include "cli/cli_util.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdio>
 #include <dirent.h>
 
@@ -34,6 +36,14 @@ std::set<std::string> ResultFiles(const std::string& folder)
         closedir(dir);
     }
     return names;
+}
+
+std::set<std::string> ExpectSameResultFiles(const std::string& first, const std::string& second)
+{
+    const std::set<std::string> files = ResultFiles(first);
+    EXPECT_EQ(ResultFiles(second), files);
+    for (const std::string& f : files) EXPECT_EQ(ReadFile(second + "/" + f), ReadFile(first + "/" + f)) << f;
+    return files;
 }
 
 std::vector<int> ConsoleSizes(const std::string& out, const std::string& name)

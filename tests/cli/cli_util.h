@@ -18,6 +18,8 @@ std::string TestParam(const std::string& name);
 void RemoveClockSeedRecord(const TempDir& dir);
 // Names of the result files (".txt", without "report.txt") in folder.
 std::set<std::string> ResultFiles(const std::string& folder);
+// Expects the two folders to hold the same result files with the same bytes; returns their names.
+std::set<std::string> ExpectSameResultFiles(const std::string& first, const std::string& second);
 // The console's "Size=" of each generation of the population printed under `name` (of the first
 // replicate).
 std::vector<int> ConsoleSizes(const std::string& out, const std::string& name);

@@ -61,14 +61,6 @@ bool EndsWith(const std::string& text, const std::string& tail)
     return text.size() >= tail.size() && text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
 }
 
-// Every result file of a finished run in `from` is byte for byte the one in `to`.
-void ExpectSameResults(const std::string& from, const std::string& to)
-{
-    const std::set<std::string> files = ResultFiles(from);
-    EXPECT_EQ(ResultFiles(to), files);
-    for (const std::string& f : files) EXPECT_EQ(ReadFile(to + "/" + f), ReadFile(from + "/" + f)) << f;
-}
-
 }  // namespace
 
 TEST(Faults, AnOutputFolderThatCannotBeWrittenStopsBeforeAnythingIsSimulated)
@@ -253,6 +245,6 @@ TEST(Faults, ARunKilledMidWayAndStartedAgainWithOverwriteGivesTheUninterruptedRe
 
     RunResult again = RunDavok(killed, "run.prm -o");
     ASSERT_EQ(again.exitCode, 0) << again.err;
-    ExpectSameResults(whole / "r_run", killed / "r_run");
+    ExpectSameResultFiles(whole / "r_run", killed / "r_run");
     EXPECT_EQ(ReadFile(killed / "r_run/seed"), ReadFile(whole / "r_run/seed"));
 }

@@ -65,11 +65,8 @@ TEST(HistoryRun, TheSameSeedFileAndThreadCountGiveByteIdenticalResults)
         WriteFile(dir / "again.prm", WithThreads(threads, "r_first/seed"));
         RunResult again = RunDavok(dir, "again.prm");
         ASSERT_EQ(again.exitCode, 0) << again.err;
-        std::set<std::string> files = ResultFiles(dir / "r_first");
-        EXPECT_EQ(files, ResultFiles(dir / "r_again"));
-        EXPECT_GE(files.size(), 10u);
-        for (const std::string& f : files)
-            EXPECT_EQ(ReadFile(dir / ("r_first/" + f)), ReadFile(dir / ("r_again/" + f))) << threads << " " << f;
+        SCOPED_TRACE(threads);
+        EXPECT_GE(ExpectSameResultFiles(dir / "r_first", dir / "r_again").size(), 10u);
     }
 }
 
