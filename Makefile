@@ -1,4 +1,5 @@
-# Set-up, build, demo and tests. Every target installs what it needs first.
+# Set-up, build, demo and tests. Every target installs the packages it needs first, and only
+# those (scripts/setup.sh names the groups).
 BUILD      ?= build
 ASAN_BUILD ?= build-asan
 TSAN_BUILD ?= build-tsan
@@ -8,10 +9,10 @@ FUZZ_CXX   ?= clang++-14
 JOBS       ?= $(shell nproc)
 DEMO_DIR   ?= demo-run
 
-.PHONY: setup build demo test test-asan test-tsan soak fuzz bench bench-rng bench-param bench-hp bench-inbred bench-anneal bench-pop bench-blup bench-ld bench-geno bench-export bench-gblup clean
+.PHONY: setup bench-setup build demo test test-asan test-tsan soak fuzz bench bench-rng bench-param bench-hp bench-inbred bench-anneal bench-pop bench-blup bench-ld bench-geno bench-export bench-gblup clean
 
 setup:
-	@sh scripts/setup.sh
+	@sh scripts/setup.sh build
 
 build: setup
 	@cmake -S . -B $(BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
@@ -19,15 +20,18 @@ build: setup
 
 # Runs the quick-start example in a scratch folder; its results land in $(DEMO_DIR)/r_quickstart/.
 demo: build
+	@sh scripts/setup.sh plots
 	@mkdir -p $(DEMO_DIR)
 	@cp examples/quickstart.prm $(DEMO_DIR)/
 	@cd $(DEMO_DIR) && ../$(BUILD)/Davok quickstart.prm -o </dev/null
 
 test: build
+	@sh scripts/setup.sh plots tests
 	@cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
 # Unit and end-to-end tests again, built with AddressSanitizer and UndefinedBehaviorSanitizer.
 test-asan: setup
+	@sh scripts/setup.sh plots tests
 	@cmake -S . -B $(ASAN_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DDAVOK_SANITIZE=ON >/dev/null
 	@cmake --build $(ASAN_BUILD) -j $(JOBS)
 	@cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
@@ -38,6 +42,7 @@ test-asan: setup
 # ThreadSanitizer; a report in a test or in a Davok it runs fails the test (about 35 seconds once built).
 TSAN_TESTS = ^(HistoricalPopulation|IndexAlleles|LDStat|WorkerErrors|Reproducibility|PopulationForms|HistoryRun|GenotypeFiles|LDFile|LDFromGenotypes|Driver)\.|^PopulationRun\.TheSame
 test-tsan: setup
+	@sh scripts/setup.sh plots tests
 	@cmake -S . -B $(TSAN_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DDAVOK_TSAN=ON >/dev/null
 	@cmake --build $(TSAN_BUILD) -j $(JOBS) --target unit_tests cli_tests
 	@cd $(TSAN_BUILD) && TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" \
@@ -54,7 +59,7 @@ soak: setup
 # Fuzzes the parameter reader for FUZZ_SECONDS, starting from every parameter file of the tests
 # and examples; findings land in $(FUZZ_BUILD) as crash-*, timeout-*, leak-* or oom-* files.
 fuzz:
-	@sh scripts/setup.sh fuzz
+	@sh scripts/setup.sh build fuzz
 	@cmake -S . -B $(FUZZ_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=$(FUZZ_CXX) \
 		-DDAVOK_FUZZ=ON >/dev/null
 	@cmake --build $(FUZZ_BUILD) -j $(JOBS) --target param_fuzz
@@ -66,6 +71,10 @@ fuzz:
 
 # Every benchmark; each prints its figures and their ratio to its reference.
 bench: bench-param bench-rng bench-hp bench-inbred bench-anneal bench-pop bench-blup bench-ld bench-geno bench-export bench-gblup
+
+# The references some benchmarks compare with: numpy (LD) and plink1.9 (export).
+bench-setup: build
+	@sh scripts/setup.sh bench
 
 # Reading a parameter file with 200,000 predefined positions and numbers of alleles.
 bench-param: build
@@ -102,7 +111,7 @@ bench-blup: build
 
 # LD by distance class on 2,000 founders: 20,000 markers with 1 and 2 threads, and every pair within
 # 1 cM of 50,000 markers against a numpy popcount reference (about half a minute, mostly set-up).
-bench-ld: build
+bench-ld: bench-setup
 	@$(BUILD)/bench/ld_bench
 
 # The marker genotypes of 10,000 animals x 20,000 markers written as text, with /snp_code and with
@@ -113,7 +122,7 @@ bench-geno: build
 # davok-export of 5,000, 10,000 and 15,000 animals x 20,000 markers to PLINK binary and VCF: time and peak memory
 # against reading the input once and plink1.9 --make-bed (simulating the run takes about two
 # minutes the first time; it is kept in $(BUILD)/bench/export_work).
-bench-export: build
+bench-export: bench-setup
 	@$(BUILD)/bench/export_bench
 
 # davok-gblup on 5,000 animals x 20,000 markers (GBLUP and SNP-BLUP) against a reference of 4.3 s,

@@ -1,21 +1,35 @@
 #!/bin/sh
-# Installs the Debian packages the build and the companion tools need (PLINK and bcftools check
-# the exports, GNU parallel and Slurm run replicates, Eigen serves the genomic evaluation, pandas
-# and matplotlib the readers and plots); with the argument "fuzz", also the compiler and runtime
-# of the fuzz target. Idempotent: the package index is refreshed and apt-get is
-# called only when a package is actually missing.
+# Installs the Debian packages a make target needs, by group, so that each target installs only
+# what it uses:
+#   build   the compiler, CMake, Ninja, GoogleTest, Boost, Eigen (davok-gblup) and Python 3
+#   plots   numpy, pandas and matplotlib for davok-plot and the Python readers
+#   tests   the field's tools the tests check against and run (PLINK 1.9, bcftools, GNU parallel,
+#           Slurm for the single-node cluster test)
+#   bench   PLINK 1.9 (the export benchmark's reference) and numpy (the LD benchmark's)
+#   cluster GNU parallel, for davok-cluster on one machine
+#   fuzz    the compiler and runtime of the fuzz target
+# Idempotent: the package index is refreshed and apt-get is called only when a package of the
+# groups asked for is actually missing.
 set -eu
 
-packages="g++ cmake ninja-build make libgtest-dev libboost-thread-dev libboost-date-time-dev libboost-system-dev"
-packages="$packages libeigen3-dev python3 python3-numpy python3-pandas python3-matplotlib plink1.9 bcftools parallel slurm-wlm"
-if [ "${1:-}" = "fuzz" ]; then
-    packages="$packages clang-14 libclang-rt-14-dev"
-fi
+packages=""
+for group in "${@:-build}"; do
+    case "$group" in
+    build) packages="$packages g++ cmake ninja-build make libgtest-dev libboost-thread-dev libboost-date-time-dev"
+           packages="$packages libboost-system-dev libeigen3-dev python3" ;;
+    plots) packages="$packages python3-numpy python3-pandas python3-matplotlib" ;;
+    tests) packages="$packages plink1.9 bcftools parallel slurm-wlm" ;;
+    bench) packages="$packages plink1.9 python3-numpy" ;;
+    cluster) packages="$packages parallel" ;;
+    fuzz) packages="$packages clang-14 libclang-rt-14-dev" ;;
+    *) echo "setup.sh: unknown group '$group' (build, plots, tests, bench, cluster, fuzz)" >&2; exit 1 ;;
+    esac
+done
 
 missing=""
 for p in $packages; do
     if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed"; then
-        missing="$missing $p"
+        case " $missing " in *" $p "*) ;; *) missing="$missing $p" ;; esac
     fi
 done
 

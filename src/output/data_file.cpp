@@ -64,10 +64,11 @@ void SimClass::SaveData()
             fprintf(fp, " %-7d %-7d", sireMissing[static_cast<size_t>(i)] ? 0 : r.sire->id,
                     damMissing[static_cast<size_t>(i)] ? 0 : r.dam->id);
         fprintf(fp, " %-3s %-4d %-5d %-5d %f %f", r.sex ? "M" : "F", r.gen, r.nMPrg, r.nFPrg, r.inbF, r.homo);
+        // The ten characters stand for the whole " %+f" field, blank included, so columns stay aligned.
         if (r.hasPhen)
             fprintf(fp, " %+f", r.phen);
         else
-            fprintf(fp, " %s", "       ---");
+            fprintf(fp, "       ---");
         fprintf(fp, " %+f %+f %+f", r.res, r.polyVal, r.qtlVal);
         if (p.ebvMethod != kEbvNone) fprintf(fp, " %+f", r.ebv);
         fprintf(fp, "\n");

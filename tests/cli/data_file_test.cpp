@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <map>
+#include <set>
 #include <sstream>
 #include <vector>
 
@@ -96,6 +97,18 @@ TEST(DataFile, HoldsEveryIndividualWithAConsistentPedigreeAndRecords)
         EXPECT_EQ(std::stoi(row[5]), maleProgeny[row[0]]) << row[0];
         EXPECT_EQ(std::stoi(row[6]), femaleProgeny[row[0]]) << row[0];
     }
+    // A missing record fills the phenotype's field exactly, so the values after it stay in their
+    // columns: the residual starts where it starts on a row with a one-digit phenotype.
+    std::set<size_t> residualColumns;
+    std::istringstream lines(ReadFile(dir / "r_run/a_data_001.txt"));
+    std::string line;
+    std::getline(lines, line);
+    for (size_t i = 0; std::getline(lines, line); ++i)
+        if (rows[i][9] == "---" || std::fabs(std::stod(rows[i][9])) < 10) {
+            const size_t phenEnd = line.find(rows[i][9], 60) + rows[i][9].size();
+            residualColumns.insert(line.find(rows[i][10], phenEnd));
+        }
+    EXPECT_EQ(residualColumns.size(), 1u) << "the residual column moves between rows with and without a record";
 
     // `gen 0 2` keeps the founders and generation 2 only.
     std::vector<int> sizesB = ConsoleSizes(r.out, "b");
