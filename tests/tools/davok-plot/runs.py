@@ -41,9 +41,9 @@ def run_davok(folder, name, text, seed=1):
 
 
 def run_study(folder, example):
-    """Runs examples/<example>.prm reduced to test size."""
-    with open(os.path.join(EXAMPLES, example + ".prm")) as f:
-        return run_davok(folder, example, reduced(f.read()))
+    """Runs examples/small/<example>.prm, the study at test size."""
+    with open(os.path.join(EXAMPLES, "small", example + ".prm")) as f:
+        return run_davok(folder, example, f.read())
 
 
 def plot(*args):
