@@ -3,6 +3,7 @@
 import filecmp
 import glob
 import importlib.machinery
+import itertools
 import os
 import shutil
 import struct
@@ -13,7 +14,7 @@ import xml.etree.ElementTree as ET
 import numpy as np
 
 import davok
-from runs import PLOT, TempFolder, plot, run_study
+from runs import PLOT, TempFolder, plot, run_davok, run_study, tiny
 
 WIDTH_IN, HEIGHT_IN, DPI = 6.4, 4.0, 100  # the figure size davok-plot promises
 
@@ -152,21 +153,59 @@ class SummarySources(unittest.TestCase):
                 self.assertEqual(sorted(os.listdir(out)), [f"{s}.png" for s in stems])
 
 
+class PopulationNames(unittest.TestCase):
+    """Populations "a b" and "a_b" of one run, each writing genotypes that no figure uses."""
+
+    NAMES = ("a b", "a_b")
+
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = run_davok(TMP.path, "names", tiny(*cls.NAMES))
+
+    def figures(self, folder, name):
+        out = os.path.join(TMP.path, name)
+        done = plot(folder, "--out", out, "--format", "png")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        return out
+
+    def test_each_population_gets_figures_of_its_own_name(self):
+        stems = ["hp_homozygosity", "inbreeding"] + [f"{p}_{figure}" for p in self.NAMES
+                                                     for figure in ("accuracy", "genetic_trend", "ld_decay")]
+        out = self.figures(self.folder, "names_plots")
+        self.assertEqual(sorted(os.listdir(out)), sorted(s + ".png" for s in stems))
+
+    def test_genotype_files_are_not_read(self):
+        corrupt = shutil.copytree(self.folder, os.path.join(TMP.path, "names_corrupt"))
+        for pop, kind in itertools.product(self.NAMES, ("mrk", "qtl")):
+            for path in glob.glob(os.path.join(corrupt, f"{pop}_{kind}_*.txt")):
+                with open(path, "w") as f:
+                    f.write("ID      Genotypes (paternal allele, maternal allele) ...\nnot a genotype\n")
+        first, again = self.figures(self.folder, "names_intact"), self.figures(corrupt, "names_corrupt_plots")
+        names = sorted(os.listdir(first))
+        self.assertEqual(filecmp.cmpfiles(first, again, names, shallow=False)[1:], ([], []))
+
+
 class Refusals(unittest.TestCase):
     def test_bad_folders_and_formats_end_with_a_message_and_exit_code(self):
         tmp = TempFolder()
         self.addCleanup(tmp.cleanup)
-        empty = os.path.join(tmp.path, "empty")
-        os.mkdir(empty)
-        broken = os.path.join(tmp.path, "broken")
-        os.mkdir(broken)
-        with open(os.path.join(broken, "p1_ld_decay_001.txt"), "w") as f:
-            f.write("No. marker pairs\nBin\\Gen. 0\n[0,.05) x\n")
+
+        def folder(name, files):
+            os.mkdir(os.path.join(tmp.path, name))
+            for file, text in files.items():
+                with open(os.path.join(tmp.path, name, file), "w") as f:
+                    f.write(text)
+            return os.path.join(tmp.path, name)
+
+        empty = folder("empty", {})
+        broken = folder("broken", {"p1_ld_decay_001.txt": "No. marker pairs\nBin\\Gen. 0\n[0,.05) x\n"})
+        no_generation = folder("no_generation", {"p1_data_001.txt": "ID Polygene QTL F\n1 0.1 0.2 0.0\n"})
         cases = [
             ([os.path.join(tmp.path, "missing")], "is not a folder"),
             ([empty], "nothing to plot"),
             ([empty, "--format", "gif"], "unknown format"),
             ([broken], "p1_ld_decay_001.txt cannot be read"),
+            ([no_generation], "cannot be plotted"),
         ]
         for args, message in cases:
             with self.subTest(args=args[1:] or args):

@@ -6,68 +6,21 @@ import numpy as np
 import pandas as pd
 
 import davok
-from runs import TempFolder, run_davok
+from runs import TempFolder, run_davok, tiny
 
-# Every result file of a population, two replicates, a population name with a blank.
-TINY = """
-nrep = 2;
-h2 = 0.3;
-qtlh2 = 0.1;
-phvar = 1.0;
-joint_pop;
-begin_hp;
-   hg_size = 100 [0] 100 [50];
-end_hp;
-begin_pop = "p one";
-   begin_founder;
-      male   [n = 4, pop = "hp"];
-      female [n = 10, pop = "hp"];
-   end_founder;
-   ls = 2;
-   ng = 3;
-   sd = ebv;
-   ebv_est = blup;
-   begin_popoutput;
-      data;
-      stat;
-      ld /max_distance 10;
-      allele_freq /mafbin 5;
-      genotype /gen 3;
-      crossover /gen 1;
-   end_popoutput;
-end_pop;
-begin_genome;
-   begin_chr = 2;
-      chrlen = 10;
-      nmloci = 50;
-      mpos = rnd;
-      nma = all 2;
-      maf = eql;
-      nqloci = 5;
-      qpos = rnd;
-      nqa = all 3;
-      qaf = rnd;
-      qae = rndg 0.4;
-   end_chr;
-end_genome;
-begin_output;
-   linkage_map;
-   allele_effect;
-   hp_stat;
-   monitor_hp_homo /freq 10;
-{extra}end_output;
-"""
-POP = "p one"
+# A blank, and an ending that is also a kind: "p one_freq_mrk" is a genotype file of this
+# population, not the marker frequencies of "p one".
+POP = "p one_freq"
 
 
 class Readers(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.tmp = TempFolder()
-        cls.folder = run_davok(cls.tmp.path, "split", TINY.format(extra=""))
+        cls.folder = run_davok(cls.tmp.path, "split", tiny(POP))
         cls.split = davok.load_run(cls.folder)
-        cls.attached = davok.load_run(run_davok(cls.tmp.path, "attached", TINY.format(extra="   attach_rep;\n")))
-        binary = TINY.format(extra="").replace("genotype /gen 3;", "genotype /binary /gen 3;")
+        cls.attached = davok.load_run(run_davok(cls.tmp.path, "attached", tiny(POP, extra="   attach_rep;\n")))
+        binary = tiny(POP).replace("genotype /gen 3;", "genotype /binary /gen 3;")
         cls.binary = davok.load_run(run_davok(cls.tmp.path, "binary", binary))
 
     @classmethod
@@ -84,6 +37,11 @@ class Readers(unittest.TestCase):
                 if key != (None, "stat_rep"):
                     self.assertEqual(sorted(frame["rep"].unique()), [1, 2])
                 pd.testing.assert_frame_equal(frame, self.attached[key])
+
+    def test_every_file_goes_to_its_population_and_kind(self):
+        kinds = ["crosso", "data", "freq_mrk", "freq_qtl", "ld_decay", "mrk", "qtl", "stat"]
+        self.assertEqual(sorted(k for k in self.split if k[0] is not None), [(POP, k) for k in kinds])
+        self.assertEqual(self.split.populations, [POP])
 
     def test_binary_genotypes_equal_the_text_ones_of_the_same_seed(self):
         for kind in ("mrk", "qtl"):
@@ -155,7 +113,7 @@ class Readers(unittest.TestCase):
             self.assertAlmostEqual(got[gen, label], value, places=4)
 
     def test_stat_file_without_polygenes_with_female_records_and_litter_classes(self):
-        text = (TINY.format(extra="").replace("qtlh2 = 0.1;", "qtlh2 = 0.3;\nno_male_rec;")
+        text = (tiny(POP).replace("qtlh2 = 0.1;", "qtlh2 = 0.3;\nno_male_rec;")
                 .replace("ls = 2;", "ls = 1 2 [0.5];"))
         run = davok.load_run(run_davok(self.tmp.path, "forms", text))
         stat, data = run[POP, "stat"], run[POP, "data"]

@@ -272,6 +272,15 @@ def read_stat(path):
     return _per_replicate(path, _parse_stat)
 
 
+_POP_HEADING = re.compile(r'~+ Population "(.*)" ~+')
+
+
+def population_heading(line):
+    """The population name of a heading line of stat_rep.txt, else None."""
+    m = _POP_HEADING.fullmatch(line.rstrip("\n"))
+    return m.group(1) if m else None
+
+
 def read_stat_rep(path):
     """stat_rep.txt in long form: Pop (empty for the last historical generation), Section, LDGen
     (the generation of an LD table), Row (a generation, an LD class or a label), Mean, SE, SD and
@@ -279,8 +288,8 @@ def read_stat_rep(path):
     rows, pop, sec, ldgen = [], "", "", None
     for s in replicates(path)[0][1]:
         if s.startswith("~"):
-            m = re.fullmatch(r'Population "(.*)"', s.strip("~ "))
-            pop, sec = (m.group(1), "") if m else ("", s.strip("~ "))
+            name = population_heading(s)
+            pop, sec = (name, "") if name is not None else ("", s.strip("~ "))
         elif s.startswith("-"):
             sec, ldgen = s.strip("- "), None
         elif s.startswith("Generation "):
