@@ -5,10 +5,10 @@
 
 #include <cerrno>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <regex>
 #include <sstream>
 
 namespace gblup {
@@ -19,13 +19,6 @@ bool Exists(const std::string& path)
 {
     struct stat st;
     return stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
-}
-
-std::ifstream OpenOrThrow(const std::string& path, const char* what)
-{
-    std::ifstream in(path, std::ios::binary);
-    if (!in) throw InputError("Error - Could not open the " + std::string(what) + " [" + path + "]; " + strerror(errno));
-    return in;
 }
 
 bool ParseLong(const std::string& s, long& v)
@@ -62,7 +55,42 @@ bool ParseAnimal(const std::string& line, Animal& a)
     return !a.recorded || ParseDouble(f[10], a.phenotype);
 }
 
+// Beyond this a value is no phenotype of a simulated trait (the phenotypic variance is at most
+// 1e7, a standard deviation of 3,162), and sums of squares over any population stay far from the
+// largest double.
+constexpr double kMaxPhenotype = 1e12;
+
+void CheckPhenotype(const Animal& a, int lineNo, const std::string& path)
+{
+    if (!a.recorded || std::fabs(a.phenotype) <= kMaxPhenotype) return;
+    char value[32];
+    snprintf(value, sizeof value, "%g", a.phenotype);
+    throw InputError("Error - Line " + std::to_string(lineNo) + " of " + path + " has the phenotype " + value +
+                     ", beyond the +-1e12 a simulated trait can reach.");
+}
+
+// Parents are animals of the file, except those of founders: under joint_pop a founder taken from
+// another population keeps its parents there; they count as unknown.
+void CheckParents(const std::vector<Animal>& animals, const std::unordered_map<long, int>& lineOf,
+                  const std::string& path)
+{
+    for (const Animal& a : animals) {
+        if (a.generation == 0) continue;
+        for (const auto& [role, parent] : {std::pair<const char*, long>{"sire", a.sire}, {"dam", a.dam}})
+            if (parent != 0 && !lineOf.count(parent))
+                throw InputError("Error - Line " + std::to_string(lineOf.at(a.id)) + " of " + path + " names " + role +
+                                 " " + std::to_string(parent) + ", which is not an animal of the file.");
+    }
+}
+
 }  // namespace
+
+std::ifstream OpenOrThrow(const std::string& path, const char* what)
+{
+    std::ifstream in(path, std::ios::binary);
+    if (!in) throw InputError("Error - Could not open the " + std::string(what) + " [" + path + "]; " + strerror(errno));
+    return in;
+}
 
 std::vector<Animal> ReadDataFile(const std::string& path)
 {
@@ -78,26 +106,14 @@ std::vector<Animal> ReadDataFile(const std::string& path)
         if (!ParseAnimal(line, a))
             throw InputError("Error - Line " + std::to_string(lineNo) + " of " + path +
                              " is not a line of the population file: \"" + line + "\"");
+        CheckPhenotype(a, lineNo, path);
         if (!seen.emplace(a.id, lineNo).second)
             throw InputError("Error - Animal " + std::to_string(a.id) + " appears twice in " + path + ".");
         animals.push_back(a);
     }
     if (animals.empty()) throw InputError("Error - " + path + " holds no animals.");
+    CheckParents(animals, seen, path);
     return animals;
-}
-
-double ReadHeritability(const std::string& paramPath)
-{
-    std::ifstream in = OpenOrThrow(paramPath, "parameter file");
-    std::stringstream text;
-    for (std::string line; std::getline(in, line);) text << line.substr(0, line.find("//")) << '\n';
-    static const std::regex h2Statement(R"((^|[;\s])h2\s*=\s*([-+.0-9eE]+)\s*;)");
-    const std::string all = text.str();
-    std::smatch m;
-    double h2 = 0;
-    if (!std::regex_search(all, m, h2Statement) || !ParseDouble(m[2].str(), h2))
-        throw InputError("Error - The parameter file " + paramPath + " has no statement \"h2 = ...;\".");
-    return h2;
 }
 
 std::string ResolveGenotypePath(const std::string& pathOrPrefix)

@@ -1,8 +1,9 @@
-// Reading what the simulator leaves for an external evaluation: the population in "data.tmp",
-// the heritability of the parameter file, and the marker genotypes of the output folder.
+// Reading what the simulator leaves for an external evaluation: the population in "data.tmp" and
+// the marker genotypes of the output folder.
 #pragma once
 
 #include <cstdint>
+#include <fstream>
 #include <stdexcept>
 #include <string>
 #include <unordered_map>
@@ -28,11 +29,12 @@ struct Animal {
     double phenotype = 0;
 };
 
-// The animals of "data.tmp" in file order (parents before their progeny).
-std::vector<Animal> ReadDataFile(const std::string& path);
+// The file opened for reading; `what` names it in the error.
+std::ifstream OpenOrThrow(const std::string& path, const char* what);
 
-// The value of the `h2` statement of a parameter file.
-double ReadHeritability(const std::string& paramPath);
+// The animals of "data.tmp" in file order (parents before their progeny). Refused: malformed
+// lines, an animal twice, a phenotype beyond +-1e12, a parent of a non-founder missing from it.
+std::vector<Animal> ReadDataFile(const std::string& path);
 
 // Gene content of a marker: copies of alleles other than allele 1, or kMissingGenotype.
 constexpr uint8_t kMissingGenotype = 3;

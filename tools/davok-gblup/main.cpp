@@ -11,6 +11,7 @@
 
 #include "inputs.h"
 #include "model.h"
+#include "parameter_file.h"
 
 namespace {
 
@@ -21,16 +22,45 @@ const char* const kUsage =
 struct Options {
     std::string method = "gblup";
     std::string geno, prm, data = "data.tmp", out = "my_bv.txt";
-    double h2 = -1, ridge = 0.01;
-    int threads = 0;
+    double h2 = -1, ridge = 0.01;  // h2 -1: not given
+    int threads = 0;               // 0: not given
 };
 
-double NumberArgument(const char* name, const char* text)
+// Beyond the cores of any machine this runs on; every one is a system thread of its own.
+constexpr long kMaxThreads = 256;
+
+gblup::InputError BadValue(const std::string& key, const std::string& wanted, const char* text)
+{
+    return gblup::InputError("Error - " + key + " needs " + wanted + ", not \"" + text + "\".");
+}
+
+// The values a numeric option takes: above low, and below high or up to it.
+struct Range {
+    double low, high;
+    bool highIncluded;
+    const char* words;
+};
+const Range kHeritability = {0, 1, false, "a number above 0 and below 1"};
+// The ridge is the genetic variance outside the markers, as a share of the markers' own.
+const Range kRidge = {0, 1, true, "a number above 0 and at most 1"};
+
+double NumberArgument(const std::string& key, const char* text, const Range& r)
 {
     char* end = nullptr;
     const double v = std::strtod(text, &end);
-    if (end == text || *end != '\0') throw gblup::InputError(std::string("Error - ") + name + " needs a number, not \"" + text + "\".");
+    const bool inside = v > r.low && (v < r.high || (r.highIncluded && v == r.high));  // false for NaN
+    if (end == text || *end != '\0' || !inside) throw BadValue(key, r.words, text);
     return v;
+}
+
+int ThreadsArgument(const std::string& key, const char* text)
+{
+    char* end = nullptr;
+    errno = 0;
+    const long v = std::strtol(text, &end, 10);
+    if (end == text || *end != '\0' || errno != 0 || v < 1 || v > kMaxThreads)
+        throw BadValue(key, "a whole number from 1 to " + std::to_string(kMaxThreads), text);
+    return static_cast<int>(v);
 }
 
 Options ParseOptions(int argc, char** argv)
@@ -45,15 +75,16 @@ Options ParseOptions(int argc, char** argv)
         else if (key == "--prm") o.prm = value;
         else if (key == "--data") o.data = value;
         else if (key == "--out") o.out = value;
-        else if (key == "--h2") o.h2 = NumberArgument("--h2", value);
-        else if (key == "--ridge") o.ridge = NumberArgument("--ridge", value);
-        else if (key == "--threads") o.threads = static_cast<int>(NumberArgument("--threads", value));
+        else if (key == "--h2") o.h2 = NumberArgument(key, value, kHeritability);
+        else if (key == "--ridge") o.ridge = NumberArgument(key, value, kRidge);
+        else if (key == "--threads") o.threads = ThreadsArgument(key, value);
         else throw gblup::InputError("Error - Unknown option " + key + ".\n" + kUsage);
     }
     if (o.method != "gblup" && o.method != "snpblup")
         throw gblup::InputError("Error - --method is gblup or snpblup, not \"" + o.method + "\".");
     if (o.geno.empty()) throw gblup::InputError(std::string("Error - --geno is missing.\n") + kUsage);
     if (o.h2 < 0 && o.prm.empty()) throw gblup::InputError(std::string("Error - Give --h2 or --prm.\n") + kUsage);
+    if (o.h2 > 0 && !o.prm.empty()) throw gblup::InputError("Error - Give either --h2 or --prm, not both.");
     if (o.threads < 1) o.threads = static_cast<int>(std::max(1u, std::min(2u, std::thread::hardware_concurrency())));
     return o;
 }
@@ -70,12 +101,12 @@ void WriteBreedingValues(const std::string& path, const gblup::Model& m, const g
 int Run(int argc, char** argv)
 {
     const Options o = ParseOptions(argc, argv);
-    const double h2 = o.h2 >= 0 ? o.h2 : gblup::ReadHeritability(o.prm);
+    const double lambda = o.prm.empty() ? (1 - o.h2) / o.h2 : gblup::SimulatorVarianceRatio(o.prm);
     const std::vector<gblup::Animal> animals = gblup::ReadDataFile(o.data);
     std::unordered_map<long, size_t> wanted;
     for (size_t i = 0; i < animals.size(); ++i) wanted.emplace(animals[i].id, i);
     const std::string genoPath = gblup::ResolveGenotypePath(o.geno);
-    gblup::Model model = gblup::BuildModel(animals, gblup::ReadGenotypes(genoPath, wanted), h2, o.ridge, genoPath);
+    gblup::Model model = gblup::BuildModel(animals, gblup::ReadGenotypes(genoPath, wanted), lambda, o.ridge, genoPath);
     const gblup::Solution s =
         o.method == "gblup" ? gblup::SolveGblup(model, o.threads) : gblup::SolveSnpBlup(model, o.threads);
     if (!s.converged)

@@ -46,11 +46,9 @@ double SamplingShare(const std::vector<Animal>& animals, int s, int d)
 
 }  // namespace
 
-Model BuildModel(const std::vector<Animal>& animals, Genotypes genotypes, double h2, double ridge,
+Model BuildModel(const std::vector<Animal>& animals, Genotypes genotypes, double lambda, double ridge,
                  const std::string& genotypeFile)
 {
-    if (!(h2 > 0 && h2 < 1)) throw InputError("Error - The heritability must lie between 0 and 1 (exclusive).");
-    if (!(ridge > 0)) throw InputError("Error - The ridge added to G must be above 0.");
     Model m;
     const size_t n = animals.size();
     std::unordered_map<long, int> index;
@@ -59,7 +57,7 @@ Model BuildModel(const std::vector<Animal>& animals, Genotypes genotypes, double
         auto it = index.find(id);
         return it == index.end() ? -1 : it->second;
     };
-    m.lambda = (1 - h2) / h2;
+    m.lambda = lambda;
     m.ridge = ridge;
     for (size_t i = 0; i < n; ++i) {
         const Animal& a = animals[i];

@@ -34,14 +34,15 @@ struct Model {
     std::vector<double> samplingShare;  // d of an animal without genotypes, 0 otherwise
     std::vector<char> recorded;
     std::vector<double> y;              // phenotype, 0 without a record
-    double lambda = 0;                  // sigma2e / sigma2g = (1 - h2) / h2
+    double lambda = 0;                  // sigma2e / sigma2g
     double ridge = 0;
     MarkerMatrix markers;
 };
 
-// Matches the animals with their genotypes and sets up the model. Every animal except those of
-// the generation just produced (flag P) must be genotyped.
-Model BuildModel(const std::vector<Animal>& animals, Genotypes genotypes, double h2, double ridge,
+// Matches the animals with their genotypes and sets up the model with the variance ratio
+// lambda = sigma2e / sigma2g and the ridge (both above 0). Every animal except those of the
+// generation just produced (flag P) must be genotyped.
+Model BuildModel(const std::vector<Animal>& animals, Genotypes genotypes, double lambda, double ridge,
                  const std::string& genotypeFile);
 
 // Gene contents with missing genotypes filled and centres computed (exposed for the tests).

@@ -3,11 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
 #include <map>
+#include <set>
 #include <sstream>
 
 #include "support/test_util.h"
 #include "correlation.h"
+#include "population_file.h"
 
 namespace {
 
@@ -15,10 +18,11 @@ const int kReplicates = 5;
 
 // A population of four generations selected at random (so that both evaluations see the same
 // animals), males without records, genotypes of every generation written as codes.
-std::string Param(const std::string& evaluation, const std::string& extra = "")
+std::string Param(const std::string& evaluation, const std::string& extra = "",
+                  const std::string& heritability = "h2 = 0.4;")
 {
     return "nrep = " + std::to_string(kReplicates) + ";\nseed = \"" GBLUP_TEST_DATA "/evaluation.seed\";\n" +
-           "h2 = 0.4;\nqtlh2 = 0.4;\nphvar = 1.0;\nno_male_rec;\nbegin_hp;\n hg_size = 400 [0] 400 [100];\nend_hp;\n"
+           heritability + "\nqtlh2 = 0.4;\nphvar = 1.0;\nno_male_rec;\nbegin_hp;\n hg_size = 400 [0] 400 [100];\nend_hp;\n"
            "begin_pop = \"p\";\n begin_founder;\n  male [n = 10, pop = \"hp\"];\n  female [n = 100, pop = \"hp\"];\n"
            " end_founder;\n ls = 2;\n ng = 4;\n md = rnd;\n sr = 0.5;\n dr = 0.3;\n sd = rnd;\n cd = age;\n"
            " ebv_est = " + evaluation + ";\n begin_popoutput;\n  data;\n" + extra + " end_popoutput;\nend_pop;\n"
@@ -133,6 +137,101 @@ TEST(GenomicEvaluation, MalformedDataFileIsRefused)
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_NE(r.err.find("Line 2 of data.tmp is not a line of the population file"), std::string::npos) << r.err;
     EXPECT_FALSE(FileExists(dir / "my_bv.txt"));
+}
+
+// Three genotyped founders and a newborn, for runs of the program alone.
+void WriteSmallEvaluation(const TempDir& dir)
+{
+    WriteFile(dir / "data.tmp", std::string(kDataHeading) + DataLine(1, 0, 0, 'S', "+1.0", 0) +
+                                    DataLine(2, 0, 0, 'D', "+0.5", 0) + DataLine(3, 0, 0, '-', "-0.2", 0) +
+                                    DataLine(4, 1, 2, 'P', "+0.3"));
+    WriteFile(dir / "geno.txt", "ID Genotypes\n1      0234\n2      2043\n3      3320\n");
+}
+
+std::vector<double> Ebvs(const std::string& path)
+{
+    std::vector<double> ebv;
+    std::istringstream in(ReadFile(path));
+    std::string line;
+    std::getline(in, line);
+    for (long id; in >> id;) ebv.push_back(0), in >> ebv.back();
+    return ebv;
+}
+
+std::set<std::string> FilesIn(const TempDir& dir)
+{
+    std::set<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(dir.path())) names.insert(entry.path().filename());
+    return names;
+}
+
+// --prm takes what the simulator takes from the same file, and refuses what it refuses with its
+// message; reading leaves no output folder or seed file behind and prints nothing on stdout.
+TEST(GenomicEvaluation, ParameterFileGivesTheHeritabilityTheSimulatorUses)
+{
+    struct Case {
+        const char* name;
+        std::string statement, message;  // message empty: the EBVs of --h2 0.5
+    };
+    const Case cases[] = {
+        {"an earlier value commented out", "/* earlier try: h2 = 0.9; */ h2 = 0.5;", ""},
+        {"upper-case keyword", "H2 = 0.5;", ""},
+        {"value the simulator refuses", "h2 = 1.5;", "The specified value must be a numeric between 0 and 1"},
+        {"h2 of 1", "h2 = 1;", "davok-gblup: Error - The parameter file run.prm has h2 = 1"},
+    };
+    TempDir reference;
+    WriteSmallEvaluation(reference);
+    ASSERT_EQ(RunIn(reference.path(), GBLUP_BIN " --geno geno.txt --h2 0.5").exitCode, 0);
+    const std::vector<double> expected = Ebvs(reference / "my_bv.txt");
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        TempDir dir;
+        WriteSmallEvaluation(dir);
+        WriteFile(dir / "run.prm", Param(GenomicEvaluation("run"), "", c.statement));
+        const RunResult r = RunIn(dir.path(), GBLUP_BIN " --geno geno.txt --prm run.prm");
+        EXPECT_EQ(r.out, "");
+        std::set<std::string> files = {"data.tmp", "geno.txt", "run.prm"};
+        if (c.message.empty()) files.insert("my_bv.txt");
+        EXPECT_EQ(FilesIn(dir), files);
+        if (c.message.empty()) {
+            EXPECT_EQ(r.exitCode, 0) << r.err;
+            EXPECT_EQ(r.err, "");
+            const std::vector<double> ebv = Ebvs(dir / "my_bv.txt");
+            ASSERT_EQ(ebv.size(), expected.size());
+            for (size_t i = 0; i < ebv.size(); ++i) EXPECT_NEAR(ebv[i], expected[i], 1e-12);
+        } else {
+            EXPECT_EQ(r.exitCode, 1);
+            EXPECT_NE(r.err.find(c.message), std::string::npos) << r.err;
+            EXPECT_NE(r.err.find("davok-gblup: Error - "), std::string::npos) << r.err;
+        }
+    }
+}
+
+TEST(GenomicEvaluation, OptionsOutOfRangeAreRefused)
+{
+    struct Case {
+        const char* options;
+        const char* message;
+    };
+    const Case cases[] = {
+        {"--h2 0.5 --threads 100000", "--threads needs a whole number from 1 to 256, not \"100000\""},
+        {"--h2 0.5 --threads 0", "--threads needs a whole number from 1 to 256, not \"0\""},
+        {"--h2 0.5 --threads 1.5", "--threads needs a whole number from 1 to 256, not \"1.5\""},
+        {"--h2 1", "--h2 needs a number above 0 and below 1, not \"1\""},
+        {"--h2 nan", "--h2 needs a number above 0 and below 1, not \"nan\""},
+        {"--h2 0.5 --ridge 0", "--ridge needs a number above 0 and at most 1, not \"0\""},
+        {"--h2 0.5 --ridge inf", "--ridge needs a number above 0 and at most 1, not \"inf\""},
+        {"--h2 0.5 --prm run.prm", "Give either --h2 or --prm, not both"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.options);
+        TempDir dir;
+        WriteSmallEvaluation(dir);
+        const RunResult r = RunIn(dir.path(), std::string(GBLUP_BIN) + " --geno geno.txt " + c.options);
+        EXPECT_EQ(r.exitCode, 1);
+        EXPECT_NE(r.err.find(std::string("davok-gblup: Error - ") + c.message), std::string::npos) << r.err;
+        EXPECT_FALSE(FileExists(dir / "my_bv.txt"));
+    }
 }
 
 }  // namespace

@@ -126,7 +126,7 @@ TEST(Solvers, GblupAndSnpBlupMatchTheWrittenOutEquations)
     for (const SolverCase& c : cases) {
         SCOPED_TRACE(c.name);
         const Population pop = MakePopulation(c.founders, c.progeny, c.newest, c.markers, 7);
-        const gblup::Model m = gblup::BuildModel(pop.animals, pop.genotypes, 0.35, 0.01, "test");
+        const gblup::Model m = gblup::BuildModel(pop.animals, pop.genotypes, (1 - 0.35) / 0.35, 0.01, "test");
         const std::vector<double> dense = DenseSolution(m);
         const gblup::Solution g = gblup::SolveGblup(m, 2);
         const gblup::Solution s = gblup::SolveSnpBlup(m, 2);
@@ -167,7 +167,7 @@ TEST(Solvers, MarkersThatAreTheQtlGiveTrueValuesAsH2ApproachesOne)
             pop.animals[i].recorded = i < n - unrecorded;
             pop.animals[i].phenotype = tbv[i] + std::sqrt(tbvVar * (1 - h2) / h2) * noise.Normal();
         }
-        const gblup::Model m = gblup::BuildModel(pop.animals, pop.genotypes, h2, 0.01, "test");
+        const gblup::Model m = gblup::BuildModel(pop.animals, pop.genotypes, (1 - h2) / h2, 0.01, "test");
         for (bool snp : {false, true}) {
             const gblup::Solution s = snp ? gblup::SolveSnpBlup(m, 1) : gblup::SolveGblup(m, 1);
             const std::vector<double> ebv(s.ebv.end() - unrecorded, s.ebv.end());
