@@ -110,7 +110,7 @@ int Run(int argc, char** argv)
     const gblup::Solution s =
         o.method == "gblup" ? gblup::SolveGblup(model, o.threads) : gblup::SolveSnpBlup(model, o.threads);
     if (!s.converged)
-        fprintf(stderr, "Warning - SNP-BLUP did not converge after %d iterations; the last iterate is used.\n",
+        fprintf(stderr, "\nWarning - SNP-BLUP did not converge after %d iterations; the last iterate is used.\n",
                 s.iterations);
     WriteBreedingValues(o.out, model, s);
     return 0;
@@ -118,14 +118,16 @@ int Run(int argc, char** argv)
 
 }  // namespace
 
+// Every message starts with a line feed: Davok runs the plug-in in the middle of its progress line
+// ("G3     Size=40     "), and the message must not be glued to it.
 int main(int argc, char** argv)
 {
     try {
         return Run(argc, argv);
     } catch (const gblup::InputError& e) {
-        fprintf(stderr, "davok-gblup: %s\n", e.what());
+        fprintf(stderr, "\ndavok-gblup: %s\n", e.what());
     } catch (const std::bad_alloc&) {
-        fprintf(stderr, "davok-gblup: Error - Not enough memory for this evaluation.\n");
+        fprintf(stderr, "\ndavok-gblup: Error - Not enough memory for this evaluation.\n");
     }
     return 1;
 }

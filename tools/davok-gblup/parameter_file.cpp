@@ -85,7 +85,7 @@ bool ReadAsDavok(SimClass& sim, const std::string& paramPath)
         std::string messages = err.Restore();
         const size_t aborted = messages.rfind("Aborted.\n");
         if (aborted != std::string::npos && aborted + 9 == messages.size()) messages.resize(aborted);
-        fputs(messages.c_str(), stderr);
+        fprintf(stderr, "\n%s", messages.c_str());
         return false;
     }
 }
