@@ -66,7 +66,7 @@ class Study:
         except OSError as e:
             raise ClusterError(f"Could not read [{path}]; {e.strerror}. Is [{folder}] a study made by split?")
         if any(k not in pairs for k in self.KEYS):
-            raise ClusterError(f"[{path}] is incomplete")
+            raise ClusterError(f"[{path}] is incomplete; split the study again")
         try:
             self.jobs = int(pairs["jobs"])
             self.per_job = int(pairs["replicates_per_job"])
@@ -207,16 +207,20 @@ def prepare_study_folder(folder, overwrite, param):
             raise ClusterError(f"[{folder}] is not empty; use -o to replace it")
         refuse_enclosing_folder(folder)
         entries = earlier_study_entries(folder)
-        for path in entries:
-            if os.path.realpath(param) == os.path.realpath(path) or \
-                    os.path.realpath(param).startswith(os.path.realpath(path) + os.sep):
-                raise ClusterError(f"[{folder}] holds [{param}], the parameter file being split, and is not replaced")
+        if any(lies_in(param, path) for path in entries):
+            raise ClusterError(f"[{folder}] holds [{param}], the parameter file being split, and is not replaced")
         for path in entries:
             if os.path.isdir(path) and not os.path.islink(path):
                 shutil.rmtree(path)
             else:
                 os.remove(path)
     os.makedirs(folder, exist_ok=True)
+
+
+def lies_in(path, entry):
+    """Whether path is entry or lies below it, as written or with its links resolved."""
+    return any(p == e or p.startswith(e + os.sep) for p, e in ((os.path.abspath(path), os.path.abspath(entry)),
+                                                              (os.path.realpath(path), os.path.realpath(entry))))
 
 
 def earlier_study_entries(folder):
@@ -246,10 +250,8 @@ def earlier_study_entries(folder):
 def refuse_enclosing_folder(folder, *kept):
     """Replacing the folder one works in, or one above it or above a folder still needed, would
     delete one's own files."""
-    target = os.path.realpath(folder)
     for inside in (os.getcwd(),) + kept:
-        here = os.path.realpath(inside)
-        if here == target or here.startswith(target + os.sep):
+        if lies_in(inside, folder):
             raise ClusterError(f"[{folder}] holds [{inside}] and is not replaced")
 
 
