@@ -245,7 +245,7 @@ class ParallelStudyTest(unittest.TestCase):
                         self.assertEqual(body, f.read())
 
     def test_submit_shows_each_job_that_ended_with_the_time_left(self):
-        first, last = self.submitted["c_study"].splitlines()
+        first, last = [line for line in self.submitted["c_study"].splitlines() if "jobs ended" in line]
         self.assertRegex(first, r"^job [12] \(replicates [13]-[24]\) finished: 1 of 2 jobs ended, "
                                 r"\d+:\d\d:\d\d elapsed, about \d+:\d\d:\d\d to go$")
         self.assertRegex(last, r"^job [12] \(replicates [13]-[24]\) finished: 2 of 2 jobs ended, "
