@@ -22,6 +22,8 @@ import shutil
 import struct
 import subprocess
 import sys
+import tempfile
+import time
 
 STUDY_FILE = "study.txt"
 SUMS_FILE = re.compile(r"^replicate_sums_\d+\.txt$")
@@ -31,6 +33,9 @@ ENGINE = "davok-cluster-engine"
 SEED_WORDS = 624
 # Files of a job's folder that belong to the run, not to its results.
 RUN_FILES = ("report.txt", "seed", "stat_rep.txt", DONE_FILE)
+# Files a run writes in the folder it starts in (seeding, an external evaluation): in a job's
+# working folder they are the job's own, never links to the starting folder's.
+WORKING_FOLDER_FILES = ("data.tmp", "my_bv.txt", "seed.prv", "seed.lck")
 
 
 class ClusterError(Exception):
@@ -45,22 +50,23 @@ class Study:
     study.txt              settings: parameter file, replicates, grouping, master seed, threads
     <name>.prm             the copy of the parameter file every replicate runs
     seeds/seed_job_JJJ     the seed file of job JJJ
-    runs/job_JJJ/          the engine's output folder of job JJJ; done.txt marks it finished
+    runs/job_JJJ/          the working folder job JJJ runs in: links to the entries of the folder
+                           split was run from, and the output folder the parameter file names,
+                           where done.txt marks the job finished
     logs/                  the engine's console output per job, Slurm and parallel logs
     """
 
-    KEYS = ("param", "workdir", "jobs", "replicates_per_job", "master_seed", "threads")
+    KEYS = ("param", "workdir", "output_folder", "jobs", "replicates_per_job", "master_seed", "threads")
 
     def __init__(self, folder):
         self.folder = os.path.abspath(folder)
         path = os.path.join(self.folder, STUDY_FILE)
         try:
-            with open(path) as f:
-                pairs = dict(line.rstrip("\n").split(" = ", 1) for line in f if " = " in line)
+            pairs = read_settings(path)
         except OSError as e:
             raise ClusterError(f"Could not read [{path}]; {e.strerror}. Is [{folder}] a study made by split?")
         if any(k not in pairs for k in self.KEYS):
-            raise ClusterError(f"[{path}] is incomplete")
+            raise ClusterError(f"[{path}] is incomplete; split the study again")
         try:
             self.jobs = int(pairs["jobs"])
             self.per_job = int(pairs["replicates_per_job"])
@@ -70,10 +76,11 @@ class Study:
             raise ClusterError(f"[{path}] holds a number that is not one")
         self.param = pairs["param"]
         self.workdir = pairs["workdir"]
+        self.output_folder = pairs["output_folder"]
 
     @staticmethod
-    def write(folder, param, workdir, jobs, per_job, master_seed, threads):
-        values = (param, workdir, jobs, per_job, master_seed, threads)
+    def write(folder, param, workdir, output_folder, jobs, per_job, master_seed, threads):
+        values = (param, workdir, output_folder, jobs, per_job, master_seed, threads)
         with open(os.path.join(folder, STUDY_FILE), "w") as f:
             for key, value in zip(Study.KEYS, values):
                 f.write(f"{key} = {value}\n")
@@ -95,14 +102,23 @@ class Study:
     def seed_path(self, job):
         return os.path.join(self.folder, "seeds", f"seed_job_{job:03d}")
 
-    def run_folder(self, job):
+    def work_folder(self, job):
         return os.path.join(self.folder, "runs", f"job_{job:03d}")
+
+    def run_folder(self, job):
+        """The job's output folder, under the name the parameter file gives it."""
+        return os.path.join(self.work_folder(job), self.output_folder)
 
     def log_path(self, job):
         return os.path.join(self.folder, "logs", f"job_{job:03d}.log")
 
     def sums_path(self, job, local_rep):
         return os.path.join(self.run_folder(job), f"replicate_sums_{local_rep:03d}.txt")
+
+
+def read_settings(path):
+    with open(path) as f:
+        return dict(line.rstrip("\n").split(" = ", 1) for line in f if " = " in line)
 
 
 # ---- Seeds ----
@@ -135,14 +151,15 @@ def split(args):
     if not os.path.isfile(args.param):
         raise ClusterError(f"Could not open [{args.param}]")
     base = os.path.basename(args.param)
-    if base in (STUDY_FILE, SLURM_JOBS_FILE, "job.sh", "seeds", "runs", "logs"):
+    if base in (STUDY_FILE, SLURM_JOBS_FILE, "job.sh") + STUDY_SUBFOLDERS:
         raise ClusterError(f"A parameter file named {base} would overwrite the study's own {base}; rename it")
+    output_folder = job_output_folder(args.param)
     folder = args.dir or "c_" + os.path.splitext(base)[0]
-    prepare_empty_folder(folder, args.overwrite)
+    prepare_study_folder(folder, args.overwrite, args.param)
+    Study.write(folder, base, os.getcwd(), output_folder, args.jobs, args.reps_per_job, args.seed, args.threads)
     shutil.copyfile(args.param, os.path.join(folder, base))
-    for sub in ("seeds", "runs", "logs"):
+    for sub in STUDY_SUBFOLDERS:
         os.makedirs(os.path.join(folder, sub))
-    Study.write(folder, base, os.getcwd(), args.jobs, args.reps_per_job, args.seed, args.threads)
     study = Study(folder)
     for job in range(1, study.jobs + 1):
         with open(study.seed_path(job), "w") as f:
@@ -150,23 +167,91 @@ def split(args):
     print(f"Study [{folder}]: {study.jobs} jobs of {study.per_job} replicate(s), master seed {args.seed}")
 
 
-def prepare_empty_folder(folder, overwrite):
-    """Creates folder, or empties it with -o; a folder holding files is otherwise refused."""
+def job_output_folder(param):
+    """The output folder the parameter file names, as every job will hold it in its own working
+    folder; refused when it would lie outside that folder or a command names it by its full path."""
+    result = subprocess.run([engine_path(), "folder", param], stdin=subprocess.DEVNULL, capture_output=True,
+                            text=True)
+    if result.returncode != 0:
+        raise ClusterError(f"[{param}] cannot be run:\n{(result.stderr + result.stdout).strip()}")
+    named = result.stdout.splitlines()[-1]
+    parts = [part for part in named.split("/") if part not in ("", ".")]
+    if named.startswith("/"):
+        raise ClusterError(f"The output folder [{named}] is an absolute path: all jobs would write into it; "
+                           "give output_folder a path relative to the folder the run starts in")
+    if not parts or ".." in parts:
+        raise ClusterError(f"The output folder [{named}] is not a folder below the one the run starts in, "
+                           "so the jobs could not each have their own; give output_folder such a path")
+    relative = "/".join(parts)
+    full = os.path.join(os.getcwd(), relative)
+    with open(param, errors="replace") as f:
+        if full in f.read():
+            raise ClusterError(f"[{param}] names the output folder by its full path [{full}]: every job writes "
+                               f"its own [{relative}]; name it as [{relative}] in the commands")
+    return relative
+
+
+# What split and its jobs write: the study's sub-folders and the names they hold.
+STUDY_SUBFOLDERS = ("seeds", "runs", "logs")
+STUDY_SUBFOLDER_ENTRIES = {"seeds": re.compile(r"^seed_job_\d{3,}$"),
+                           "runs": re.compile(r"^job_\d{3,}$"),
+                           "logs": re.compile(r"^(job_\d{3,}\.log|parallel\.log|slurm_\d+_\d+\.out)$")}
+
+
+def prepare_study_folder(folder, overwrite, param):
+    """Creates the study folder, or with -o removes from it what an earlier split and its jobs
+    wrote. Anything else in the folder's files or in the study's sub-folders, or the parameter
+    file being split, stops the split before anything is removed; other sub-folders are kept."""
     if os.path.exists(folder) and os.listdir(folder):
         if not overwrite:
             raise ClusterError(f"[{folder}] is not empty; use -o to replace it")
         refuse_enclosing_folder(folder)
-        shutil.rmtree(folder)
+        entries = earlier_study_entries(folder)
+        if any(lies_in(param, path) for path in entries):
+            raise ClusterError(f"[{folder}] holds [{param}], the parameter file being split, and is not replaced")
+        for path in entries:
+            if os.path.isdir(path) and not os.path.islink(path):
+                shutil.rmtree(path)
+            else:
+                os.remove(path)
     os.makedirs(folder, exist_ok=True)
+
+
+def lies_in(path, entry):
+    """Whether path is entry or lies below it, as written or with its links resolved."""
+    return any(p == e or p.startswith(e + os.sep) for p, e in ((os.path.abspath(path), os.path.abspath(entry)),
+                                                              (os.path.realpath(path), os.path.realpath(entry))))
+
+
+def earlier_study_entries(folder):
+    """The entries of folder that an earlier split and its jobs wrote; a file or an entry of the
+    study's sub-folders that neither wrote is named and refused."""
+    try:
+        own_files = {STUDY_FILE, SLURM_JOBS_FILE, "job.sh", read_settings(os.path.join(folder, STUDY_FILE))["param"]}
+    except (OSError, KeyError, ValueError):
+        own_files = {STUDY_FILE, SLURM_JOBS_FILE, "job.sh"}
+    entries, foreign = [], []
+    for name in sorted(os.listdir(folder)):
+        path = os.path.join(folder, name)
+        if name in STUDY_SUBFOLDERS and os.path.isdir(path) and not os.path.islink(path):
+            inside = sorted(os.listdir(path))
+            foreign += [os.path.join(name, n) for n in inside if not STUDY_SUBFOLDER_ENTRIES[name].match(n)]
+            entries.append(path)
+        elif name in own_files and not os.path.isdir(path):
+            entries.append(path)
+        elif not os.path.isdir(path) or os.path.islink(path):
+            foreign.append(name)
+    if foreign:
+        raise ClusterError(f"[{folder}] holds what split did not write ({', '.join(foreign[:5])}"
+                           f"{', ...' if len(foreign) > 5 else ''}) and is not replaced")
+    return entries
 
 
 def refuse_enclosing_folder(folder, *kept):
     """Replacing the folder one works in, or one above it or above a folder still needed, would
     delete one's own files."""
-    target = os.path.realpath(folder)
     for inside in (os.getcwd(),) + kept:
-        here = os.path.realpath(inside)
-        if here == target or here.startswith(target + os.sep):
+        if lies_in(inside, folder):
             raise ClusterError(f"[{folder}] holds [{inside}] and is not replaced")
 
 
@@ -215,27 +300,46 @@ def run_job(args):
     study = Study(args.study)
     if not 1 <= args.job <= study.jobs:
         raise ClusterError(f"The study has jobs 1 to {study.jobs}, not {args.job}")
+    # One line on the standard output when the job ends, which submit counts for its progress.
     if read_manifest(study, args.job)[0] is None and not run_engine(study, args.job):
+        print(f"{study.describe(args.job)} failed", flush=True)
         raise ClusterError(f"Job {args.job} failed; see {study.log_path(args.job)}")
+    print(f"{study.describe(args.job)} finished", flush=True)
 
 
 def run_engine(study, job):
-    """Runs the job afresh; the manifest is written only after a run that completed."""
+    """Runs the job afresh in its own working folder; the manifest is written only after a run
+    that completed."""
+    work = prepare_working_folder(study, job)
     folder = study.run_folder(job)
-    if os.path.isdir(folder):
-        for name in os.listdir(folder):
-            if name == DONE_FILE or SUMS_FILE.match(name):
-                os.remove(os.path.join(folder, name))
     command = [engine_path(), "run", study.param_path(), folder, study.seed_path(job), str(study.per_job),
                str(study.threads)]
     with open(study.log_path(job), "w") as log:
-        status = subprocess.call(command, cwd=study.workdir, stdin=subprocess.DEVNULL, stdout=log, stderr=log)
+        status = subprocess.call(command, cwd=work, stdin=subprocess.DEVNULL, stdout=log, stderr=log)
     # nrep.txt in the job's folder could have changed its number of replicates
     expected = {os.path.basename(study.sums_path(job, r)) for r in range(1, study.per_job + 1)}
     if status != 0 or {n for n in os.listdir(folder) if SUMS_FILE.match(n)} != expected:
         return False
     write_manifest(folder)
     return True
+
+
+def prepare_working_folder(study, job):
+    """A fresh working folder for the job, holding a link to every entry of the folder split was
+    run from, so that the names the parameter file and its commands use mean what they mean there.
+    The names a run writes in its working folder, and its output folder, are left to the job, so
+    that concurrent jobs never share a file and never write into the user's."""
+    work = study.work_folder(job)
+    if os.path.lexists(work):
+        shutil.rmtree(work)  # an earlier attempt's; the links in it are removed, never followed
+    os.makedirs(work)
+    own = set(WORKING_FOLDER_FILES) | {study.output_folder.split("/")[0]}
+    study_folder = os.path.realpath(study.folder)
+    for name in sorted(os.listdir(study.workdir)):
+        source = os.path.join(study.workdir, name)
+        if name not in own and os.path.realpath(source) != study_folder:
+            os.symlink(source, os.path.join(work, name))
+    return work
 
 
 # ---- submit ----
@@ -246,11 +350,29 @@ def submit(args):
     if not jobs:
         print("Every job has finished; nothing to submit.")
         return
-    use_slurm = args.slurm or (not args.parallel and shutil.which("sbatch") is not None)
-    if use_slurm:
+    if args.slurm:
+        submit_slurm(study, jobs, args)
+    elif args.parallel:
+        run_parallel(study, jobs, args)
+    elif slurm_controller_answers():
+        print("A Slurm controller answers: the jobs go to Slurm (--parallel runs them here)")
         submit_slurm(study, jobs, args)
     else:
+        print("No Slurm controller answers: the jobs run here with GNU parallel (--slurm submits anyway)")
         run_parallel(study, jobs, args)
+
+
+def slurm_controller_answers():
+    """Whether a Slurm controller answers within a few seconds: sbatch may be installed where no
+    cluster is."""
+    if shutil.which("sbatch") is None or shutil.which("scontrol") is None:
+        return False
+    try:
+        result = subprocess.run(["scontrol", "ping"], stdin=subprocess.DEVNULL, capture_output=True, text=True,
+                                timeout=5)
+    except subprocess.TimeoutExpired:
+        return False
+    return result.returncode == 0 and " UP" in result.stdout
 
 
 def index_list(numbers):
@@ -271,18 +393,21 @@ def self_command():
 
 def run_parallel(study, jobs, args):
     if shutil.which("parallel") is None:
-        raise ClusterError("Neither sbatch nor GNU parallel is on the PATH")
+        raise ClusterError("GNU parallel is not on the PATH")
+    # GNU parallel hands the command to a shell as one line: every word is quoted for it.
+    job_command = " ".join(shell_quote(w) for w in self_command() + ["job", study.folder]) + " {}"
     command = ["parallel", "--will-cite", "--jobs", str(args.jobs), "--joblog",
-               os.path.join(study.folder, "logs", "parallel.log")]
-    command += self_command() + ["job", study.folder, "{}", ":::"] + [str(j) for j in jobs]
-    print(f"Running {len(jobs)} job(s) with GNU parallel, {args.jobs} at once")
-    status = subprocess.call(command, stdin=subprocess.DEVNULL)
-    if status != 0:
+               os.path.join(study.folder, "logs", "parallel.log"), job_command, ":::"] + [str(j) for j in jobs]
+    print(f"Running {len(jobs)} job(s) with GNU parallel, {args.jobs} at once", flush=True)
+    progress = Progress(len(jobs), "jobs ended")
+    with subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True) as running:
+        for line in running.stdout:
+            progress.step(line.strip())
+    if running.returncode != 0:
         left = unfinished_jobs(study)
         raise ClusterError(f"{len(left)} job(s) did not finish: {index_list(left)}; "
                            "run submit again to re-run them")
     print("All jobs finished.")
-
 
 
 def submit_slurm(study, jobs, args):
@@ -327,6 +452,39 @@ def refuse_while_queued(study):
                            f"{result.stdout.split()[0].split('_')[0]}); wait for them or cancel them first")
 
 
+class Progress:
+    """Progress of work of known size on the error stream: what ended, how much of the whole, the
+    time since the start and the time still expected at the pace so far. Nothing is shown while
+    the work is younger than `quiet` seconds, and lines come at most every `every` seconds,
+    except for the last step."""
+
+    def __init__(self, total, unit, quiet=0.0, every=0.0, clock=time.monotonic, stream=None):
+        self.total, self.unit, self.quiet, self.every, self.clock = total, unit, quiet, every, clock
+        self.stream = stream or sys.stderr
+        self.done = 0
+        self.start = clock()
+        self.last_shown = None
+
+    def step(self, what):
+        self.done += 1
+        now = self.clock()
+        elapsed = now - self.start
+        last = self.done == self.total
+        if elapsed < self.quiet or (not last and self.last_shown is not None and now - self.last_shown < self.every):
+            return
+        self.last_shown = now
+        line = f"{what}: {self.done} of {self.total} {self.unit}, {hours(elapsed)} elapsed"
+        if not last:
+            line += f", about {hours(elapsed / self.done * (self.total - self.done))} to go"
+        self.stream.write(line + "\n")
+        self.stream.flush()
+
+
+def hours(seconds):
+    whole = int(round(seconds))
+    return f"{whole // 3600}:{whole % 3600 // 60:02d}:{whole % 60:02d}"
+
+
 def shell_quote(word):
     return "'" + word.replace("'", "'\\''") + "'"
 
@@ -345,6 +503,7 @@ def status(args):
 # ---- merge ----
 
 REPLICATE_SUFFIX = re.compile(r"^(.*)_(\d{3,})\.txt$")
+MERGED_JOB_FILE = re.compile(r"^(report_job_\d{3,}\.txt|seed_job_\d{3,})$")
 
 
 def replicate_heading(rep):
@@ -362,19 +521,46 @@ def merge(args):
             raise ClusterError(f"[{out}] is not empty; use -o to replace it")
         refuse_enclosing_folder(out, study.folder)
     results = result_files(study, finished_manifests(study))
-    staging = out.rstrip("/") + ".merging"
-    if os.path.exists(staging):
-        shutil.rmtree(staging)
-    os.makedirs(staging)
+    earlier = earlier_merge_files(out, study, results)
+    # The merge is written beside the output folder first, so a failed merge leaves it as it was.
+    parent = os.path.dirname(os.path.abspath(out))
+    os.makedirs(parent, exist_ok=True)
+    staging = tempfile.mkdtemp(prefix=os.path.basename(os.path.abspath(out)) + ".merging-", dir=parent)
     try:
         write_merged(study, results, staging)
-    except BaseException:
+        os.makedirs(out, exist_ok=True)
+        for path in earlier:
+            os.remove(path)
+        for name in os.listdir(staging):
+            os.replace(os.path.join(staging, name), os.path.join(out, name))
+    finally:
         shutil.rmtree(staging, ignore_errors=True)
-        raise
-    if os.path.exists(out):
-        shutil.rmtree(out)
-    os.rename(staging, out)
     print(f"Merged {study.replicates} replicates into [{out}]")
+
+
+def earlier_merge_files(out, study, results):
+    """The files in out that a merge of the study writes, to be replaced; sub-folders are kept,
+    and any other file stops the merge before anything is removed."""
+    if not os.path.isdir(out):
+        return []
+    prefixes = {m.group(1) for m in map(REPLICATE_SUFFIX.match, results) if m}
+    merged_names = set(results) | {study.param, "stat_rep.txt"}
+
+    def written_by_merge(name):
+        numbered = REPLICATE_SUFFIX.match(name)
+        return (name in merged_names or MERGED_JOB_FILE.match(name) is not None
+                or (numbered is not None and numbered.group(1) in prefixes))
+
+    earlier, foreign = [], []
+    for name in sorted(os.listdir(out)):
+        path = os.path.join(out, name)
+        if os.path.isdir(path) and not os.path.islink(path):
+            continue
+        (earlier if written_by_merge(name) else foreign).append(path)
+    if foreign:
+        raise ClusterError(f"[{out}] holds files a merge does not write ({', '.join(foreign[:5])}"
+                           f"{', ...' if len(foreign) > 5 else ''}) and is not replaced")
+    return earlier
 
 
 def finished_manifests(study):
@@ -405,6 +591,7 @@ def result_files(study, manifests):
 
 def write_merged(study, names, out):
     shutil.copyfile(study.param_path(), os.path.join(out, study.param))
+    progress = Progress(study.jobs, "jobs merged", quiet=3, every=10)
     for job in range(1, study.jobs + 1):
         folder = study.run_folder(job)
         shift = study.first_replicate(job) - 1
@@ -417,6 +604,7 @@ def write_merged(study, names, out):
                 shutil.copyfile(os.path.join(folder, name), os.path.join(out, f"{per_replicate.group(1)}_{rep:03d}.txt"))
             else:
                 attach_replicates(os.path.join(folder, name), os.path.join(out, name), study.per_job, shift)
+        progress.step(f"Job {job}")
     if study.replicates >= 2:
         write_summary(study, out)
 

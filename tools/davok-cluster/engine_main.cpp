@@ -6,6 +6,8 @@
 //       the job into FOLDER, from SEED; THREADS 0 keeps the parameter file's
 //   davok-cluster-engine summary PARAM FOLDER LIST
 //       FOLDER/stat_rep.txt over the replicates whose sums files LIST names, one a line
+//   davok-cluster-engine folder PARAM
+//       prints the output folder a run of PARAM writes into, after checking the file's syntax
 #include <cstdio>
 #include <cstdlib>
 #include <algorithm>
@@ -17,6 +19,7 @@
 #include <vector>
 
 #include "app/entry.h"
+#include "app/folder.h"
 #include "app/simclass.h"
 #include "param/lex.h"
 #include "random/rnd.h"
@@ -29,7 +32,8 @@ namespace {
 [[noreturn]] void Usage()
 {
     Abort("Error - Usage: davok-cluster-engine run PARAM FOLDER SEED REPLICATES THREADS\n"
-          "       davok-cluster-engine summary PARAM FOLDER LIST\n");
+          "       davok-cluster-engine summary PARAM FOLDER LIST\n"
+          "       davok-cluster-engine folder PARAM\n");
 }
 
 int Number(const char* text, long lowest, long highest)
@@ -79,6 +83,14 @@ int WriteSummary(const std::string& param, const std::string& folder, const std:
     return 0;
 }
 
+int PrintOutputFolder(const std::string& param)
+{
+    SimClass sim;
+    ReadParameterFile(sim, param);
+    printf("%s\n", (sim.outputFolder.empty() ? GetOutPutFolderName(param) : sim.outputFolder).c_str());
+    return 0;
+}
+
 // One job: the parameter file's output folder, seed and number of replicates give way to the
 // job's. After the last population of each replicate its values are kept and the accumulators
 // cleared; the run's own summary, written from the cleared accumulators, is then written again
@@ -122,6 +134,7 @@ int EngineMain(int argc, char** argv)
     if (mode == "run" && argc == 7)
         return RunJob(argv[2], argv[3], argv[4], Number(argv[5], 1, 20000), Number(argv[6], 0, 200));
     if (mode == "summary" && argc == 5) return WriteSummary(argv[2], argv[3], ReadList(argv[4]));
+    if (mode == "folder" && argc == 3) return PrintOutputFolder(argv[2]);
     Usage();
 }
 

@@ -2,6 +2,9 @@
 a single-node Slurm, resumed after a killed job, and merged into one folder."""
 
 import filecmp
+import importlib.machinery
+import importlib.util
+import io
 import math
 import os
 import re
@@ -16,26 +19,32 @@ import unittest
 TOOL = os.environ["DAVOK_CLUSTER"]
 DAVOK = os.environ["DAVOK_BIN"]
 STUDY_PRM = os.path.join(os.environ["DAVOK_CLUSTER_TEST_DATA"], "study.prm")
+EXAMPLES = os.environ["DAVOK_EXAMPLES"]
 MASTER_SEED = "20261123"
+# A study of examples/ at test size: a statement followed by "// test: S" becomes S.
+TEST_SIZE = re.compile(r"^([ \t]*)\S.*;[ \t]*//[ \t]*test:[ \t]*(.*;)[ \t]*$", re.M)
 
 
-def run(args, cwd, check=True):
-    result = subprocess.run(args, cwd=cwd, stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=300)
+def run(args, cwd, check=True, env=None):
+    result = subprocess.run(args, cwd=cwd, stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=300,
+                            env=env)
     if check and result.returncode != 0:
         raise AssertionError(f"{args} failed ({result.returncode}):\n{result.stdout}\n{result.stderr}")
     return result
 
 
-def cluster(cwd, *args, check=True):
-    return run([TOOL, *args], cwd, check)
+def cluster(cwd, *args, check=True, env=None):
+    return run([TOOL, *args], cwd, check, env)
 
 
-def write_prm(folder, name, extra_globals="", extra_output=""):
-    """The test study under another name, with statements added to the global and output blocks."""
+def write_prm(folder, name, extra_globals="", extra_output="", nucleus_ebv="blup"):
+    """The test study under another name, with statements added to the global and output blocks and
+    the nucleus' breeding values estimated another way."""
     with open(STUDY_PRM) as f:
         text = f.read()
     text = text.replace("nrep = 1;\n", "nrep = 1;\n" + extra_globals)
     text = text.replace("   hp_stat;\n", "   hp_stat;\n" + extra_output)
+    text = text.replace("ebv_est = blup;", f"ebv_est = {nucleus_ebv};")
     with open(os.path.join(folder, name), "w") as f:
         f.write(text)
 
@@ -74,7 +83,18 @@ class SplitTest(Scratch):
     def test_bad_input_ends_with_a_message_and_exit_code_1(self):
         shutil.copy(STUDY_PRM, self.dir)
         cluster(self.dir, "split", "study.prm", "2", "--seed", "1", "--dir", "taken")
+        output_folders = {"absolute": "/tmp/davok-cluster-everyone", "above": "../r_above", "here": "./"}
+        for name, folder in output_folders.items():
+            write_prm(self.dir, name + ".prm", extra_output=f'   output_folder = "{folder}";\n')
+        write_prm(self.dir, "full.prm", extra_globals=f'system = "ls {os.path.realpath(self.dir)}/r_full";\n')
+        with open(os.path.join(self.dir, "broken.prm"), "w") as f:
+            f.write("nrep = many;\n")
         cases = [
+            (["split", "absolute.prm", "2", "--seed", "1"], "is an absolute path"),
+            (["split", "above.prm", "2", "--seed", "1"], "[../r_above] is not a folder below"),
+            (["split", "here.prm", "2", "--seed", "1"], "[./] is not a folder below"),
+            (["split", "full.prm", "2", "--seed", "1"], "by its full path"),
+            (["split", "broken.prm", "2", "--seed", "1"], "[broken.prm] cannot be run"),
             (["split", "study.prm", "0", "--seed", "1"], "at least 1"),
             (["split", "study.prm", "20001", "--seed", "1"], "20,000"),
             (["split", "missing.prm", "2", "--seed", "1"], "missing.prm"),
@@ -147,10 +167,11 @@ class ParallelStudyTest(unittest.TestCase):
         cls.dir = tempfile.mkdtemp(prefix="davok-cluster-")
         shutil.copy(STUDY_PRM, cls.dir)
         write_prm(cls.dir, "attached.prm", extra_output="   attach_rep;\n")
+        cls.submitted = {}
         for prm, jobs, per_job, study in (("study.prm", "2", "2", "c_study"), ("attached.prm", "2", "2", "c_attached"),
                                           ("attached.prm", "1", "3", "c_whole")):
             cluster(cls.dir, "split", prm, jobs, "--reps-per-job", per_job, "--seed", MASTER_SEED, "--dir", study)
-            cluster(cls.dir, "submit", study, "--parallel", "--jobs", "2")
+            cls.submitted[study] = cluster(cls.dir, "submit", study, "--parallel", "--jobs", "2").stderr
             cluster(cls.dir, "merge", study, "--out", "r_" + study)
         cls.merged = os.path.join(cls.dir, "r_c_study")
 
@@ -223,6 +244,31 @@ class ParallelStudyTest(unittest.TestCase):
                     with open(os.path.join(self.merged, f"{kind}_{rep:03d}.txt")) as f:
                         self.assertEqual(body, f.read())
 
+    def test_submit_shows_each_job_that_ended_with_the_time_left(self):
+        first, last = [line for line in self.submitted["c_study"].splitlines() if "jobs ended" in line]
+        self.assertRegex(first, r"^job [12] \(replicates [13]-[24]\) finished: 1 of 2 jobs ended, "
+                                r"\d+:\d\d:\d\d elapsed, about \d+:\d\d:\d\d to go$")
+        self.assertRegex(last, r"^job [12] \(replicates [13]-[24]\) finished: 2 of 2 jobs ended, "
+                               r"\d+:\d\d:\d\d elapsed$")
+
+    def test_a_long_merge_shows_its_progress_every_few_seconds(self):
+        loader = importlib.machinery.SourceFileLoader("davok_cluster", TOOL)
+        tool = importlib.util.module_from_spec(importlib.util.spec_from_loader(loader.name, loader))
+        loader.exec_module(tool)
+        cases = [([0, 1, 2], ""),  # over before the first line is due
+                 ([0, 1, 4, 9, 15, 16, 30],
+                  "Job 2: 2 of 6 jobs merged, 0:00:04 elapsed, about 0:00:08 to go\n"
+                  "Job 4: 4 of 6 jobs merged, 0:00:15 elapsed, about 0:00:08 to go\n"
+                  "Job 6: 6 of 6 jobs merged, 0:00:30 elapsed\n")]
+        for times, expected in cases:
+            with self.subTest(times=times):
+                clock, shown = iter(times), io.StringIO()
+                progress = tool.Progress(len(times) - 1, "jobs merged", quiet=3, every=10,
+                                         clock=lambda: next(clock), stream=shown)
+                for job in range(1, len(times)):
+                    progress.step(f"Job {job}")
+                self.assertEqual(shown.getvalue(), expected)
+
     def test_a_finished_study_is_not_run_again(self):
         result = cluster(self.dir, "submit", "c_study", "--parallel")
         self.assertIn("nothing to submit", result.stdout)
@@ -239,17 +285,17 @@ class BrokenStudyTest(Scratch):
 
     def test_a_job_that_did_not_finish_is_named_and_nothing_is_written(self):
         def remove_done():
-            os.remove(os.path.join(self.runs, "job_002", "done.txt"))
+            os.remove(os.path.join(self.runs, "job_002", "r_study", "done.txt"))
 
         def remove_result():
-            os.remove(os.path.join(self.runs, "job_003", "line_stat_001.txt"))
+            os.remove(os.path.join(self.runs, "job_003", "r_study", "line_stat_001.txt"))
 
         def cut_result():
-            with open(os.path.join(self.runs, "job_001", "nucleus_data_001.txt"), "r+") as f:
+            with open(os.path.join(self.runs, "job_001", "r_study", "nucleus_data_001.txt"), "r+") as f:
                 f.truncate(100)
 
         def not_completed():
-            path = os.path.join(self.runs, "job_002", "report.txt")
+            path = os.path.join(self.runs, "job_002", "r_study", "report.txt")
             text = read_or_empty(path).replace("Completed", "Cancelled")  # the same size
             with open(path, "w") as f:
                 f.write(text)
@@ -259,22 +305,21 @@ class BrokenStudyTest(Scratch):
                  (cut_result, "job 1 (replicate 1): [nucleus_data_001.txt] has changed"),
                  (not_completed, "job 2 (replicate 2): its report does not say Completed")]
         pristine = os.path.join(self.dir, "pristine")
-        shutil.copytree(self.runs, pristine)
+        shutil.copytree(self.runs, pristine, symlinks=True)
         for damage, message in cases:
             with self.subTest(message=message):
                 shutil.rmtree(self.runs)
-                shutil.copytree(pristine, self.runs)
+                shutil.copytree(pristine, self.runs, symlinks=True)
                 damage()
                 result = cluster(self.dir, "merge", "c_study", check=False)
                 self.assertEqual(result.returncode, 1)
                 self.assertIn(message, result.stderr)
-                self.assertFalse(os.path.exists(os.path.join(self.dir, "r_study")))
-                self.assertFalse(os.path.exists(os.path.join(self.dir, "r_study.merging")))
+                self.assertEqual([n for n in os.listdir(self.dir) if n.startswith("r_study")], [])
 
 
     def test_damaged_replicate_sums_stop_the_summary_with_a_message(self):
         engine = os.path.join(os.path.dirname(TOOL), "davok-cluster-engine")
-        sums = os.path.join(self.runs, "job_002", "replicate_sums_001.txt")
+        sums = os.path.join(self.runs, "job_002", "r_study", "replicate_sums_001.txt")
         text = read_or_empty(sums)
         lines = text.splitlines(keepends=True)
         cases = {"cut in half": text[:len(text) // 2],
@@ -284,7 +329,7 @@ class BrokenStudyTest(Scratch):
                  "empty": ""}
         listing = os.path.join(self.dir, "list")
         with open(listing, "w") as f:
-            f.write(os.path.join(self.runs, "job_001", "replicate_sums_001.txt") + "\n" + sums + "\n")
+            f.write(os.path.join(self.runs, "job_001", "r_study", "replicate_sums_001.txt") + "\n" + sums + "\n")
         for damage, damaged in cases.items():
             with self.subTest(damage=damage):
                 with open(sums, "w") as f:
@@ -303,13 +348,14 @@ class KilledJobTest(Scratch):
         write_prm(self.dir, "study.prm", extra_globals=f'system = "test -f {flag} && sleep 60";\n')
         cluster(self.dir, "split", "study.prm", "2", "--seed", MASTER_SEED)
         cluster(self.dir, "job", "c_study", "1")  # before the flag: not slow
-        done_before = os.stat(os.path.join(self.dir, "c_study", "runs", "job_001", "done.txt")).st_mtime_ns
+        done = os.path.join(self.dir, "c_study", "runs", "job_001", "r_study", "done.txt")
+        done_before = os.stat(done).st_mtime_ns
 
         open(flag, "w").close()
         job = subprocess.Popen([TOOL, "job", "c_study", "2"], cwd=self.dir, start_new_session=True,
                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         self.addCleanup(self.stop, job)
-        report = os.path.join(self.dir, "c_study", "runs", "job_002", "report.txt")
+        report = os.path.join(self.dir, "c_study", "runs", "job_002", "r_study", "report.txt")
         deadline = time.monotonic() + 60
         while "Replicate" not in read_or_empty(report):
             self.assertLess(time.monotonic(), deadline, "the job never started its replicate")
@@ -324,8 +370,7 @@ class KilledJobTest(Scratch):
         with open(os.path.join(self.dir, "c_study", "logs", "parallel.log")) as f:
             ran = [line.split("\t")[-1].split()[-1] for line in f.readlines()[1:]]
         self.assertEqual(ran, ["2"])
-        self.assertEqual(os.stat(os.path.join(self.dir, "c_study", "runs", "job_001", "done.txt")).st_mtime_ns,
-                         done_before)
+        self.assertEqual(os.stat(done).st_mtime_ns, done_before)
         cluster(self.dir, "merge", "c_study")
         self.assertTrue(os.path.isfile(os.path.join(self.dir, "r_study", "stat_rep.txt")))
 
@@ -334,6 +379,135 @@ class KilledJobTest(Scratch):
         if job.poll() is None:
             os.killpg(job.pid, signal.SIGKILL)
             job.wait()
+
+
+class WorkingFolderTest(Scratch):
+    """Every job runs in its own folder, where the parameter file's names mean what they mean in the
+    folder split was run from."""
+
+    USER_FILES = ("data.tmp", "my_bv.txt", "seed.prv", os.path.join("r_ext", "notes.txt"))
+
+    def test_concurrent_jobs_with_an_external_evaluation_merge_as_one_at_a_time(self):
+        shutil.copy(os.path.join(EXAMPLES, "external_bv.sh"), self.dir)
+        write_prm(self.dir, "ext.prm", nucleus_ebv='external_bv "sleep 0.2 && sh external_bv.sh 0.4"')
+        os.mkdir(os.path.join(self.dir, "r_ext"))  # an earlier run's folder, and files of one
+        for name in self.USER_FILES:
+            with open(os.path.join(self.dir, name), "w") as f:
+                f.write("the user's own\n")
+        for study, at_once in (("c_four", "4"), ("c_one", "1")):
+            cluster(self.dir, "split", "ext.prm", "4", "--seed", MASTER_SEED, "--dir", study)
+            cluster(self.dir, "submit", study, "--parallel", "--jobs", at_once)
+            cluster(self.dir, "merge", study, "--out", "r_" + study)
+        self.assertEqual(differing_files(os.path.join(self.dir, "r_c_four"), os.path.join(self.dir, "r_c_one")), [])
+        for name in self.USER_FILES:
+            self.assertEqual(read_or_empty(os.path.join(self.dir, name)), "the user's own\n", name)
+        self.assertEqual(os.listdir(os.path.join(self.dir, "r_ext")), ["notes.txt"])
+
+    def test_a_command_naming_the_output_folder_reads_the_jobs_own(self):
+        with open(os.path.join(EXAMPLES, "study_genomic.prm")) as f:
+            text = TEST_SIZE.sub(r"\1\2", f.read())
+        with open(os.path.join(self.dir, "study_genomic.prm"), "w") as f:
+            f.write(text)
+        with_gblup = dict(os.environ, PATH=os.path.dirname(TOOL) + os.pathsep + os.environ["PATH"])
+        cluster(self.dir, "split", "study_genomic.prm", "2", "--seed", MASTER_SEED)
+        cluster(self.dir, "submit", "c_study_genomic", "--parallel", "--jobs", "2", env=with_gblup)
+        cluster(self.dir, "merge", "c_study_genomic")
+        merged = os.path.join(self.dir, "r_study_genomic")
+        for rep in (1, 2):
+            self.assertTrue(os.path.isfile(os.path.join(merged, f"gblup_data_{rep:03d}.txt")))
+        self.assertIn('Population "gblup"', read_or_empty(os.path.join(merged, "stat_rep.txt")))
+
+
+class OverwriteTest(Scratch):
+    """-o removes only what the tool wrote; anything else stops it before anything is removed."""
+
+    def test_split_o_removes_only_the_earlier_study(self):
+        shutil.copy(STUDY_PRM, self.dir)
+        os.makedirs(os.path.join(self.dir, "data", "sub"))
+        shutil.copy(STUDY_PRM, os.path.join(self.dir, "data", "run.prm"))
+        with open(os.path.join(self.dir, "data", "sub", "notes.txt"), "w") as f:
+            f.write("notes\n")
+        cluster(self.dir, "split", "study.prm", "1", "--seed", "1")
+        cluster(self.dir, "job", "c_study", "1")
+        study = os.path.join(self.dir, "c_study")
+        cases = [(["data/run.prm", "--dir", "data"], None, "(run.prm)"),
+                 (["study.prm"], "notes.txt", "(notes.txt)"),
+                 (["study.prm"], os.path.join("logs", "mine.txt"), "(logs/mine.txt)"),
+                 (["c_study/study.prm", "--dir", "c_study"], None, "the parameter file being split")]
+        for args, foreign, message in cases:
+            with self.subTest(args=args, foreign=foreign):
+                if foreign:
+                    open(os.path.join(study, foreign), "w").close()
+                before = sorted(os.path.relpath(os.path.join(d, n), self.dir)
+                                for d, dirs, files in os.walk(self.dir) for n in dirs + files)
+                result = cluster(self.dir, "split", *args, "1", "--seed", "1", "-o", check=False)
+                self.assertEqual(result.returncode, 1)
+                self.assertIn(message, result.stderr)
+                self.assertEqual(sorted(os.path.relpath(os.path.join(d, n), self.dir)
+                                        for d, dirs, files in os.walk(self.dir) for n in dirs + files), before)
+                if foreign:
+                    os.remove(os.path.join(study, foreign))
+        os.makedirs(os.path.join(study, "kept"))
+        open(os.path.join(study, "kept", "mine.txt"), "w").close()
+        cluster(self.dir, "split", "study.prm", "2", "--seed", "1", "-o")
+        self.assertEqual(sorted(os.listdir(study)), ["kept", "logs", "runs", "seeds", "study.prm", "study.txt"])
+        self.assertEqual(os.listdir(os.path.join(study, "kept")), ["mine.txt"])
+        self.assertEqual(os.listdir(os.path.join(study, "runs")), [])
+        self.assertTrue(os.path.isfile(os.path.join(self.dir, "data", "sub", "notes.txt")))
+
+    def test_merge_o_replaces_only_merged_files(self):
+        shutil.copy(STUDY_PRM, self.dir)
+        cluster(self.dir, "split", "study.prm", "2", "--seed", "1")
+        cluster(self.dir, "submit", "c_study", "--parallel", "--jobs", "2")
+        cluster(self.dir, "merge", "c_study")
+        out = os.path.join(self.dir, "r_study")
+        merged = sorted(os.listdir(out))
+        open(os.path.join(out, "notes.txt"), "w").close()
+        result = cluster(self.dir, "merge", "c_study", "-o", check=False)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("notes.txt", result.stderr)
+        self.assertEqual(sorted(os.listdir(out)), sorted(merged + ["notes.txt"]))
+
+        os.remove(os.path.join(out, "notes.txt"))
+        os.makedirs(os.path.join(out, "plots"))
+        open(os.path.join(out, "plots", "a.png"), "w").close()
+        open(os.path.join(out, "report_job_007.txt"), "w").close()  # of an earlier, larger study
+        cluster(self.dir, "merge", "c_study", "-o")
+        self.assertEqual(sorted(os.listdir(out)), sorted(merged + ["plots"]))
+        self.assertEqual(os.listdir(os.path.join(out, "plots")), ["a.png"])
+
+
+class SubmitTest(Scratch):
+    def test_study_folders_with_a_blank_or_a_quote_run_with_parallel(self):
+        shutil.copy(STUDY_PRM, self.dir)
+        for folder in ("with blank", "it's"):
+            with self.subTest(folder=folder):
+                cluster(self.dir, "split", "study.prm", "1", "--seed", "1", "--dir", folder)
+                cluster(self.dir, "submit", folder, "--parallel")
+                self.assertIn("1 of 1 jobs finished", cluster(self.dir, "status", folder).stdout)
+
+    def test_slurm_is_the_default_only_where_a_controller_answers(self):
+        shutil.copy(STUDY_PRM, self.dir)
+        bin_folder = os.path.join(self.dir, "bin")
+        os.mkdir(bin_folder)
+        write_script(os.path.join(bin_folder, "sbatch"), "echo 77")
+        env = dict(os.environ, PATH=bin_folder + os.pathsep + os.environ["PATH"])
+        cases = [('echo "Slurmctld(primary) at nowhere is DOWN"; exit 1', "No Slurm controller answers", True),
+                 ("sleep 60", "No Slurm controller answers", True),
+                 ('echo "Slurmctld(primary) at localhost is UP"', "Submitted job array 77", False)]
+        for number, (scontrol, message, runs_here) in enumerate(cases):
+            with self.subTest(scontrol=scontrol):
+                write_script(os.path.join(bin_folder, "scontrol"), scontrol)
+                cluster(self.dir, "split", "study.prm", "1", "--seed", "1", "--dir", f"c_{number}")
+                result = cluster(self.dir, "submit", f"c_{number}", env=env)
+                self.assertIn(message, result.stdout)
+                self.assertEqual("1 of 1 jobs finished" in cluster(self.dir, "status", f"c_{number}").stdout, runs_here)
+
+
+def write_script(path, body):
+    with open(path, "w") as f:
+        f.write("#!/bin/sh\n" + body + "\n")
+    os.chmod(path, 0o755)
 
 
 def read_or_empty(path):
@@ -424,9 +598,7 @@ class SlurmTest(Scratch):
         shutil.copy(STUDY_PRM, self.dir)
         cluster(self.dir, "split", "study.prm", "3", "--seed", MASTER_SEED, "--dir", "c_slurm")
         cluster(self.dir, "split", "study.prm", "3", "--seed", MASTER_SEED, "--dir", "c_parallel")
-        submitted = subprocess.run([TOOL, "submit", "c_slurm", "--slurm", "--time=10"], cwd=self.dir, env=self.env,
-                                   capture_output=True, text=True, timeout=60)
-        self.assertEqual(submitted.returncode, 0, submitted.stderr)
+        submitted = cluster(self.dir, "submit", "c_slurm", "--time=10", env=self.env)  # its controller answers
         self.assertIn("Submitted job array", submitted.stdout)
         self.wait_for(lambda: self.slurm(["squeue", "--noheader"]).strip() == "", 120, "the job array did not end")
         cluster(self.dir, "submit", "c_parallel", "--parallel", "--jobs", "2")
