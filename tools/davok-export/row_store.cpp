@@ -38,6 +38,8 @@ void CRowStore::Reset(size_t bytes)
     rowBytes = bytes;
     rows = inMemory = 0;
     memory.clear();
+    // Reserved whole, so that growing never holds two copies; untouched pages cost nothing.
+    if (rowBytes > 0) memory.reserve(memoryBytes / rowBytes * rowBytes);
     pending.clear();
     if (fd >= 0 && ftruncate(fd, 0) != 0) Abort("Error - Could not write the temporary file; %s\n", strerror(errno));
 }
