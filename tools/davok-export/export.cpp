@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstring>
 
+#include "progress.h"
+#include "row_store.h"
 #include "support/messages.h"
 
 int64_t BasePosition(double cM)
@@ -40,6 +42,7 @@ namespace {
 struct SPlan {
     std::vector<std::unique_ptr<CGenotypeSource>> sources;
     std::vector<SExportLocus> loci;
+    bool identity = false;  // one file whose columns are the loci, in order
 };
 
 bool Wanted(const SMapLocus& m, ELoci loci)
@@ -47,20 +50,56 @@ bool Wanted(const SMapLocus& m, ELoci loci)
     return loci == ELoci::Both || m.qtl == (loci == ELoci::Qtl);
 }
 
+// The number of loci of a genotype file: the run report's count, else that of the first text
+// record, else -1.
+int ColumnsOfRun(const CRunFolder& run, const SExportOptions& o, const std::string& kind)
+{
+    const int reported = run.ReportedLoci(kind);
+    return reported >= 0 ? reported : CGenotypeSource::CountColumns(run.Path(kind), o.rep, run.Merged());
+}
+
+// The loci of a genotype file: its linkage map, or without one the loci numbered in file order
+// on the chromosomes of the run report.
+std::vector<SMapLocus> LociOf(const CRunFolder& run, const SExportOptions& o, const std::string& kind)
+{
+    const int columns = ColumnsOfRun(run, o, kind);
+    if (run.Exists("lm_" + kind, false)) {
+        std::vector<SMapLocus> map = run.ReadMap("lm_" + kind);
+        if (columns >= 0 && static_cast<int>(map.size()) < columns)
+            Abort("Error - The linkage map [%s] is cut: it lists %zu loci, [%s] holds %d\n",
+                  run.Path("lm_" + kind, false).c_str(), map.size(), run.Path(kind).c_str(), columns);
+        return map;
+    }
+    if (columns < 0)
+        Abort("Error - The number of loci of [%s] is unknown without the linkage map [%s] or the run report\n",
+              run.Path(kind).c_str(), run.Path("lm_" + kind, false).c_str());
+    return run.UnmappedLoci(kind, columns);
+}
+
 void AddSource(SPlan& plan, const CRunFolder& run, const SExportOptions& o, const std::string& kind, bool codes)
 {
-    const std::vector<SMapLocus> map = run.ReadMap("lm_" + kind);
+    const std::vector<SMapLocus> map = LociOf(run, o, kind);
     const int source = static_cast<int>(plan.sources.size());
     plan.sources.push_back(std::make_unique<CGenotypeSource>(run.Path(kind), static_cast<int>(map.size()), o.rep,
                                                              run.Merged(), codes));
     for (size_t c = 0; c < map.size(); ++c)
-        if (Wanted(map[c], o.loci)) plan.loci.push_back({map[c].id, map[c].chr, map[c].cM, source, static_cast<int>(c)});
+        if (Wanted(map[c], o.loci))
+            plan.loci.push_back({map[c].id, map[c].chr, map[c].cM, source, static_cast<int>(c), BasePosition(map[c].cM)});
+}
+
+// Without a map every locus lies at 0 cM: the base-pair positions number the loci of a chromosome.
+void NumberUnmappedPositions(std::vector<SExportLocus>& loci, bool mapped)
+{
+    if (mapped) return;
+    for (size_t l = 0; l < loci.size(); ++l) loci[l].bp = l > 0 && loci[l - 1].chr == loci[l].chr ? loci[l - 1].bp + 1 : 1;
 }
 
 SPlan PlanLoci(const CRunFolder& run, const SExportOptions& o)
 {
     SPlan plan;
+    bool mapped = true;
     if (run.Exists("mrk_qtl")) {
+        mapped = run.Exists("lm_mrk_qtl", false);
         AddSource(plan, run, o, "mrk_qtl", true);
     } else {
         for (const char* kind : {"mrk", "qtl"}) {
@@ -71,6 +110,7 @@ SPlan PlanLoci(const CRunFolder& run, const SExportOptions& o)
                 Abort("Error - No %s genotypes of population \"%s\": [%s] does not exist\n", qtl ? "QTL" : "marker",
                       run.Pop().c_str(), run.Path(kind).c_str());
             }
+            mapped = mapped && run.Exists(std::string("lm_") + kind, false);
             AddSource(plan, run, o, kind, false);
         }
         // Markers and QTL of separate files merge into genome order; a marker goes first at a tie.
@@ -79,6 +119,8 @@ SPlan PlanLoci(const CRunFolder& run, const SExportOptions& o)
         });
     }
     if (plan.loci.empty()) Abort("Error - The genotype files of population \"%s\" hold none of the loci asked for\n", run.Pop().c_str());
+    NumberUnmappedPositions(plan.loci, mapped);
+    plan.identity = plan.sources.size() == 1 && plan.loci.size() == static_cast<size_t>(plan.sources[0]->Columns());
     return plan;
 }
 
@@ -88,28 +130,106 @@ const SAnimalInfo* FindAnimal(const std::vector<SAnimalInfo>& info, int id)
     return it != info.end() && it->id == id ? &*it : nullptr;
 }
 
-// Reads every record once: picks the animals of the generations asked for, remembers where their
-// genotypes start and collects the alleles of every exported locus.
-SAnimals ScanAnimals(SPlan& plan, const std::vector<SAnimalInfo>& info, const SExportOptions& o,
-                     std::vector<CAlleleSet>& alleles)
+// Genotypes as the reading stores them: .bed codes of four animals a byte when every label is
+// 0, 1 or 2 and the format takes .bed rows, else the two 16-bit labels of every animal and locus.
+enum class EStoreForm { Bed, Labels };
+
+// The single reading of the genotype files: picks the animals of the generations asked for and
+// appends their genotypes to the store, locus by locus in export order.
+class CReader {
+public:
+    CReader(SPlan& plan, const std::vector<SAnimalInfo>& info, const SExportOptions& o, CRowStore& store,
+            CProgress& progress)
+        : plan(plan), info(info), o(o), store(store), progress(progress)
+    {
+    }
+
+    // False when a .bed store meets an allele label above 2.
+    bool Read(EStoreForm form, SAnimals& animals, std::vector<CAlleleSet>& alleles);
+
+private:
+    bool NextAnimal(int& id);
+    bool AppendBed(size_t animal);
+    void AppendLabels(std::vector<CAlleleSet>& alleles);
+
+    SPlan& plan;
+    const std::vector<SAnimalInfo>& info;
+    const SExportOptions& o;
+    CRowStore& store;
+    CProgress& progress;
+    std::vector<std::vector<uint8_t>> codes;    // per file, the .bed codes of the record
+    std::vector<std::vector<uint16_t>> pairs;   // per file, the labels of the record
+    std::vector<uint8_t> row;                   // the row being filled
+};
+
+// The identifier of the next record of every file, which must agree; false after the last.
+bool CReader::NextAnimal(int& id)
+{
+    const bool more = plan.sources[0]->NextId(id);
+    for (size_t s = 1; s < plan.sources.size(); ++s) {
+        int other = 0;
+        if (plan.sources[s]->NextId(other) != more || (more && other != id))
+            Abort("Error - [%s] and [%s] do not hold the same animals (animal %d)\n", plan.sources[0]->Path().c_str(),
+                  plan.sources[s]->Path().c_str(), id);
+    }
+    return more;
+}
+
+// Ors the animal's codes into the row of its group of four; the row is stored when full.
+bool CReader::AppendBed(size_t animal)
+{
+    for (size_t s = 0; s < plan.sources.size(); ++s)
+        if (!plan.sources[s]->ReadBedCodes(codes[s].data())) return false;
+    const unsigned shift = 2 * (animal % 4);
+    const size_t n = plan.loci.size();
+    uint8_t* out = row.data();
+    if (plan.identity) {
+        const uint8_t* in = codes[0].data();
+        for (size_t l = 0; l < n; ++l) out[l] = static_cast<uint8_t>(out[l] | in[l] << shift);
+    } else {
+        for (size_t l = 0; l < n; ++l)
+            out[l] = static_cast<uint8_t>(out[l] | codes[static_cast<size_t>(plan.loci[l].source)][static_cast<size_t>(plan.loci[l].column)] << shift);
+    }
+    if (shift == 6) {
+        store.Append(out);
+        std::fill(row.begin(), row.end(), 0);
+    }
+    return true;
+}
+
+void CReader::AppendLabels(std::vector<CAlleleSet>& alleles)
+{
+    for (size_t s = 0; s < plan.sources.size(); ++s) plan.sources[s]->ReadPairs(pairs[s].data());
+    uint16_t* out = reinterpret_cast<uint16_t*>(row.data());
+    for (size_t l = 0; l < plan.loci.size(); ++l) {
+        const uint16_t* p = pairs[static_cast<size_t>(plan.loci[l].source)].data() + 2 * plan.loci[l].column;
+        out[2 * l] = p[0];
+        out[2 * l + 1] = p[1];
+        alleles[l].Add(p[0]);
+        alleles[l].Add(p[1]);
+    }
+    store.Append(row.data());
+}
+
+bool CReader::Read(EStoreForm form, SAnimals& animals, std::vector<CAlleleSet>& alleles)
 {
     const size_t nSources = plan.sources.size();
-    SAnimals animals;
-    animals.offset.resize(nSources);
-    std::vector<std::vector<uint16_t>> pairs(nSources);
-    for (size_t s = 0; s < nSources; ++s) pairs[s].resize(2 * static_cast<size_t>(plan.sources[s]->Columns()));
+    codes.resize(nSources);
+    pairs.resize(nSources);
+    for (size_t s = 0; s < nSources; ++s) {
+        plan.sources[s]->Rewind();
+        const size_t columns = static_cast<size_t>(plan.sources[s]->Columns());
+        codes[s].resize(columns);
+        pairs[s].resize(2 * columns);
+    }
+    const size_t width = form == EStoreForm::Bed ? 1 : 4;
+    row.assign(plan.loci.size() * width, 0);
+    store.Reset(row.size());
+    animals = SAnimals();
+    alleles.assign(plan.loci.size(), CAlleleSet());
     std::vector<int> perGen(o.gens.size(), 0);
-    std::vector<int64_t> offset(nSources);
-    for (;;) {
-        int id = 0;
-        const bool more = plan.sources[0]->NextId(id);
-        for (size_t s = 1; s < nSources; ++s) {
-            int other = 0;
-            if (plan.sources[s]->NextId(other) != more || (more && other != id))
-                Abort("Error - [%s] and [%s] do not hold the same animals (animal %d)\n", plan.sources[0]->Path().c_str(),
-                      plan.sources[s]->Path().c_str(), id);
-        }
-        if (!more) break;
+    for (int id = 0; NextAnimal(id);) {
+        progress.Show(0.8 * plan.sources[0]->Done(), "reading");
         const SAnimalInfo* a = FindAnimal(info, id);
         const auto g = o.gens.empty() || !a ? o.gens.end() : std::find(o.gens.begin(), o.gens.end(), a->gen);
         if (!o.gens.empty() && g == o.gens.end()) {
@@ -117,60 +237,94 @@ SAnimals ScanAnimals(SPlan& plan, const std::vector<SAnimalInfo>& info, const SE
             continue;
         }
         if (g != o.gens.end()) ++perGen[static_cast<size_t>(g - o.gens.begin())];
-        for (size_t s = 0; s < nSources; ++s) plan.sources[s]->ReadRecord(offset[s], pairs[s].data());
+        if (form == EStoreForm::Labels)
+            AppendLabels(alleles);
+        else if (!AppendBed(animals.Size()))
+            return false;
         animals.ids.push_back(id);
         animals.info.push_back(a ? static_cast<int>(a - info.data()) : -1);
-        for (size_t s = 0; s < nSources; ++s) animals.offset[s].push_back(offset[s]);
-        for (size_t l = 0; l < plan.loci.size(); ++l) {
-            const uint16_t* p = pairs[static_cast<size_t>(plan.loci[l].source)].data() + 2 * plan.loci[l].column;
-            alleles[l].Add(p[0]);
-            alleles[l].Add(p[1]);
-        }
     }
+    if (form == EStoreForm::Bed && animals.Size() % 4 != 0) store.Append(row.data());
     for (size_t k = 0; k < o.gens.size(); ++k)
         if (perGen[k] == 0)
             Abort("Error - Generation %d has no genotyped animals in [%s]\n", o.gens[k], plan.sources[0]->Path().c_str());
     if (animals.Size() == 0) Abort("Error - [%s] holds no genotyped animals\n", plan.sources[0]->Path().c_str());
-    return animals;
+    return true;
 }
 
-// Hands the writer the loci block by block: each block holds the genotypes of as many loci as
-// the memory bound allows, read animal by animal from the offsets of the scan.
-void WriteBlocks(SPlan& plan, SAnimals& animals, const std::vector<CAlleleSet>& alleles, long long memoryBytes,
-                 CGenotypeWriter& writer)
+// The alleles among a locus's .bed codes (label 1 as A2, label 2 as A1); a locus where only
+// label 2 occurs gets its homozygotes recoded, as 2 is then A2.
+CAlleleSet AllelesOfBedRow(uint8_t* row, size_t nAnimals)
 {
-    const size_t n = animals.Size();
-    const size_t nLoci = plan.loci.size();
-    const size_t perBlock = std::clamp<size_t>(static_cast<size_t>(memoryBytes) / (2 * n), 1, nLoci);
-    std::vector<uint8_t> block(perBlock * 2 * n);
-    const size_t nSources = plan.sources.size();
-    std::vector<int> at(nSources, 0), first(nSources), end(nSources);
-    std::vector<std::vector<uint16_t>> pairs(nSources);
-    for (size_t b0 = 0; b0 < nLoci; b0 += perBlock) {
-        const size_t b1 = std::min(nLoci, b0 + perBlock);
-        std::fill(first.begin(), first.end(), -1);
-        for (size_t l = b0; l < b1; ++l) {
-            const auto s = static_cast<size_t>(plan.loci[l].source);
-            if (first[s] < 0) first[s] = plan.loci[l].column;
-            end[s] = plan.loci[l].column + 1;
-        }
-        for (size_t s = 0; s < nSources; ++s)
-            if (first[s] >= 0) pairs[s].resize(2 * static_cast<size_t>(end[s] - first[s]));
-        for (size_t a = 0; a < n; ++a) {
-            for (size_t s = 0; s < nSources; ++s)
-                if (first[s] >= 0) plan.sources[s]->ReadColumns(animals.offset[s][a], at[s], first[s], end[s], pairs[s].data());
-            for (size_t l = b0; l < b1; ++l) {
-                const SExportLocus& locus = plan.loci[l];
-                const uint16_t* p = pairs[static_cast<size_t>(locus.source)].data() + 2 * (locus.column - first[static_cast<size_t>(locus.source)]);
-                uint8_t* cell = block.data() + (l - b0) * 2 * n + 2 * a;
-                cell[0] = static_cast<uint8_t>(alleles[l].Index(p[0]));
-                cell[1] = static_cast<uint8_t>(alleles[l].Index(p[1]));
-            }
-        }
-        for (size_t s = 0; s < nSources; ++s)
-            if (first[s] >= 0) at[s] = end[s];
-        for (size_t l = b0; l < b1; ++l) writer.WriteLocus(l, block.data() + (l - b0) * 2 * n);
+    const size_t bytes = (nAnimals + 3) / 4;
+    // Pairs of the last byte beyond the last animal are 00 and count for nothing.
+    const uint8_t lastValid = static_cast<uint8_t>(nAnimals % 4 == 0 ? 0xFF : (1u << (2 * (nAnimals % 4))) - 1);
+    uint8_t high = 0, lowClear = 0;
+    for (size_t k = 0; k + 1 < bytes; ++k) {
+        high |= row[k];
+        lowClear |= static_cast<uint8_t>(~row[k]);
     }
+    high |= row[bytes - 1];
+    lowClear |= static_cast<uint8_t>(~row[bytes - 1] & lastValid);
+    CAlleleSet alleles;
+    const bool has1 = (high & 0xAA) != 0;  // a 11 or 10
+    const bool has2 = (lowClear & 0x55) != 0;  // a 00 or 10
+    if (has1) alleles.Add(1);
+    if (has2) alleles.Add(2);
+    alleles.Seal();
+    if (has2 && !has1)
+        for (size_t k = 0; k < bytes; ++k) {
+            const uint8_t valid = k + 1 < bytes ? 0xFF : lastValid;
+            row[k] = static_cast<uint8_t>(row[k] ^ ((~row[k] & 0x55 & valid) * 3));
+        }
+    return alleles;
+}
+
+// Loci turned from rows into columns at a time: enough to read the stored rows in long
+// stretches, few enough that the columns being filled stay in the processor's cache.
+constexpr size_t kLociPerRange = 2048;
+
+// Hands the writer the loci of a .bed store: each range of loci of the group rows turned into
+// one .bed row per locus.
+void WriteBedStore(CRowStore& store, size_t nLoci, size_t nAnimals, long long memoryBytes, CBedRowWriter& writer,
+                   CProgress& progress)
+{
+    const size_t groups = store.Rows();
+    std::vector<uint8_t> columns(std::min(kLociPerRange, nLoci) * groups);
+    store.ForEachRange(kLociPerRange, static_cast<size_t>(memoryBytes) / 4,
+                       [&](size_t g, const uint8_t* data, size_t c0, size_t c1) {
+                           for (size_t j = 0; j < c1 - c0; ++j) columns[j * groups + g] = data[j];
+                           if (g + 1 < groups) return;
+                           for (size_t l = c0; l < c1; ++l) {
+                               uint8_t* row = columns.data() + (l - c0) * groups;
+                               writer.WriteBedRow(l, AllelesOfBedRow(row, nAnimals), row);
+                           }
+                           progress.Show(0.8 + 0.2 * static_cast<double>(c1) / static_cast<double>(nLoci), "writing");
+                       });
+}
+
+// Hands the writer the loci of a store of labels: for a range of loci at a time, the allele
+// indices of every animal.
+void WriteLabelStore(CRowStore& store, const std::vector<CAlleleSet>& alleles, size_t nAnimals, long long memoryBytes,
+                     CGenotypeWriter& writer, CProgress& progress)
+{
+    const size_t nLoci = alleles.size();
+    const size_t perRange = std::clamp<size_t>(static_cast<size_t>(memoryBytes) / 4 / (2 * nAnimals), 1, nLoci);
+    std::vector<uint8_t> block(perRange * 2 * nAnimals);
+    store.ForEachRange(4 * perRange, static_cast<size_t>(memoryBytes) / 4,
+                       [&](size_t a, const uint8_t* data, size_t c0, size_t c1) {
+                           const size_t l0 = c0 / 4, l1 = c1 / 4;
+                           for (size_t l = l0; l < l1; ++l) {
+                               uint16_t pair[2];
+                               memcpy(pair, data + 4 * (l - l0), 4);
+                               uint8_t* cell = block.data() + (l - l0) * 2 * nAnimals + 2 * a;
+                               cell[0] = static_cast<uint8_t>(alleles[l].Index(pair[0]));
+                               cell[1] = static_cast<uint8_t>(alleles[l].Index(pair[1]));
+                           }
+                           if (a + 1 < nAnimals) return;
+                           for (size_t l = l0; l < l1; ++l) writer.WriteLocus(l, alleles[l], block.data() + (l - l0) * 2 * nAnimals);
+                           progress.Show(0.8 + 0.2 * static_cast<double>(l1) / static_cast<double>(nLoci), "writing");
+                       });
 }
 
 std::string DefaultOutput(const CRunFolder& run, const SExportOptions& o)
@@ -184,23 +338,36 @@ std::string DefaultOutput(const CRunFolder& run, const SExportOptions& o)
 
 void Export(const SExportOptions& o)
 {
+    CProgress progress;
     const CRunFolder run(o);
     const std::vector<SAnimalInfo> info = run.ReadAnimals();
     if (!o.gens.empty() && info.empty())
         Abort("Error - --gen needs the data file [%s]: add data to the population's output\n", run.Path("data").c_str());
     SPlan plan = PlanLoci(run, o);
-    std::vector<CAlleleSet> alleles(plan.loci.size());
-    SAnimals animals = ScanAnimals(plan, info, o, alleles);
-    for (CAlleleSet& a : alleles) a.Seal();
-    for (size_t l = 0; l < plan.loci.size(); ++l)
-        if (alleles[l].Count() > 254)
-            Abort("Error - Locus %s has %d alleles; at most 254 can be exported\n", plan.loci[l].id.c_str(), alleles[l].Count());
-
     const std::string out = o.out.empty() ? DefaultOutput(run, o) : o.out;
     std::unique_ptr<CGenotypeWriter> writer =
         o.format == EFormat::Plink ? MakePlinkWriter(out, run.Pop()) : MakeVcfWriter(out == "-" ? out : out + ".vcf");
+
+    // The store holds three quarters of --memory, the reading back of its file part the rest.
+    CRowStore store(0, static_cast<size_t>(o.memoryBytes) / 4 * 3);
+    CReader reader(plan, info, o, store, progress);
+    SAnimals animals;
+    std::vector<CAlleleSet> alleles;
+    CBedRowWriter* bedRows = writer->BedRows();
+    // A label above 2 ends the .bed store: the files are read again into a store of labels.
+    const bool bed = bedRows && reader.Read(EStoreForm::Bed, animals, alleles);
+    if (!bed) {
+        reader.Read(EStoreForm::Labels, animals, alleles);
+        for (CAlleleSet& a : alleles) a.Seal();
+        for (size_t l = 0; l < plan.loci.size(); ++l)
+            if (alleles[l].Count() > 254)
+                Abort("Error - Locus %s has %d alleles; at most 254 can be exported\n", plan.loci[l].id.c_str(), alleles[l].Count());
+    }
     writer->Begin(animals, info, plan.loci, alleles);
-    WriteBlocks(plan, animals, alleles, o.memoryBytes, *writer);
+    if (bed)
+        WriteBedStore(store, plan.loci.size(), animals.Size(), o.memoryBytes, *bedRows, progress);
+    else
+        WriteLabelStore(store, alleles, animals.Size(), o.memoryBytes, *writer, progress);
     writer->Finish();
     fprintf(stderr, "%s: %zu animals, %zu loci of population \"%s\", replicate %d\n", out.c_str(), animals.Size(),
             plan.loci.size(), run.Pop().c_str(), o.rep);

@@ -18,6 +18,7 @@ struct SExportLocus {
     double cM = 0;
     int source = 0;   // index of the genotype file
     int column = 0;   // column within that file
+    int64_t bp = 0;   // base-pair position in the output files
 };
 
 // The alleles a locus shows among the exported animals. Labels below 64 are bits of a mask and
@@ -51,23 +52,32 @@ private:
     uint8_t rank[64] = {};          // Index of the labels below 64 (after Seal)
 };
 
-// The exported animals in file order; per animal a handful of numbers, its genotypes never.
+// The exported animals in file order.
 struct SAnimals {
     std::vector<int> ids;
     std::vector<int> info;                    // index into the data file's rows, -1 if not there
-    std::vector<std::vector<int64_t>> offset; // per genotype file, where the next column to read starts
     size_t Size() const { return ids.size(); }
 };
 
-// What a format does with the loci: told the animals and loci once, then given every locus in
-// order with its genotypes as allele indices (CAlleleSet::Index), paternal and maternal of
-// every animal.
+// What a format does with the loci: told the animals and loci once (with the alleles of every
+// locus when the reading collected them), then given every locus in order with its alleles and
+// its genotypes as allele indices (CAlleleSet::Index), paternal and maternal of every animal.
+// A writer that takes .bed rows (BedRows) may instead be given a locus as its .bed row.
+class CBedRowWriter {
+public:
+    virtual ~CBedRowWriter() = default;
+    // row: the locus's 2-bit .bed codes of all animals, A2 the smaller label.
+    virtual void WriteBedRow(size_t locus, const CAlleleSet& alleles, const uint8_t* row) = 0;
+};
+
 class CGenotypeWriter {
 public:
     virtual ~CGenotypeWriter() = default;
     virtual void Begin(const SAnimals& animals, const std::vector<SAnimalInfo>& info,
                        const std::vector<SExportLocus>& loci, const std::vector<CAlleleSet>& alleles) = 0;
-    virtual void WriteLocus(size_t locus, const uint8_t* pairs) = 0;
+    virtual void WriteLocus(size_t locus, const CAlleleSet& alleles, const uint8_t* pairs) = 0;
+    // The writer's .bed rows when it takes them, else null.
+    virtual CBedRowWriter* BedRows() { return nullptr; }
     // Completes the files and gives them their final names.
     virtual void Finish() = 0;
 };

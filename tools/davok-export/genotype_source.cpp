@@ -11,45 +11,30 @@
 
 namespace {
 
-constexpr size_t kScanChunk = 1 << 20;
+constexpr size_t kChunk = 4 << 20;
 // The (paternal, maternal) pair of each code digit 0..5; 5 and anything else is missing.
 constexpr uint16_t kCodePairs[6][2] = {{1, 1}, {0, 0}, {2, 2}, {1, 2}, {2, 1}, {0, 0}};
+// The .bed code of each code digit 0..9 (6 to 9 read as 5, missing).
+constexpr uint8_t kCodeBed[10] = {3, 1, 0, 2, 2, 1, 1, 1, 1, 1};
 
-}  // namespace
-
-void CByteReader::Seek(int64_t offset)
+// The .bed code of alleles p and m of 0..2 (label 1 A2, label 2 A1).
+inline uint32_t BedCode(uint32_t p, uint32_t m)
 {
-    if (offset >= start && offset <= start + static_cast<int64_t>(length)) {
-        at = static_cast<size_t>(offset - start);
-        return;
-    }
-    start = offset;
-    length = at = 0;
+    const uint32_t code = ((p & m) & 1) | ((p | m) & 1) << 1;
+    return p == 0 || m == 0 ? kBedMissing : code;
 }
 
-bool CByteReader::Refill()
+// Four bytes "p m " of a text line XOR "0 0 ": the .bed code, and into bad a nonzero value
+// unless p and m are digits 0 to 2 followed by blanks (the last blank checked when `mask` says so).
+inline uint8_t BedCodeOfText(const char* text, uint32_t mask, uint32_t& bad)
 {
-    start += static_cast<int64_t>(length);
-    at = 0;
-    const ssize_t n = pread(fd, buffer.data(), buffer.size(), start);
-    length = n > 0 ? static_cast<size_t>(n) : 0;
-    return length > 0;
+    uint32_t w;
+    memcpy(&w, text, 4);
+    const uint32_t v = (w ^ 0x20302030u) & mask;
+    const uint32_t p = v & 0xFF, m = v >> 16 & 0xFF;
+    bad |= (v & 0xFFFCFFFCu) | (((p + 1) | (m + 1)) & 4);
+    return static_cast<uint8_t>(BedCode(p, m));
 }
-
-bool CByteReader::Read(char* out, size_t n)
-{
-    while (n > 0) {
-        if (at == length && !Refill()) return false;
-        const size_t k = std::min(n, length - at);
-        memcpy(out, buffer.data() + at, k);
-        out += k;
-        at += k;
-        n -= k;
-    }
-    return true;
-}
-
-namespace {
 
 int OpenForReading(const std::string& path)
 {
@@ -61,7 +46,7 @@ int OpenForReading(const std::string& path)
 }  // namespace
 
 CGenotypeSource::CGenotypeSource(const std::string& path, int nColumns, int rep, bool merged, bool codes)
-    : path(path), fd(OpenForReading(path)), nColumns(nColumns), scan(fd, kScanChunk), pick(fd, 4096)
+    : path(path), fd(OpenForReading(path)), nColumns(nColumns), buffer(kChunk)
 {
     struct stat st;
     if (fstat(fd, &st) != 0) Abort("Error - Could not read [%s]; %s\n", path.c_str(), strerror(errno));
@@ -78,6 +63,7 @@ CGenotypeSource::CGenotypeSource(const std::string& path, int nColumns, int rep,
     } else {
         FindReplicate(rep, merged);
     }
+    firstRecord = Tell();
 }
 
 CGenotypeSource::~CGenotypeSource()
@@ -87,20 +73,60 @@ CGenotypeSource::~CGenotypeSource()
 
 void CGenotypeSource::Damaged(const char* what) const
 {
-    Abort("Error - [%s] is cut or damaged at record %d: %s (%d loci expected)\n", path.c_str(), records + 1, what,
+    Abort("Error - [%s] is cut or damaged at record %d: %s (%d loci expected)\n", path.c_str(), records, what,
           nColumns);
 }
 
-// Moves the scan past the header line of the replicate's part.
+bool CGenotypeSource::Fill(size_t n)
+{
+    if (length - at >= n) return true;
+    memmove(buffer.data(), buffer.data() + at, length - at);
+    bufferStart += static_cast<int64_t>(at);
+    length -= at;
+    at = 0;
+    if (buffer.size() < n) buffer.resize(std::max(n, 2 * buffer.size()));
+    while (length < n) {
+        const ssize_t got = pread(fd, buffer.data() + length, buffer.size() - length, bufferStart + static_cast<int64_t>(length));
+        if (got < 0) Abort("Error - Could not read [%s]; %s\n", path.c_str(), strerror(errno));
+        if (got == 0) return false;
+        length += static_cast<size_t>(got);
+    }
+    return true;
+}
+
+// False at the end of the file; a last line without its line feed is damage.
+bool CGenotypeSource::FillLine()
+{
+    size_t from = at;
+    for (;;) {
+        const void* lf = memchr(buffer.data() + from, '\n', length - from);
+        if (lf) {
+            lineEnd = static_cast<size_t>(static_cast<const char*>(lf) - buffer.data());
+            return true;
+        }
+        const size_t seen = length - at;
+        if (!Fill(seen + 1)) {
+            if (length == at) return false;
+            Damaged("the last line has no line feed");
+        }
+        from = at + seen;
+    }
+}
+
+void CGenotypeSource::Rewind()
+{
+    bufferStart = firstRecord;
+    length = at = 0;
+    records = 0;
+}
+
+// Moves past the header line of the replicate's part.
 void CGenotypeSource::FindReplicate(int rep, bool merged)
 {
-    std::string line;
     bool found = !merged;
-    for (;;) {
-        line.clear();
-        for (int c; (c = scan.Peek()) >= 0 && c != '\n'; scan.Skip()) line += static_cast<char>(c);
-        if (scan.Peek() < 0) break;
-        scan.Skip();
+    while (FillLine()) {
+        const std::string line(buffer.data() + at, lineEnd - at);
+        at = lineEnd + 1;
         if (found && line.compare(0, 2, "ID") == 0) {
             if (line.find("0 = a1,a1") != std::string::npos) form = EGenoForm::Codes;
             return;
@@ -112,136 +138,134 @@ void CGenotypeSource::FindReplicate(int rep, bool merged)
     Abort("Error - [%s] has no header line\n", path.c_str());
 }
 
-// Parsed in place when the number and the byte after it lie in the buffer, which is nearly always.
-unsigned CGenotypeSource::Number(CByteReader& in, unsigned limit)
+unsigned CGenotypeSource::Number(unsigned limit)
 {
-    const char* const from = in.Cursor();
-    const char* const end = in.Limit();
-    const char* p = from;
-    while (p < end && *p == ' ') ++p;
-    const char* const first = p;
+    const char* p = buffer.data() + at;
+    while (*p == ' ') ++p;
+    if (static_cast<unsigned>(*p - '0') >= 10u) Damaged(*p == '\n' ? "the line is short" : "not a number");
     uint64_t v = 0;
-    for (; p < end && p - first < 10 && static_cast<unsigned>(*p - '0') < 10u; ++p) v = v * 10 + static_cast<unsigned>(*p - '0');
-    if (p < end && p > first && static_cast<unsigned>(*p - '0') >= 10u && v <= limit) {
-        in.Advance(static_cast<size_t>(p - from));
-        return static_cast<unsigned>(v);
-    }
-    return NumberAcrossChunks(in, limit);
-}
-
-unsigned CGenotypeSource::NumberAcrossChunks(CByteReader& in, unsigned limit)
-{
-    int c;
-    while ((c = in.Peek()) == ' ') in.Skip();
-    if (c < '0' || c > '9') Damaged(c == '\n' ? "the line is short" : c < 0 ? "the file ends" : "not a number");
-    uint64_t v = 0;
-    for (; (c = in.Peek()) >= '0' && c <= '9'; in.Skip()) {
-        v = v * 10 + static_cast<unsigned>(c - '0');
+    for (; static_cast<unsigned>(*p - '0') < 10u; ++p) {
+        v = v * 10 + static_cast<unsigned>(*p - '0');
         if (v > limit) Damaged(limit == kMaxId ? "an identifier above 2147483647" : "an allele above 65535");
     }
+    at = static_cast<size_t>(p - buffer.data());
     return static_cast<unsigned>(v);
 }
 
-void CGenotypeSource::ParsePairs(CByteReader& in, int n, uint16_t* pairs)
+void CGenotypeSource::ParsePairs(uint16_t* pairs)
 {
-    for (int k = 0; k < 2 * n; ++k) pairs[k] = static_cast<uint16_t>(Number(in, kMaxAllele));
+    for (int k = 0; k < 2 * nColumns; ++k) pairs[k] = static_cast<uint16_t>(Number(kMaxAllele));
+    EndOfLine();
 }
 
-void CGenotypeSource::SkipPairs(CByteReader& in, int n)
+void CGenotypeSource::EndOfLine()
 {
-    for (int k = 0; k < 2 * n; ++k) Number(in, kMaxAllele);
+    while (buffer[at] == ' ') ++at;
+    if (at != lineEnd) Damaged("the line is long");
+    at = lineEnd + 1;
 }
 
-void CGenotypeSource::ParseCodes(const char* d, int n, uint16_t* pairs) const
+// The nColumns code digits of a /snp_code or /seq record, checked.
+const char* CGenotypeSource::Digits()
 {
-    for (int k = 0; k < n; ++k) {
-        const unsigned code = static_cast<unsigned>(d[k] - '0') < 6 ? static_cast<unsigned>(d[k] - '0') : 5u;
-        pairs[2 * k] = kCodePairs[code][0];
-        pairs[2 * k + 1] = kCodePairs[code][1];
-    }
+    while (buffer[at] == ' ') ++at;
+    const char* d = buffer.data() + at;
+    if (lineEnd - at < static_cast<size_t>(nColumns)) Damaged("the line is short");
+    for (int k = 0; k < nColumns; ++k)
+        if (static_cast<unsigned>(d[k] - '0') >= 10u) Damaged("not a code digit");
+    at += static_cast<size_t>(nColumns);
+    EndOfLine();
+    return d;
 }
 
 bool CGenotypeSource::NextId(int& id)
 {
-    const int c = scan.Peek();
-    if (c < 0 || (form != EGenoForm::Binary && c == '~')) return false;
-    recordStart = scan.Tell();
     if (form == EGenoForm::Binary) {
+        if (!Fill(static_cast<size_t>(recordSize))) return false;
         int32_t raw;
-        if (!scan.Read(reinterpret_cast<char*>(&raw), 4)) Damaged("the file ends");
+        memcpy(&raw, buffer.data() + at, 4);
+        at += 4;
         id = raw;
     } else {
-        id = static_cast<int>(Number(scan, kMaxId));
+        if (!FillLine() || buffer[at] == '~') return false;
+        ++records;
+        id = static_cast<int>(Number(kMaxId));
+        return true;
     }
     ++records;
     return true;
 }
 
-void CGenotypeSource::ReadRecord(int64_t& offset, uint16_t* pairs)
+bool CGenotypeSource::ReadBedCodes(uint8_t* codes)
 {
-    if (form == EGenoForm::Binary) {
-        offset = scan.Tell();
-        if (!scan.Read(reinterpret_cast<char*>(pairs), static_cast<size_t>(recordSize - 4))) Damaged("the file ends");
-        return;
+    const int n = nColumns;
+    if (form == EGenoForm::Codes) {
+        const char* d = Digits();
+        for (int k = 0; k < n; ++k) codes[k] = kCodeBed[d[k] - '0'];
+        return true;
     }
     if (form == EGenoForm::Pairs) {
-        offset = scan.Tell();
-        ParsePairs(scan, nColumns, pairs);
-    } else {
-        while (scan.Peek() == ' ') scan.Skip();
-        offset = scan.Tell();
-        digits.resize(static_cast<size_t>(nColumns));
-        if (!scan.Read(digits.data(), digits.size())) Damaged("the file ends");
-        for (const char d : digits)
-            if (d < '0' || d > '9') Damaged(d == '\n' ? "the line is short" : "not a code digit");
-        ParseCodes(digits.data(), nColumns, pairs);
+        // Nearly every line is "p m p m ... p m" with one-digit labels: read four bytes a locus.
+        while (buffer[at] == ' ') ++at;
+        size_t end = lineEnd;
+        while (end > at && buffer[end - 1] == ' ') --end;
+        const char* text = buffer.data() + at;
+        if (n > 0 && end - at == 4 * static_cast<size_t>(n) - 1) {
+            uint32_t bad = 0;
+            for (int k = 0; k + 1 < n; ++k) codes[k] = BedCodeOfText(text + 4 * k, 0xFFFFFFFFu, bad);
+            codes[n - 1] = BedCodeOfText(text + 4 * (n - 1), 0x00FFFFFFu, bad);
+            if (bad == 0) {
+                at = lineEnd + 1;
+                return true;
+            }
+        }
     }
-    while (scan.Peek() == ' ') scan.Skip();
-    const int end = scan.Peek();
-    if (end != '\n') Damaged(end < 0 ? "the last line has no line feed" : "the line is long");
-    scan.Skip();
-    longestRecord = std::max(longestRecord, scan.Tell() - recordStart);
+    scratch.resize(2 * static_cast<size_t>(n));
+    ReadPairs(scratch.data());
+    for (int k = 0; k < n; ++k) {
+        const uint16_t p = scratch[2 * k], m = scratch[2 * k + 1];
+        if (p > 2 || m > 2) return false;
+        codes[k] = static_cast<uint8_t>(BedCode(p, m));
+    }
+    return true;
+}
+
+void CGenotypeSource::ReadPairs(uint16_t* pairs)
+{
+    if (form == EGenoForm::Binary) {
+        memcpy(pairs, buffer.data() + at, static_cast<size_t>(recordSize - 4));
+        at += static_cast<size_t>(recordSize - 4);
+    } else if (form == EGenoForm::Pairs) {
+        ParsePairs(pairs);
+    } else {
+        const char* d = Digits();
+        for (int k = 0; k < nColumns; ++k) {
+            const unsigned code = std::min(static_cast<unsigned>(d[k] - '0'), 5u);
+            pairs[2 * k] = kCodePairs[code][0];
+            pairs[2 * k + 1] = kCodePairs[code][1];
+        }
+    }
 }
 
 void CGenotypeSource::SkipRecord()
 {
-    if (form == EGenoForm::Binary) {
-        scan.Seek(recordStart + recordSize);
-        return;
-    }
-    for (;;) {
-        if (scan.Peek() < 0) Damaged("the last line has no line feed");
-        const char* const from = scan.Cursor();
-        const void* const lf = memchr(from, '\n', static_cast<size_t>(scan.Limit() - from));
-        if (lf) {
-            scan.Advance(static_cast<size_t>(static_cast<const char*>(lf) - from) + 1);
-            return;
-        }
-        scan.Advance(static_cast<size_t>(scan.Limit() - from));
-    }
+    if (form == EGenoForm::Binary)
+        at += static_cast<size_t>(recordSize - 4);
+    else
+        at = lineEnd + 1;
 }
 
-void CGenotypeSource::ReadColumns(int64_t& offset, int at, int c0, int c1, uint16_t* pairs)
+int CGenotypeSource::CountColumns(const std::string& path, int rep, bool merged)
 {
-    const int n = c1 - c0;
-    if (form == EGenoForm::Pairs) {
-        // One read covers the range on the longest line, so a record costs one pread.
-        const int64_t perColumn = longestRecord / std::max(nColumns, 1) + 1;
-        pick.Resize(static_cast<size_t>(std::min<int64_t>(perColumn * (c1 - at) + 64, longestRecord + 64)));
-        pick.Seek(offset);
-        SkipPairs(pick, c0 - at);
-        ParsePairs(pick, n, pairs);
-        offset = pick.Tell();
-        return;
+    CGenotypeSource source(path, 0, rep, merged, false);
+    if (source.form == EGenoForm::Binary || !source.FillLine() || source.buffer[source.at] == '~') return -1;
+    std::string line(source.buffer.data() + source.at, source.lineEnd - source.at);
+    size_t words = 0;
+    for (size_t k = 0; k < line.size(); ++k) words += line[k] != ' ' && (k == 0 || line[k - 1] == ' ');
+    if (source.form == EGenoForm::Codes) {
+        const size_t last = line.find_last_not_of(' ');
+        const size_t first = line.find_last_of(' ', last);
+        return first == std::string::npos ? -1 : static_cast<int>(last - first);
     }
-    const int width = form == EGenoForm::Binary ? 4 : 1;
-    const int64_t from = offset + static_cast<int64_t>(c0 - at) * width;
-    digits.resize(static_cast<size_t>(n) * static_cast<size_t>(width));
-    if (pread(fd, digits.data(), digits.size(), from) != static_cast<ssize_t>(digits.size()))
-        Abort("Error - Could not read [%s]; %s\n", path.c_str(), strerror(errno));
-    if (form == EGenoForm::Binary)
-        memcpy(pairs, digits.data(), digits.size());
-    else
-        ParseCodes(digits.data(), n, pairs);
-    offset = from + static_cast<int64_t>(n) * width;
+    return words > 0 ? static_cast<int>((words - 1) / 2) : -1;
 }

@@ -37,6 +37,8 @@ COutputFile::COutputFile(const std::string& name) : finalName(name)
         fp = stdout;
         return;
     }
+    // The list is made before the clean-up is registered, so that it is destroyed after it runs.
+    PendingFiles();
     static const bool cleanupRegistered = atexit(RemovePendingFiles) == 0;
     (void)cleanupRegistered;
     tempName = finalName + ".tmp" + std::to_string(getpid());

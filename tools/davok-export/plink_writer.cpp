@@ -17,7 +17,7 @@ constexpr unsigned char kBedMagic[3] = {0x6c, 0x1b, 0x01};  // PLINK binary, SNP
 // 00 A1/A1, 01 missing, 10 A1/A2, 11 A2/A2. Loci of the .bed have no index above 2.
 constexpr uint8_t kBedCode[3][3] = {{1, 1, 1}, {1, 3, 2}, {1, 2, 0}};
 
-class CPlinkWriter : public CGenotypeWriter {
+class CPlinkWriter : public CGenotypeWriter, public CBedRowWriter {
 public:
     CPlinkWriter(const std::string& prefix, const std::string& pop)
         : prefix(prefix), pop(pop), bed(prefix + ".bed"), bim(prefix + ".bim"), fam(prefix + ".fam")
@@ -25,33 +25,37 @@ public:
     }
 
     void Begin(const SAnimals& animals, const std::vector<SAnimalInfo>& info, const std::vector<SExportLocus>& loci,
-               const std::vector<CAlleleSet>& alleles) override
+               const std::vector<CAlleleSet>&) override
     {
+        this->loci = &loci;
         for (size_t a = 0; a < animals.Size(); ++a) WriteFamLine(animals.ids[a], animals.info[a] < 0 ? nullptr : &info[static_cast<size_t>(animals.info[a])]);
-        kept.resize(loci.size());
-        for (size_t l = 0; l < loci.size(); ++l) {
-            const std::vector<uint16_t>& labels = alleles[l].Labels();
-            kept[l] = labels.size() <= 2;
-            if (!kept[l]) {
-                ++skipped;
-                continue;
-            }
-            const std::string a2 = labels.empty() ? "0" : std::to_string(labels[0]);
-            const std::string a1 = labels.size() < 2 ? "0" : std::to_string(labels[1]);
-            fprintf(bim.Stream(), "%d\t%s\t%.5f\t%lld\t%s\t%s\n", loci[l].chr, loci[l].id.c_str(), loci[l].cM,
-                    static_cast<long long>(BasePosition(loci[l].cM)), a1.c_str(), a2.c_str());
-        }
         bed.Write(kBedMagic, sizeof(kBedMagic));
         packed.resize((animals.Size() + 3) / 4);
     }
 
-    void WriteLocus(size_t locus, const uint8_t* pairs) override
+    CBedRowWriter* BedRows() override { return this; }
+
+    void WriteLocus(size_t locus, const CAlleleSet& alleles, const uint8_t* pairs) override
     {
-        if (!kept[locus]) return;
+        if (alleles.Count() > 2) {
+            ++skipped;
+            return;
+        }
         std::fill(packed.begin(), packed.end(), 0);
         for (size_t a = 0; a < nAnimals; ++a)
             packed[a / 4] = static_cast<uint8_t>(packed[a / 4] | kBedCode[pairs[2 * a]][pairs[2 * a + 1]] << (2 * (a % 4)));
-        bed.Write(packed.data(), packed.size());
+        WriteBedRow(locus, alleles, packed.data());
+    }
+
+    void WriteBedRow(size_t locus, const CAlleleSet& alleles, const uint8_t* row) override
+    {
+        const std::vector<uint16_t>& labels = alleles.Labels();
+        const std::string a2 = labels.empty() ? "0" : std::to_string(labels[0]);
+        const std::string a1 = labels.size() < 2 ? "0" : std::to_string(labels[1]);
+        const SExportLocus& l = (*loci)[locus];
+        fprintf(bim.Stream(), "%d\t%s\t%.5f\t%lld\t%s\t%s\n", l.chr, l.id.c_str(), l.cM, static_cast<long long>(l.bp),
+                a1.c_str(), a2.c_str());
+        bed.Write(row, packed.size());
     }
 
     void Finish() override
@@ -79,7 +83,7 @@ private:
 
     std::string prefix, pop;
     COutputFile bed, bim, fam;
-    std::vector<bool> kept;         // per locus: at most two alleles, so in the .bed
+    const std::vector<SExportLocus>* loci = nullptr;  // not owned
     std::vector<uint8_t> packed;    // one locus of the .bed
     size_t nAnimals = 0;
     int skipped = 0;                // loci left out

@@ -24,6 +24,14 @@ bool EndsWith(const std::string& s, const std::string& tail)
     return s.size() >= tail.size() && s.compare(s.size() - tail.size(), tail.size(), tail) == 0;
 }
 
+bool EndsWithLineFeed(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary | std::ios::ate);
+    if (!in || in.tellg() <= 0) return true;
+    in.seekg(-1, std::ios::end);
+    return in.get() == '\n';
+}
+
 bool FileExists(const std::string& path)
 {
     struct stat st;
@@ -141,11 +149,13 @@ std::vector<SMapLocus> CRunFolder::ReadMap(const std::string& kind) const
     const std::string path = Path(kind, false);
     if (!FileExists(path))
         Abort("Error - The linkage map [%s] is missing: add linkage_map; to the output block of the run\n", path.c_str());
+    if (!EndsWithLineFeed(path)) Abort("Error - The linkage map [%s] is cut: its last line has no line feed\n", path.c_str());
     std::vector<SMapLocus> loci;
     ForEachLine(path, [&](const std::string& line) {
         std::istringstream in(line);
         std::string id, chr, pos;
-        if (!(in >> id >> chr >> pos) || id == "ID") return;
+        if (!(in >> id) || id == "ID") return;
+        if (!(in >> chr >> pos)) Abort("Error - Unexpected line in [%s]: %s\n", path.c_str(), line.c_str());
         const double c = ToDouble(chr, path, line);
         if ((id[0] != 'M' && id[0] != 'Q') || c < 1 || c > 100000 || c != static_cast<int>(c))
             Abort("Error - Unexpected line in [%s]: %s\n", path.c_str(), line.c_str());
@@ -153,6 +163,70 @@ std::vector<SMapLocus> CRunFolder::ReadMap(const std::string& kind) const
         if (!(cM >= 0 && cM <= 1e6)) Abort("Error - Unexpected line in [%s]: %s\n", path.c_str(), line.c_str());
         loci.push_back({id, static_cast<int>(c), cM, id[0] == 'Q'});
     });
+    return loci;
+}
+
+namespace {
+
+// The lines of the run report, empty without one.
+std::vector<std::string> ReportLines(const std::string& folder)
+{
+    std::vector<std::string> lines;
+    std::ifstream in(folder + "report.txt");
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
+    return lines;
+}
+
+// The number after the colon of the report line that begins with `title`; -1 if none.
+int ReportCount(const std::vector<std::string>& lines, const char* title)
+{
+    for (const std::string& line : lines) {
+        int n = -1;
+        if (line.rfind(title, 0) == 0 && sscanf(line.c_str() + line.find(':') + 1, "%d", &n) == 1) return n;
+    }
+    return -1;
+}
+
+}  // namespace
+
+int CRunFolder::ReportedLoci(const std::string& kind) const
+{
+    const std::vector<std::string> lines = ReportLines(folder);
+    const int markers = ReportCount(lines, "No. markers in total"), qtl = ReportCount(lines, "No. QTL in total");
+    if (kind == "mrk") return markers;
+    if (kind == "qtl") return qtl;
+    return markers < 0 || qtl < 0 ? -1 : markers + qtl;
+}
+
+std::vector<SMapLocus> CRunFolder::UnmappedLoci(const std::string& kind, int count) const
+{
+    const bool qtl = kind == "qtl";
+    if (kind != "mrk" && !qtl)
+        Abort("Error - [%s] cannot be read without its linkage map [%s]\n", Path(kind).c_str(), Path("lm_" + kind, false).c_str());
+    // The first table "Chr Length No. Markers No. QTLs" of the report.
+    std::vector<int> perChr;
+    bool inTable = false;
+    for (const std::string& line : ReportLines(folder)) {
+        int chr = 0, markers = 0, qtls = 0;
+        double length = 0;
+        if (line.rfind("Chr ", 0) == 0 && line.find("No. Markers") != std::string::npos) {
+            inTable = perChr.empty();
+        } else if (inTable && sscanf(line.c_str(), "%d %lf %d %d", &chr, &length, &markers, &qtls) == 4) {
+            perChr.push_back(qtl ? qtls : markers);
+        } else {
+            inTable = false;
+        }
+    }
+    std::vector<SMapLocus> loci;
+    int chr = perChr.empty() ? 0 : 1, onChr = 0;
+    for (int k = 1; k <= count; ++k) {
+        while (chr > 0 && chr <= static_cast<int>(perChr.size()) && onChr == perChr[static_cast<size_t>(chr - 1)]) {
+            ++chr;
+            onChr = 0;
+        }
+        ++onChr;
+        loci.push_back({(qtl ? "Q" : "M") + std::to_string(k), chr > static_cast<int>(perChr.size()) ? 0 : chr, 0.0, qtl});
+    }
     return loci;
 }
 

@@ -41,6 +41,12 @@ public:
     void ForEachLine(const std::string& path, const std::function<void(const std::string&)>& use) const;
     // The loci of a linkage map; stops the run when the map is missing.
     std::vector<SMapLocus> ReadMap(const std::string& kind) const;
+    // The number of loci of a genotype kind ("mrk", "qtl", "mrk_qtl") the run report gives; -1
+    // without a report.
+    int ReportedLoci(const std::string& kind) const;
+    // Loci of a kind without a map: numbered in file order, each on its chromosome by the run
+    // report's table of loci per chromosome (0 without one), at 0 cM.
+    std::vector<SMapLocus> UnmappedLoci(const std::string& kind, int count) const;
     // The animals of the data file sorted by identifier; empty when the file does not exist.
     std::vector<SAnimalInfo> ReadAnimals() const;
 

@@ -37,7 +37,6 @@ public:
                const std::vector<CAlleleSet>& alleles) override
     {
         this->loci = &loci;
-        this->alleles = &alleles;
         nAnimals = animals.Size();
         FILE* fp = file.Stream();
         fputs("##fileformat=VCFv4.2\n##source=davok-export\n", fp);
@@ -59,14 +58,14 @@ public:
         fputc('\n', fp);
     }
 
-    void WriteLocus(size_t l, const uint8_t* pairs) override
+    void WriteLocus(size_t l, const CAlleleSet& alleles, const uint8_t* pairs) override
     {
         const SExportLocus& locus = (*loci)[l];
-        const std::vector<uint16_t>& labels = (*alleles)[l].Labels();
+        const std::vector<uint16_t>& labels = alleles.Labels();
         // With an N reference the allele of index i is ALT i; otherwise the first allele is REF.
         const bool nReference = labels.empty() || labels[0] > 4;
         line.clear();
-        line += std::to_string(locus.chr) + "\t" + std::to_string(BasePosition(locus.cM)) + "\t" + locus.id + "\t";
+        line += std::to_string(locus.chr) + "\t" + std::to_string(locus.bp) + "\t" + locus.id + "\t";
         std::string alt, al = nReference ? "." : "";
         for (size_t k = 0; k < labels.size(); ++k) {
             if (k > 0 || nReference) alt += (alt.empty() ? "" : ",") + AlleleText(labels[k]);
@@ -100,7 +99,6 @@ private:
 
     COutputFile file;
     const std::vector<SExportLocus>* loci = nullptr;  // not owned
-    const std::vector<CAlleleSet>* alleles = nullptr; // not owned
     size_t nAnimals = 0;
     std::string line;  // one record, reused
 };

@@ -253,10 +253,41 @@ TEST_F(ExportTest, IdentifiersOfSevenDigitsAndMoreAreRead)
     }
 }
 
+TEST_F(ExportTest, BinaryGenotypesNeedNoLinkageMap)
+{
+    // The number of loci comes from the run report: the same .bed as with the map.
+    const std::string bare = Dir() / "r_bare";
+    RunIn(Dir().path(), "mkdir -p " + bare + " && cd " + Run("binary") + " && cp p1_mrk_001.txt p1_data_001.txt report.txt " + bare);
+    ASSERT_EQ(Export(Dir(), Run("binary") + " --out mapped").exitCode, 0);
+    const RunResult r = Export(Dir(), bare + " --out bare");
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_TRUE(ReadFile(Dir() / "bare.bed") == ReadFile(Dir() / "mapped.bed"));
+    // Loci numbered in file order on the report's chromosomes.
+    const std::vector<std::string> bim = Lines(ReadFile(Dir() / "bare.bim"));
+    ASSERT_EQ(bim.size(), 40u);
+    EXPECT_EQ(Words(bim[20])[0] + Words(bim[20])[1] + Words(bim[20])[3], "2M211");
+}
+
+TEST_F(ExportTest, ProgressLineOnlyForLongExports)
+{
+    // DAVOK_EXPORT_PROGRESS=0 takes every export for a long one.
+    for (const auto& [env, shown] : {std::pair<std::string, bool>{"", false}, {"DAVOK_EXPORT_PROGRESS=0 ", true}}) {
+        const RunResult r = RunIn(Dir().path(), env + kExport + " " + Run("text") + " --out progress");
+        ASSERT_EQ(r.exitCode, 0);
+        EXPECT_EQ(r.err.find("% done") != std::string::npos, shown) << r.err;
+    }
+}
+
 TEST_F(ExportTest, BadInputGivesAMessageExitOneAndNoFile)
 {
     const TempDir bad;
     WriteFile(bad / "report.txt", "not a run\n");
+    // Linkage maps cut at the end of a line and within one, beside a whole genotype file.
+    const std::string map = ReadFile(Run("text") + "/lm_mrk_001.txt");
+    for (const auto& [name, keep] : {std::pair<std::string, size_t>{"r_lm_line", map.rfind("\nM") + 1}, {"r_lm_mid", map.size() - 3}}) {
+        RunIn(bad.path(), "mkdir " + name + " && cp " + Run("text") + "/p1_mrk_001.txt " + Run("text") + "/report.txt " + name);
+        WriteFile(bad / (name + "/lm_mrk_001.txt"), map.substr(0, keep));
+    }
     // A binary file cut in its last record, with the map it needs.
     const std::string cut = bad / "r_cut";
     RunIn(bad.path(), "mkdir r_cut && cp " + Run("binary") + "/lm_mrk_001.txt r_cut/");
@@ -272,6 +303,8 @@ TEST_F(ExportTest, BadInputGivesAMessageExitOneAndNoFile)
         {Run("text") + " --gen 7", "Error - Generation 7 has no genotyped animals in ["},
         {Run("text") + " --rep 3", "Error - Replicate 3 is not in ["},
         {cut + " --gen 0", "Error - --gen needs the data file ["},
+        {bad / "r_lm_line", "Error - The linkage map [" + bad / "r_lm_line/lm_mrk_001.txt] is cut"},
+        {bad / "r_lm_mid", "Error - The linkage map [" + bad / "r_lm_mid/lm_mrk_001.txt] is cut"},
     };
     for (const Case& c : cases) {
         for (const char* format : {"plink", "vcf"}) {
