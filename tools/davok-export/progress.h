@@ -1,6 +1,7 @@
-// The progress line of a long export on standard error: percent done, time spent and time to
-// go, rewritten at most once a second and only once the export has run a few seconds, so
-// that short exports print nothing.
+// The progress of a long export on standard error: a whole line with percent done, time spent
+// and time to go, at most every ten seconds and only once the export has run a few seconds, so
+// that short exports print nothing and an error that follows starts a line of its own (logs of
+// batch jobs keep every line).
 #pragma once
 
 #include <chrono>
@@ -9,7 +10,6 @@ class CProgress {
 public:
     // The delay before the first line: $DAVOK_EXPORT_PROGRESS seconds when set, else 3.
     CProgress();
-    ~CProgress();
     CProgress(const CProgress&) = delete;
     CProgress& operator=(const CProgress&) = delete;
 
