@@ -21,8 +21,6 @@ DAVOK = os.environ["DAVOK_BIN"]
 STUDY_PRM = os.path.join(os.environ["DAVOK_CLUSTER_TEST_DATA"], "study.prm")
 EXAMPLES = os.environ["DAVOK_EXAMPLES"]
 MASTER_SEED = "20261123"
-# A study of examples/ at test size: a statement followed by "// test: S" becomes S.
-TEST_SIZE = re.compile(r"^([ \t]*)\S.*;[ \t]*//[ \t]*test:[ \t]*(.*;)[ \t]*$", re.M)
 
 
 def run(args, cwd, check=True, env=None):
@@ -404,10 +402,7 @@ class WorkingFolderTest(Scratch):
         self.assertEqual(os.listdir(os.path.join(self.dir, "r_ext")), ["notes.txt"])
 
     def test_a_command_naming_the_output_folder_reads_the_jobs_own(self):
-        with open(os.path.join(EXAMPLES, "study_genomic.prm")) as f:
-            text = TEST_SIZE.sub(r"\1\2", f.read())
-        with open(os.path.join(self.dir, "study_genomic.prm"), "w") as f:
-            f.write(text)
+        shutil.copy(os.path.join(EXAMPLES, "small", "study_genomic.prm"), self.dir)
         with_gblup = dict(os.environ, PATH=os.path.dirname(TOOL) + os.pathsep + os.environ["PATH"])
         cluster(self.dir, "split", "study_genomic.prm", "2", "--seed", MASTER_SEED)
         cluster(self.dir, "submit", "c_study_genomic", "--parallel", "--jobs", "2", env=with_gblup)
