@@ -45,7 +45,8 @@ inline std::unique_ptr<SimClass> BenchEngine(const char* path, int threads)
 {
     auto sim = std::make_unique<SimClass>();
     ReadParameterFile(*sim, path);
-    sim->nthread = threads;
+    sim->prm.global.nthread = threads;
+    sim->nthread = threads;  // for benchmarks that run single phases without Run
     MyRnd.InitSeed(kBenchSeed);
     return sim;
 }

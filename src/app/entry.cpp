@@ -94,19 +94,19 @@ int DavokMain(int argc, char** argv, const RunAdjuster& adjust)
     ReadParameterFile(sim, cl.paramFile);
     if (adjust) adjust(sim);
 
-    if (sim.outputFolder.empty()) sim.outputFolder = GetOutPutFolderName(cl.paramFile);
-    if (!MyMkTree(sim.outputFolder, cl.overwrite ? 0 : 1, InputFiles(cl.paramFile))) exit(1);
+    if (sim.prm.output.outputFolder.empty()) sim.prm.output.outputFolder = GetOutPutFolderName(cl.paramFile);
+    if (!MyMkTree(sim.prm.output.outputFolder, cl.overwrite ? 0 : 1, InputFiles(cl.paramFile))) exit(1);
 
     CMyTime overall;
-    rptfp = Myfopen((sim.outputFolder + "report.txt").c_str(), "w");
+    rptfp = Myfopen((sim.prm.output.outputFolder + "report.txt").c_str(), "w");
     PrintCurrDateTime(rptfp);
     PrintMultiLineInBox1(0, Logo, rptfp);
-    if (sim.hasTitle) {
-        PrintMax40CharInBox(0, rptfp, sim.title.c_str());
-        PrintMax40CharInBox(0, stdout, sim.title.c_str());
+    if (sim.prm.global.hasTitle) {
+        PrintMax40CharInBox(0, rptfp, sim.prm.global.title.c_str());
+        PrintMax40CharInBox(0, stdout, sim.prm.global.title.c_str());
     }
     Info("Parameter file                   : %s\n", cl.paramFile.c_str());
-    Info("Output folder                    : %s\n", sim.outputFolder.c_str());
+    Info("Output folder                    : %s\n", sim.prm.output.outputFolder.c_str());
 
     MyRnd.InitSeed();
     sim.SaveInitialSeed();

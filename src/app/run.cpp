@@ -28,13 +28,15 @@ void PrintRate(const char* label, const SRate& r)
 void SimClass::Run()
 {
     CMyTime repTimer, popTimer;
+    nthread = prm.global.nthread;
     SetNoThread(nthread, 100);
+    runNrep = prm.global.nrep;
     PrintRunSummary();
 
     InitializeRun();
 
     int repsDone = 0;
-    for (int rep = 1; rep <= nrep; ++rep) {
+    for (int rep = 1; rep <= runNrep; ++rep) {
         repTimer.StartTime();
         PrintALineFormat1(60, '~', stdout, "Replicate %3d", rep);
         InfoRpt("Replicate %3d\n", rep);
@@ -65,7 +67,7 @@ void SimClass::Run()
             CloseOutputStreams(false);
         }
 
-        if (joint_pop) {
+        if (prm.global.joint_pop) {
             inbred.WriteCompletePed(pedigreeFp);
             inbred.FreeMem();
         }
@@ -81,8 +83,8 @@ void SimClass::Run()
     }
     // nrep.txt may have lowered nrep below the replicate already reached: the summary averages
     // over the replicates that were run.
-    nrep = repsDone;
-    if (nrep >= 2) SaveStatRep();
+    runNrep = repsDone;
+    if (runNrep >= 2) SaveStatRep();
 
     mutation.FreeMutMem();
     for (CPopulation& p : pops) {
@@ -96,47 +98,47 @@ void SimClass::Run()
 void SimClass::InitializeRun()
 {
     AllocGlobalMem();
-    mutation.Initialize(locusPtr.data(), mrkIndex.data(), qtlIndex.data(), nMrkTot, nQTLTot, nthread, allele_label);
-    mutation.SetRates(mmutr, mmutrRecurrent, qmutr, qmutrRecurrent);
+    mutation.Initialize(locusPtr.data(), mrkIndex.data(), qtlIndex.data(), nMrkTot, nQTLTot, nthread, prm.output.allele_label);
+    mutation.SetRates(prm.genome.mmutr, prm.genome.mmutrRecurrent, prm.genome.qmutr, prm.genome.qmutrRecurrent);
 }
 
 void SimClass::PrintRunSummary()
 {
     Info("\n");
     Info("Max. no. threads                 : %d\n", nthread);
-    Info("No. replicates                   : %s\n", FormatNum(static_cast<unsigned long long>(nrep)));
+    Info("No. replicates                   : %s\n", FormatNum(static_cast<unsigned long long>(runNrep)));
     Info("No. populations                  : %d\n", npop);
-    if (skip_inbreeding)
+    if (prm.global.skip_inbreeding)
         Info("Inbreeding                       : skipped\n");
-    else if (joint_pop && npop >= 2)
+    else if (prm.global.joint_pop && npop >= 2)
         Info("Inbreeding                       : across all populations\n");
-    Info("h2                               : %g\n", h2);
-    Info("Polygenic variance               : %g\n", varPoly);
-    Info("QTL variance                     : %g\n", varQTL);
-    Info("Residual variance                : %g\n", varRes);
-    Info("Phenotypic variance              : %g\n", phvar);
+    Info("h2                               : %g\n", prm.global.h2);
+    Info("Polygenic variance               : %g\n", prm.global.varPoly);
+    Info("QTL variance                     : %g\n", prm.global.varQTL);
+    Info("Residual variance                : %g\n", prm.global.varRes);
+    Info("Phenotypic variance              : %g\n", prm.global.phvar);
     Info("No. chromosomes                  : %d\n", nChr);
     Info("No. QTL in total                 : %s\n", FormatNum(static_cast<unsigned long long>(nQTLTot)));
     Info("No. markers in total             : %s\n", FormatNum(static_cast<unsigned long long>(nMrkTot)));
-    if (rmmg.rate > 0 || rmqg.rate > 0) {
-        PrintRate("Rate of missing marker genotypes ", rmmg);
-        PrintRate("Rate of missing QTL genotypes    ", rmqg);
+    if (prm.genome.rmmg.rate > 0 || prm.genome.rmqg.rate > 0) {
+        PrintRate("Rate of missing marker genotypes ", prm.genome.rmmg);
+        PrintRate("Rate of missing QTL genotypes    ", prm.genome.rmqg);
     }
-    if (rmge.rate > 0 || rqge.rate > 0) {
-        PrintRate("Rate of marker genotyping errors ", rmge);
-        PrintRate("Rate of QTL genotyping errors    ", rqge);
+    if (prm.genome.rmge.rate > 0 || prm.genome.rqge.rate > 0) {
+        PrintRate("Rate of marker genotyping errors ", prm.genome.rmge);
+        PrintRate("Rate of QTL genotyping errors    ", prm.genome.rqge);
     }
-    Info("Marker mutation rate             : %g\n", mmutr);
-    Info("QTL mutation rate                : %g\n", qmutr);
-    Info("Crossover interference           : %g\n", interference);
+    Info("Marker mutation rate             : %g\n", prm.genome.mmutr);
+    Info("QTL mutation rate                : %g\n", prm.genome.qmutr);
+    Info("Crossover interference           : %g\n", prm.genome.interference);
     Info("\n");
 }
 
 void SimClass::RunSystemCommand(int rep)
 {
-    if (!hasSystem) return;
-    std::string command = system;
-    if (systemNrep) command += " " + std::to_string(rep);
+    if (!prm.global.hasSystem) return;
+    std::string command = prm.global.system;
+    if (prm.global.systemNrep) command += " " + std::to_string(rep);
     MyFlush();  // the command may read the report
     int status = ::system(command.c_str());
     (void)status;  // the command's exit status is the user's business
@@ -146,15 +148,15 @@ void SimClass::RunSystemCommand(int rep)
 // "nrep.txt" in the output folder lets the user change the number of replicates during a run.
 void SimClass::ReadReplicateControlFile()
 {
-    FILE* fp = fopen((outputFolder + "nrep.txt").c_str(), "r");
+    FILE* fp = fopen((prm.output.outputFolder + "nrep.txt").c_str(), "r");
     if (!fp) return;
     int n;
     if (fscanf(fp, "%d", &n) == 1) {
         if (n >= 1 && n <= kMaxReplicates) {
-            if (n != nrep) {
-                Warn("Warning - The number of replicates is adjusted to %d from %d by the user.\n", n, nrep);
+            if (n != runNrep) {
+                Warn("Warning - The number of replicates is adjusted to %d from %d by the user.\n", n, runNrep);
                 NoWarn++;
-                nrep = n;
+                runNrep = n;
             }
         } else {
             Warn("Warning - The specified value in nrep.txt should be between 1 and 20,000.\n");
@@ -174,10 +176,10 @@ void SimClass::RunRep(int rep)
     int last0 = p.genInfo[0].last;
     ComputeLDStat(0, 0, last0);
     SaveGenResults(0, 0, last0);
-    inbred.AllocMem(&p, pops.data(), npop, joint_pop);
+    inbred.AllocMem(&p, pops.data(), npop, prm.global.joint_pop);
     ComputeMeanVar(0, 0, last0);
     if (p.true_av) Update_VarAdd(0);
-    inbred.AddFounderToPed(&p, skip_inbreeding);
+    inbred.AddFounderToPed(&p, prm.global.skip_inbreeding);
     EstimateEBV_Base();
     printf("\n");
 
@@ -200,8 +202,8 @@ void SimClass::RunRep(int rep)
         EstimateEBV(g, gi.first, gi.last);
         SaveGenResults(g, gi.first, gi.last);
         if (g < p.ng) {
-            CSort::SortParents(&p, g, malesHaveRecords, p.cd, p.sd);
-            CSort::SortRP(&p, gi.first, gi.last, malesHaveRecords, p.sd);
+            CSort::SortParents(&p, g, prm.global.malesHaveRecords, p.cd, p.sd);
+            CSort::SortRP(&p, gi.first, gi.last, prm.global.malesHaveRecords, p.sd);
             CullAndSelect(g, gi.first, gi.last);
         }
         FreeChrProgMem(&p, gi.first, gi.last);
@@ -211,7 +213,7 @@ void SimClass::RunRep(int rep)
 
     if (p.md == kMdMinf || p.md == kMdMaxf) FreeSAMem();
     FreeChrLastSireDamMem();
-    if (joint_pop)
+    if (prm.global.joint_pop)
         inbred.UpdateRec(pops.data(), &p, founderFlag.data());
     else
         inbred.FreeMem();

@@ -10,7 +10,7 @@
 // writing would empty it before it is read.
 void SimClass::BackupParamFile(const std::string& paramFile)
 {
-    std::string destination = outputFolder + BaseName(paramFile);
+    std::string destination = prm.output.outputFolder + BaseName(paramFile);
     if (SameFile(paramFile, destination)) return;
     FILE* in = Myfopen(paramFile.c_str(), "r");
     FILE* out = Myfopen(destination.c_str(), "w");
@@ -23,7 +23,7 @@ void SimClass::BackupParamFile(const std::string& paramFile)
 
 void SimClass::SaveInitialSeed()
 {
-    std::string path = outputFolder + "seed";
+    std::string path = prm.output.outputFolder + "seed";
     if (MyRnd.SaveSeed(path.c_str(), false)) {
         Info("Seed is backed up in             : %s\n", path.c_str());
     } else {

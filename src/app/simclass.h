@@ -21,6 +21,7 @@
 #include "output/ld.h"
 #include "output/rep_summary.h"
 #include "output/write_buffer.h"
+#include "param/params.h"
 #include "random/rnd.h"
 
 class CLex;
@@ -40,12 +41,6 @@ struct SHistWorker {
     uint64_t matCross = 0;       // crossovers in maternal gametes
     double mrkHomoSum = 0;       // sums of the homozygosity pass
     double qtlHomoSum = 0;
-};
-
-// Shape of a genotyping rate drawn per individual: -1 when not given.
-struct SRate {
-    double rate = 0;     // mean rate
-    double shape = -1;   // gamma shape of /rndg
 };
 
 class SimClass {
@@ -239,23 +234,12 @@ public:
     // command line leaves it empty.
     std::function<void(const CPopulation& pop, int rep)> onPopulationDone;
 
-    // ---- Global statements ----
-    std::string title;              // run title, without quotes
-    bool hasTitle = false;          // a title was given
-    int nthread = 0;                // maximum worker threads; 0 = chosen at run start
-    int nrep = 0;                   // replicates (nrep.txt may change it during the run)
-    double h2 = -1;                 // heritability; -1 = not given
-    double qtlh2 = -1;              // part of h2 explained by QTL; -1 = not given
-    double phvar = -1;              // phenotypic variance; -1 = not given
-    double varPoly = 0;             // (h2 - qtlh2) * phvar
-    double varQTL = 0;              // qtlh2 * phvar
-    double varRes = 0;              // phvar - varPoly - varQTL
-    bool malesHaveRecords = true;   // false with no_male_rec
-    bool joint_pop = false;         // pedigree and inbreeding across all populations
-    bool skip_inbreeding = false;   // no inbreeding computation
-    std::string system;             // shell command run after every replicate
-    bool hasSystem = false;         // a command was given
-    bool systemNrep = false;        // the replicate number is appended to the command
+    // ---- Parameters, as read and cross-checked ----
+    SParams prm;
+    // Run state the parameters start: the replicates of this run (the file's nrep, changed by
+    // nrep.txt during the run) and its worker threads (the file's nthread, or chosen at run start).
+    int runNrep = 0;
+    int nthread = 0;
 
     // ---- Historical population ----
     SHistPop hp;
@@ -271,27 +255,6 @@ public:
     std::vector<SLocus*> locusPtr;   // genome-wide pointer array; its slices are the full locus lists
     int nMrkTot = 0, nQTLTot = 0, nLociTot = 0;
     double genomeLength = 0;         // sum of len, cM
-    bool select_seg_loci = false;
-    double segMaft = -1;             // MAF threshold of select_seg_loci; -1 = not given
-    int segNMrk = -1, segNQTL = -1;  // markers and QTL to keep; -1 = not given
-    SRate rmmg, rmqg, rmge, rqge;    // missing genotypes and genotyping errors
-    double mmutr = 0, qmutr = 0;     // mutation rates per allele copy and generation
-    bool mmutrRecurrent = false, qmutrRecurrent = false;
-    double mean_crossover = 1.0;     // crossovers per 100 cM
-    double interference = 0;         // interference distance, cM
-    bool interferenceComplete = false;  // /c: no two crossovers within the distance
-    bool r_mpos_g = false, r1_mpos_g = false, r_qpos_g = false, r1_qpos_g = false;
-
-    // ---- Output statements ----
-    std::string outputFolder;        // ends with "/" once created
-    bool attachRep = false;
-    bool linkage_map = false;
-    bool allele_effect = false;
-    bool allele_label = false;
-    bool hp_stat = false;
-    bool monitor_hp_homo = false;
-    int monitorFreq = 50;            // every how many historical generations homozygosity is kept
-    bool anySeqGenotype = false;     // some population writes genotypes with /seq
 
     // ---- Genome-wide run state ----
     std::vector<int> mrkIndex;       // genome-wide index of every marker, in genome order

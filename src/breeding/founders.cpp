@@ -102,7 +102,7 @@ void SimClass::TakeFoundersFrom(CPopulation& p, const SFounderLine& l)
     uint8_t savedHigh = s.sdHigh;
     s.sd = l.select;
     s.sdHigh = l.high;
-    CSort::SortRP(&s, g.first, g.last, malesHaveRecords, l.select);
+    CSort::SortRP(&s, g.first, g.last, prm.global.malesHaveRecords, l.select);
     s.sd = savedSd;
     s.sdHigh = savedHigh;
 
@@ -112,7 +112,7 @@ void SimClass::TakeFoundersFrom(CPopulation& p, const SFounderLine& l)
         --*r->genomeUse;
         if (!Eligible(l, founderFlag[static_cast<size_t>(r->id)], r->sex)) continue;
         PlaceFounder(p, *r);
-        if (!joint_pop) {
+        if (!prm.global.joint_pop) {
             SRec& copy = p.indiv[static_cast<size_t>(p.nFounderPlaced - 1)];
             copy.nMPrg = copy.nFPrg = 0;
             copy.sire = copy.dam = &unknownParent;

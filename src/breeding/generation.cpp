@@ -118,7 +118,7 @@ void SimClass::ProgenySimulator(int gen, int first, int last)
         PW.Warn("Error - Unknown mating design!\n");
         Abort("Error(s) detected!\n");
     }
-    if (last >= first) inbred.ComputeF(p.indiv[static_cast<size_t>(first)].id, skip_inbreeding);
+    if (last >= first) inbred.ComputeF(p.indiv[static_cast<size_t>(first)].id, prm.global.skip_inbreeding);
     SetProgenyValues(first, last);
 }
 
@@ -147,7 +147,7 @@ void SimClass::AssignSex(int gen, bool rndUg)
     }
     SGenStat& st = p.genStat[static_cast<size_t>(gen)];
     for (int i = 0; i < n; ++i) {
-        prg[i].hasPhen = prg[i].sex == 1 ? (malesHaveRecords ? 1 : 0) : 1;
+        prg[i].hasPhen = prg[i].sex == 1 ? (prm.global.malesHaveRecords ? 1 : 0) : 1;
         if (prg[i].sex == 1)
             st.nMale++;
         else

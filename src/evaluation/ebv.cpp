@@ -153,10 +153,10 @@ void SimClass::EstimateEBV_Approx(int gen, int first, int last)
     if (gen < 1) Abort("Error - EstimateEBV_Approx: EBV for founders cannot be computed in this function.\n");
     CPopulation& p = *curPop;
     const SGenInfo& gi = p.genInfo[static_cast<size_t>(gen)];
-    const SApproxWeights aw = ApproxWeights(varPoly + varQTL, varRes, h2);
+    const SApproxWeights aw = ApproxWeights(prm.global.varPoly + prm.global.varQTL, prm.global.varRes, prm.global.h2);
     const std::vector<int> recorded = RecordedProgenyPerParent(p, first, last, nextId);
-    ApproxParents(p.sires.data(), gi.nSires, recorded, p.mnp_male, malesHaveRecords, aw);
-    ApproxParents(p.dams.data(), gi.nDams, recorded, p.mnp_female, malesHaveRecords, aw);
+    ApproxParents(p.sires.data(), gi.nSires, recorded, p.mnp_male, prm.global.malesHaveRecords, aw);
+    ApproxParents(p.dams.data(), gi.nDams, recorded, p.mnp_female, prm.global.malesHaveRecords, aw);
     for (int i = first; i <= last; ++i) {
         SRec& r = p.indiv[static_cast<size_t>(i)];
         ApproxIndividual(r, r.sex ? p.mnp_male : p.mnp_female, aw);
@@ -169,20 +169,20 @@ void SimClass::EstimateEBV_Base()
     if (p.ebvMethod == kEbvNone) return;
     const int last0 = p.genInfo[0].last;
     // With a joint pedigree a founder keeps the EBV of the record it was copied from.
-    if (!joint_pop || p.ebvMethod == kEbvExternal) {
-        const SApproxWeights aw = ApproxWeights(varPoly + varQTL, varRes, h2);
+    if (!prm.global.joint_pop || p.ebvMethod == kEbvExternal) {
+        const SApproxWeights aw = ApproxWeights(prm.global.varPoly + prm.global.varQTL, prm.global.varRes, prm.global.h2);
         switch (p.ebvMethod) {
         case kEbvApprox:
             for (int i = 0; i <= last0; ++i) {
                 SRec& r = p.indiv[static_cast<size_t>(i)];
                 const int m = r.sex ? p.mnp_male : p.mnp_female;
-                r.ebv = m != 0 ? SimulatedProgenySum(r.Tbv(), m, aw.sigmaW) / (aw.k + m) : h2 * r.phen;
+                r.ebv = m != 0 ? SimulatedProgenySum(r.Tbv(), m, aw.sigmaW) / (aw.k + m) : prm.global.h2 * r.phen;
             }
             break;
         case kEbvBlup:
             for (int i = 0; i <= last0; ++i) {
                 SRec& r = p.indiv[static_cast<size_t>(i)];
-                r.ebv = r.phen * p.varA / (p.varA + varRes);
+                r.ebv = r.phen * p.varA / (p.varA + prm.global.varRes);
             }
             break;
         case kEbvAccur: EstimateEBV_P_Accur(0, last0); break;
@@ -200,7 +200,7 @@ void SimClass::EstimateEBV(int gen, int first, int last)
     CPopulation& p = *curPop;
     switch (p.ebvMethod) {
     case kEbvApprox: EstimateEBV_Approx(gen, first, last); break;
-    case kEbvBlup: mme.SolveMME(&inbred, varRes, p.varA); break;
+    case kEbvBlup: mme.SolveMME(&inbred, prm.global.varRes, p.varA); break;
     case kEbvAccur: EstimateEBV_P_Accur(first, last); break;
     case kEbvExternal: InputBV(gen, first, last, false); break;
     default: return;  // no evaluation, no accuracy statistics

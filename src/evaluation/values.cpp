@@ -33,11 +33,11 @@ bool Recorded(const SRec& r) { return r.hasPhen != 0; }
 void SimClass::SetProgenyValues(int first, int last)
 {
     CPopulation& p = *curPop;
-    const double sdPoly = std::sqrt(varPoly), sdRes = std::sqrt(varRes);
+    const double sdPoly = std::sqrt(prm.global.varPoly), sdRes = std::sqrt(prm.global.varRes);
     for (int i = first; i <= last; ++i) {
         SRec& r = p.indiv[static_cast<size_t>(i)];
         r.polyVal = 0;
-        if (varPoly > 0) {
+        if (prm.global.varPoly > 0) {
             // Mendelian sampling, reduced by the parents' inbreeding.
             double z = MyRnd.NRand();
             r.polyVal = (r.sire->polyVal + r.dam->polyVal) / 2 +
@@ -60,7 +60,7 @@ void SimClass::ComputeMeanVar(int gen, int first, int last)
     const int n = last - first + 1;
     if (n < 1) return;
     int nRec = n;
-    if (!malesHaveRecords) {
+    if (!prm.global.malesHaveRecords) {
         if (gen == p.ng + 1) {
             nRec = 0;
             for (int i = 0; i < n; ++i) nRec += r[i].hasPhen != 0;

@@ -55,7 +55,7 @@ void SimClass::SampleQAEffect()
 {
     GetLociInfo();
     if (nQTLTot == 0 || chrom.empty()) return;
-    double v = varQTL / nQTLTot * 0.5;
+    double v = prm.global.varQTL / nQTLTot * 0.5;
     double s = 0;
     const SChrom& first = chrom[0];
     switch (first.qaeMethod) {
@@ -139,8 +139,8 @@ void SimClass::ScaleQAEffect(SRec* lhg, int n, double& scale)
     };
     if (chrom.empty() || chrom[0].qaeMethod != EEffectMethod::Pd) {
         double v = Variance(qSum, qSumSq, n);
-        if (varQTL > 1e-5 && v < 1e-5) VarianceError(56);
-        double f = v >= 1e-5 ? std::sqrt(varQTL) / std::sqrt(v) : 1;
+        if (prm.global.varQTL > 1e-5 && v < 1e-5) VarianceError(56);
+        double f = v >= 1e-5 ? std::sqrt(prm.global.varQTL) / std::sqrt(v) : 1;
         for (int k = 0; k < nQTLTot; ++k) rescale(k, f);
         scale = f;
     } else {
@@ -156,7 +156,7 @@ void SimClass::ScaleQAEffect(SRec* lhg, int n, double& scale)
     }
 
     double sd = std::sqrt(std::max(0.0, Variance(pSum, pSumSq, n)));
-    double g = (varPoly < 1e-5 && sd < 1e-5) ? 1 : std::sqrt(varPoly) / sd;
+    double g = (prm.global.varPoly < 1e-5 && sd < 1e-5) ? 1 : std::sqrt(prm.global.varPoly) / sd;
     double mean = pSum / n;
     for (int i = 0; i < n; ++i) lhg[i].polyVal = (lhg[i].polyVal - mean) * g;
 }

@@ -123,9 +123,9 @@ void SimClass::AllocGlobalMem()
 
 void SimClass::AllocPopMem()
 {
-    hp.recs.assign(static_cast<size_t>(hp.LargestSize()), SRec());
-    hp.lastGen.assign(static_cast<size_t>(hp.LastSize()), nullptr);
-    size_t counters = static_cast<size_t>(hp.LastSize());
+    hp.recs.assign(static_cast<size_t>(prm.hist.LargestSize()), SRec());
+    hp.lastGen.assign(static_cast<size_t>(prm.hist.LastSize()), nullptr);
+    size_t counters = static_cast<size_t>(prm.hist.LastSize());
     for (CPopulation& p : pops) {
         p.indiv.assign(static_cast<size_t>(p.nIndiv), SRec());
         p.cand.assign(static_cast<size_t>(p.nIndiv), nullptr);
@@ -171,7 +171,7 @@ void SimClass::FreePopMem()
     genomeUseCount.clear();
     founderFlag.clear();
 
-    if (!selectedLoci.empty() || select_seg_loci) {
+    if (!selectedLoci.empty() || prm.genome.select_seg_loci) {
         // Every replicate starts again from the full genome.
         selectedLoci.clear();
         nMrkTot = nQTLTot = 0;

@@ -30,19 +30,19 @@ void CMyRnd::GenerateCrossoverPos(double* xpos, int n, double len)
 void SimClass::SampleCrossoPos(int chr, short& n, double* xpos, double scale, CMyRnd* rnd)
 {
     n = 0;
-    if (mean_crossover <= 0) return;
+    if (prm.genome.mean_crossover <= 0) return;
     double len = chrom[chr].len;
-    int count = rnd->PoissRnd(len * scale / 100 * mean_crossover);
+    int count = rnd->PoissRnd(len * scale / 100 * prm.genome.mean_crossover);
     if (count < 1) return;
     if (count > kMaxCrossovers)
         RaiseFatal("Error - Too many crossovers! %d %d %g %g %g\nPlease report the error to %s\n", count,
-                   kMaxCrossovers, len, scale, mean_crossover, kContactText);
+                   kMaxCrossovers, len, scale, prm.genome.mean_crossover, kContactText);
     rnd->GenerateCrossoverPos(xpos, count, len);
     // Interference: of two crossovers within the distance, one may be removed.
-    if (interference > 0) {
+    if (prm.genome.interference > 0) {
         for (int i = 0; i + 1 < count;) {
             double d = xpos[i + 1] - xpos[i];
-            if (d > interference || (!interferenceComplete && !(std::pow(1 - d / interference, 2) > rnd->URand()))) {
+            if (d > prm.genome.interference || (!prm.genome.interferenceComplete && !(std::pow(1 - d / prm.genome.interference, 2) > rnd->URand()))) {
                 ++i;
                 continue;
             }

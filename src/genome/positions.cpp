@@ -107,8 +107,8 @@ void SimClass::GenerateUniqueURandPos(SLocus** loci, int n, double mRange, doubl
 
 void SimClass::RandomizePosAcrossGenome(int rep)
 {
-    bool markers = r_mpos_g || (r1_mpos_g && rep == 1);
-    bool qtl = r_qpos_g || (r1_qpos_g && rep == 1);
+    bool markers = prm.genome.r_mpos_g || (prm.genome.r1_mpos_g && rep == 1);
+    bool qtl = prm.genome.r_qpos_g || (prm.genome.r1_qpos_g && rep == 1);
     // Summed in the order of the cut below, so that the genome's end is its last chromosome's end.
     double total = 0;
     for (const SChrom& ch : chrom) total += ch.len;
@@ -153,5 +153,5 @@ void SimClass::SampleParam(int rep)
                                    ch.len);
         SampleAlleles(ch, rep);
     }
-    if (r_mpos_g || r_qpos_g || ((r1_mpos_g || r1_qpos_g) && rep == 1)) RandomizePosAcrossGenome(rep);
+    if (prm.genome.r_mpos_g || prm.genome.r_qpos_g || ((prm.genome.r1_mpos_g || prm.genome.r1_qpos_g) && rep == 1)) RandomizePosAcrossGenome(rep);
 }

@@ -39,19 +39,19 @@ uint16_t DrawAllele(const std::vector<double>& freq, CMyRnd& rnd)
 
 int SimClass::HistSize(int g) const
 {
-    if (g <= 0) return hp.sizes[0];
-    for (int k = 0; k + 1 < hp.nSizeEntries; ++k) {
-        long long g0 = hp.gens[k], g1 = hp.gens[k + 1], s0 = hp.sizes[k], s1 = hp.sizes[k + 1];
+    if (g <= 0) return prm.hist.sizes[0];
+    for (int k = 0; k + 1 < prm.hist.nSizeEntries; ++k) {
+        long long g0 = prm.hist.gens[k], g1 = prm.hist.gens[k + 1], s0 = prm.hist.sizes[k], s1 = prm.hist.sizes[k + 1];
         if (g > g0 && g <= g1) return static_cast<int>(s0 + (s1 - s0) * (g - g0) / (g1 - g0));
     }
-    return hp.LastSize();
+    return prm.hist.LastSize();
 }
 
 int SimClass::HistMales(int g) const
 {
-    if (g == 0) return hp.nmfhg;
-    if (g == hp.nGen) return hp.nmlhg;
-    return static_cast<int>(HistSize(g) * (static_cast<double>(hp.nmfhg) / hp.sizes[0]));
+    if (g == 0) return prm.hist.nmfhg;
+    if (g == prm.hist.nGen) return prm.hist.nmlhg;
+    return static_cast<int>(HistSize(g) * (static_cast<double>(prm.hist.nmfhg) / prm.hist.sizes[0]));
 }
 
 // Every locus starts the replicate with its set-up number of alleles and identity labels.
@@ -61,7 +61,7 @@ void SimClass::ResetAlleleNumbers()
         for (int i = 0; i < ch.NLoci(); ++i) {
             SLocus* l = ch.loci[i];
             l->nAllele = l->nAllele0;
-            bool recurrent = l->isQTL ? qmutrRecurrent : mmutrRecurrent;
+            bool recurrent = l->isQTL ? prm.genome.qmutrRecurrent : prm.genome.mmutrRecurrent;
             if (l->nAllele == 1 && recurrent) l->nAllele = 2;
             l->alleleLabel.resize(static_cast<size_t>(l->nAllele) + 1);
             l->alleleLabel[0] = l->nAllele;
@@ -197,8 +197,8 @@ void SimClass::FounderGenotypes(int t)
 void SimClass::HPSimulator(int rep)
 {
     CMyTime timer;
-    const int G = hp.nGen;
-    std::vector<SRec> other(static_cast<size_t>(hp.LargestSize()));
+    const int G = prm.hist.nGen;
+    std::vector<SRec> other(static_cast<size_t>(prm.hist.LargestSize()));
     mutation.InitializeRep();
     hpPatCross = hpMatCross = 0;
     SampleParam(rep);
@@ -208,7 +208,7 @@ void SimClass::HPSimulator(int rep)
     for (SRec& r : other) AllocRecChr(&r);
     GenerateCompleteLD(hp.recs.data());
     StartHistWorkers();
-    const bool mutating = mmutr > 0 || qmutr > 0;
+    const bool mutating = prm.genome.mmutr > 0 || prm.genome.qmutr > 0;
 
     PrintALineFormat1(60, '-', stdout, "Historical generations (%s)", FormatNum(static_cast<unsigned long long>(G)));
     if (rptfp) PrintALineFormat1(45, '-', rptfp, "Historical generations (%s)", FormatNum(static_cast<unsigned long long>(G)));
@@ -219,7 +219,7 @@ void SimClass::HPSimulator(int rep)
     RunHistPass(SHistWorker::kFounders, hp.recs.data(), size, males);
     if (mutating) mutation.Mutate(hp.recs.data(), size);
     MeasureHomozygosity(hp.recs.data(), size, males);
-    if (monitor_hp_homo) SaveHPHomo(0);
+    if (prm.output.monitor_hp_homo) SaveHPHomo(0);
     if (G > 0) {
         PrintHistLine('*', 0, size, males);
         Info("   %8.4f   %8.4f\n", hpMrkHomo, hpQtlHomo);
@@ -233,7 +233,7 @@ void SimClass::HPSimulator(int rep)
         int parentSize = size, parentMales = males;
         size = HistSize(g);
         males = HistMales(g);
-        bool atBoundary = boundary < hp.nSizeEntries && g == hp.gens[boundary];
+        bool atBoundary = boundary < prm.hist.nSizeEntries && g == prm.hist.gens[boundary];
         bool shown = (g % printStep == 0 || atBoundary) && g < G;
         if (shown) PrintHistLine(atBoundary ? '*' : ' ', g, size, males);
 
@@ -243,22 +243,22 @@ void SimClass::HPSimulator(int rep)
         RunHistPass(SHistWorker::kMeiosis, offspring, size, males);
         if (mutating) mutation.Mutate(offspring, size);
 
-        bool monitored = monitor_hp_homo && g >= monitorFreq && g % monitorFreq == 0;
+        bool monitored = prm.output.monitor_hp_homo && g >= prm.output.monitorFreq && g % prm.output.monitorFreq == 0;
         if (shown || atBoundary || monitored || g == G) MeasureHomozygosity(offspring, size, males);
-        if (monitor_hp_homo && (monitored || g == G)) SaveHPHomo(g);
+        if (prm.output.monitor_hp_homo && (monitored || g == G)) SaveHPHomo(g);
         if (shown) Info("   %8.4f   %8.4f\n", hpMrkHomo, hpQtlHomo);
         if (atBoundary) ++boundary;
         std::swap(parents, offspring);
     }
     Info("*%-5s %8s %8s %8s   %8.4f   %8.4f\n", FormatNum(static_cast<unsigned long long>(G)),
-         FormatNum(static_cast<unsigned long long>(hp.LastSize())), FormatNum(static_cast<unsigned long long>(hp.nmlhg)),
-         FormatNum(static_cast<unsigned long long>(hp.LastSize() - hp.nmlhg)), hpMrkHomo, hpQtlHomo);
+         FormatNum(static_cast<unsigned long long>(prm.hist.LastSize())), FormatNum(static_cast<unsigned long long>(prm.hist.nmlhg)),
+         FormatNum(static_cast<unsigned long long>(prm.hist.LastSize() - prm.hist.nmlhg)), hpMrkHomo, hpQtlHomo);
 
     // The last generation stays in the engine's record array.
     if (parents != hp.recs.data()) hp.recs.swap(other);
     CloseHistoricalRun(hp.recs.data());
 
-    for (size_t i = static_cast<size_t>(hp.LastSize()); i < hp.recs.size(); ++i) {
+    for (size_t i = static_cast<size_t>(prm.hist.LastSize()); i < hp.recs.size(); ++i) {
         FreeRecChr(hp.recs[i].patChr);
         hp.recs[i].patChr = nullptr;
     }

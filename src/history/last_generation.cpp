@@ -83,7 +83,7 @@ void WarnIgnoredMutations(const char* kind, const char* kinds, uint64_t ignored)
 
 void SimClass::GenerateCompleteLD(SRec* gen0)
 {
-    const int n = hp.FirstSize(), haplotypes = 2 * n;
+    const int n = prm.hist.FirstSize(), haplotypes = 2 * n;
     std::vector<int> pool;
     for (int c = 0; c < nChr; ++c) {
         const SChrom& ch = chrom[c];
@@ -119,13 +119,13 @@ void SimClass::GenerateCompleteLD(SRec* gen0)
 
 void SimClass::SelectSegregatingLoci_LHG(SRec* lhg)
 {
-    const int n = hp.LastSize();
+    const int n = prm.hist.LastSize();
     std::vector<int> markers, qtls;
     std::vector<int> counts;
     for (int g = 0; g < nLociTot; ++g) {
         const SLocus* l = LocusAt(g);
         if (l->nAllele <= 1) continue;
-        if (segMaft > 0) {
+        if (prm.genome.segMaft > 0) {
             counts.assign(static_cast<size_t>(l->nAllele) + 1, 0);
             for (int i = 0; i < n; ++i) {
                 counts[lhg[i].Pat()[g]]++;
@@ -134,7 +134,7 @@ void SimClass::SelectSegregatingLoci_LHG(SRec* lhg)
             int rarest = 2 * n;
             for (int a = 1; a <= l->nAllele; ++a)
                 if (counts[a] > 0) rarest = std::min(rarest, counts[a]);
-            if (static_cast<double>(rarest) / (2.0 * n) < segMaft) continue;
+            if (static_cast<double>(rarest) / (2.0 * n) < prm.genome.segMaft) continue;
         }
         (l->isQTL ? qtls : markers).push_back(g);
     }
@@ -144,8 +144,8 @@ void SimClass::SelectSegregatingLoci_LHG(SRec* lhg)
         Shuffle(list.data(), static_cast<int>(list.size()), wanted);
         list.resize(static_cast<size_t>(wanted));
     };
-    keepAtMost(markers, segNMrk);
-    keepAtMost(qtls, segNQTL);
+    keepAtMost(markers, prm.genome.segNMrk);
+    keepAtMost(qtls, prm.genome.segNQTL);
     std::vector<int> keep(markers);
     keep.insert(keep.end(), qtls.begin(), qtls.end());
     if (keep.empty()) Abort("Error - Markers and QTLs are not segregating in last HP!\n");
@@ -173,11 +173,11 @@ void SimClass::SelectSegregatingLoci_LHG(SRec* lhg)
     GetMrkQTLIdx();
     GetLociInfo();
     PurgeIndivGenotype_LHG(lhg, keep.data(), static_cast<int>(keep.size()));
-    if (segNMrk > candidateMarkers) {
+    if (prm.genome.segNMrk > candidateMarkers) {
         fprintf(stderr, "   Warning - Not enough segregating markers.\n");
         NoWarn++;
     }
-    if (segNQTL > candidateQTL) {
+    if (prm.genome.segNQTL > candidateQTL) {
         fprintf(stderr, "   Warning - Not enough segregating QTLs.\n");
         NoWarn++;
     }
@@ -185,7 +185,7 @@ void SimClass::SelectSegregatingLoci_LHG(SRec* lhg)
 
 void SimClass::PurgeIndivGenotype_LHG(SRec* lhg, const int* keep, int n)
 {
-    for (int i = 0; i < hp.LastSize(); ++i) {
+    for (int i = 0; i < prm.hist.LastSize(); ++i) {
         SRec& r = lhg[i];
         uint16_t** oldPat = r.patChr;
         const uint16_t* pat = r.Pat();
@@ -201,7 +201,7 @@ void SimClass::PurgeIndivGenotype_LHG(SRec* lhg, const int* keep, int n)
 
 void SimClass::CloseHistoricalRun(SRec* lhg)
 {
-    const int n = hp.LastSize();
+    const int n = prm.hist.LastSize();
     for (auto& w : hpWorkers) {
         hpPatCross += w->patCross;
         hpMatCross += w->matCross;
@@ -218,11 +218,11 @@ void SimClass::CloseHistoricalRun(SRec* lhg)
     Info("\nLast historical generation:\n");
     AllocQAEffectMem();
     SampleQAEffect();
-    if (select_seg_loci) {
+    if (prm.genome.select_seg_loci) {
         int markersBefore = nMrkTot, qtlBefore = nQTLTot;
         SelectSegregatingLoci_LHG(lhg);
-        MeasureHomozygosity(lhg, n, hp.nmlhg);
-        if (markersBefore + qtlBefore > 0) Info("   MAF threshold            : %g\n", segMaft);
+        MeasureHomozygosity(lhg, n, prm.hist.nmlhg);
+        if (markersBefore + qtlBefore > 0) Info("   MAF threshold            : %g\n", prm.genome.segMaft);
         if (markersBefore > 0)
             Info("   No. markers selected     : %-7s out of %-12s (Homo = %g)\n",
                  FormatNum(static_cast<unsigned long long>(nMrkTot)), FormatNum(static_cast<unsigned long long>(markersBefore)),
@@ -235,7 +235,7 @@ void SimClass::CloseHistoricalRun(SRec* lhg)
     StopHistWorkers();
 
     // Records of the last generation: the source of founders of the recent populations.
-    const double sdPoly = std::sqrt(varPoly), sdRes = std::sqrt(varRes);
+    const double sdPoly = std::sqrt(prm.global.varPoly), sdRes = std::sqrt(prm.global.varRes);
     for (int i = 0; i < n; ++i) {
         SRec& r = lhg[i];
         r.id = 0;
@@ -244,9 +244,9 @@ void SimClass::CloseHistoricalRun(SRec* lhg)
         r.inbF = 0;
         r.nMPrg = r.nFPrg = 0;
         r.genomeUse = &genomeUseCount[static_cast<size_t>(nextGenomeSlot++)];
-        bool male = i < hp.nmlhg;
+        bool male = i < prm.hist.nmlhg;
         r.sex = male ? 1 : 0;
-        r.hasPhen = male ? (malesHaveRecords ? 1 : 0) : 1;
+        r.hasPhen = male ? (prm.global.malesHaveRecords ? 1 : 0) : 1;
         r.polyVal = sdPoly * MyRnd.NRand();
         r.res = r.hasPhen ? sdRes * MyRnd.NRand() : 0;
         MrkHomozy(&r);

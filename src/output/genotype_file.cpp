@@ -158,17 +158,17 @@ void SimClass::WriteGenotypeLines(SGenotypeWrite& w, int first, int last, CMyRnd
     FindConsecutiveRuns(w);
     w.pair.resize(2 * nColumns);
     w.codeLine.resize(nColumns);
-    if (allele_label) {
+    if (prm.output.allele_label) {
         w.labels.resize(nColumns);
         for (size_t c = 0; c < nColumns; ++c) w.labels[c] = LocusAt(w.locusOf[c])->alleleLabel.data();
     }
-    const bool faults = rmmg.rate > 0 || rmqg.rate > 0 || rmge.rate > 0 || rqge.rate > 0;
+    const bool faults = prm.genome.rmmg.rate > 0 || prm.genome.rmqg.rate > 0 || prm.genome.rmge.rate > 0 || prm.genome.rqge.rate > 0;
     for (int i = first; i <= last; ++i) {
         const SRec& r = curPop->indiv[static_cast<size_t>(i)];
         TrueGenotypes(w, r);
         if (faults) {
-            if (w.markers) InduceFaults(w, r, w.markerColumns, rmmg, rmge, local, stat.nMissMrk, stat.nErrMrk);
-            if (w.qtl) InduceFaults(w, r, w.qtlColumns, rmqg, rqge, local, stat.nMissQTL, stat.nErrQTL);
+            if (w.markers) InduceFaults(w, r, w.markerColumns, prm.genome.rmmg, prm.genome.rmge, local, stat.nMissMrk, stat.nErrMrk);
+            if (w.qtl) InduceFaults(w, r, w.qtlColumns, prm.genome.rmqg, prm.genome.rqge, local, stat.nMissQTL, stat.nErrQTL);
         }
         WriteGenotypeLine(w, r.id);
     }
@@ -191,7 +191,7 @@ void SimClass::TrueGenotypes(SGenotypeWrite& w, const SRec& r) const
             o[2 * k + 1] = m[k];
         }
     }
-    if (!allele_label) return;
+    if (!prm.output.allele_label) return;
     for (size_t c = 0; c < nColumns; ++c) {
         out[2 * c] = w.labels[c][out[2 * c]];
         out[2 * c + 1] = w.labels[c][out[2 * c + 1]];
@@ -231,7 +231,7 @@ void SimClass::InduceGenErr(int g, unsigned short* pat, unsigned short* mat, uns
 {
     const SLocus& locus = *LocusAt(g);
     const int n = locus.nAllele;
-    auto shown = [&](int a) { return allele_label ? locus.alleleLabel[static_cast<size_t>(a)] : static_cast<uint16_t>(a); };
+    auto shown = [&](int a) { return prm.output.allele_label ? locus.alleleLabel[static_cast<size_t>(a)] : static_cast<uint16_t>(a); };
     const uint16_t truePat = shown(pat[g]), trueMat = shown(mat[g]);
     const double u = MyRnd.URand();
     if (n >= 2) {

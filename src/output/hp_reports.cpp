@@ -83,7 +83,7 @@ void WriteGenomeTable(FILE* fp, const SimClass& s)
     WriteGenomeRow(fp, s, "No. non-seg. markers        : ", [](const SChrom& ch) { return ch.mrk.fixed; });
     WriteGenomeRow(fp, s, "No. non-seg. QTL            : ", [](const SChrom& ch) { return ch.qtl.fixed; });
     fputc('\n', fp);
-    if (!s.select_seg_loci) return;
+    if (!s.prm.genome.select_seg_loci) return;
     WriteGenomeRow(fp, s, "No. selected-seg. loci      : ", [](const SChrom& ch) { return ch.NLoci(); });
     WriteGenomeRow(fp, s, "No. selected-seg. markers   : ", [](const SChrom& ch) { return ch.nMrk; });
     WriteGenomeRow(fp, s, "No. selected-seg. QTL       : ", [](const SChrom& ch) { return ch.nQTL; });
@@ -151,16 +151,16 @@ void WriteSizeRow(FILE* fp, bool marked, int gen, long long size, long long male
 // Sizes between two breakpoints of hg_size are interpolated in 64-bit integers, as the
 // historical generations do; males keep the proportion of the first generation. Breakpoint
 // generations are marked.
-void WriteSizeTable(FILE* fp, const SHistPop& hp)
+void WriteSizeTable(FILE* fp, const SHistPlan& plan)
 {
     fprintf(fp, "%-5s  %8s %12s %12s\n", "Gen.", "Size", "No. males", "No. females");
     PrintALine(42, fp);
-    const int s0 = hp.sizes[0];
-    const double maleShare = static_cast<double>(hp.nmfhg) / s0;
-    WriteSizeRow(fp, true, 0, s0, hp.nmfhg);
-    for (int k = 1; k < hp.nSizeEntries; ++k) {
-        const int g0 = hp.gens[k - 1], g1 = hp.gens[k];
-        const int64_t from = hp.sizes[k - 1], to = hp.sizes[k];
+    const int s0 = plan.sizes[0];
+    const double maleShare = static_cast<double>(plan.nmfhg) / s0;
+    WriteSizeRow(fp, true, 0, s0, plan.nmfhg);
+    for (int k = 1; k < plan.nSizeEntries; ++k) {
+        const int g0 = plan.gens[k - 1], g1 = plan.gens[k];
+        const int64_t from = plan.sizes[k - 1], to = plan.sizes[k];
         for (int g = g0 + 1; g <= g1; ++g) {
             const int64_t size = from + (static_cast<int64_t>(g - g0) * (to - from)) / (g1 - g0);
             const int64_t males = static_cast<int64_t>(static_cast<double>(size) * maleShare);
@@ -223,7 +223,7 @@ void SimClass::SaveAlleleEffect()
 void SimClass::SaveHPStat(double polyMean, double polyVar, double qtlMean, double qtlVar, double qtlScale)
 {
     FILE* fp = hpStatFp;
-    if (!hp_stat || !fp) return;
+    if (!prm.output.hp_stat || !fp) return;
     PrintALineFormat1(80, '-', fp, "Statistics for the last historical generation");
     fprintf(fp, "Scaled QTL mean (var)       : %11.5f (%g)\n", qtlMean, qtlVar);
     fprintf(fp, "QTL scale factor            : %11.5f\n", qtlScale);
@@ -237,6 +237,6 @@ void SimClass::SaveHPStat(double polyMean, double polyVar, double qtlMean, doubl
 
     PrintALineFormat1(80, '-', fp, "Statistics for the historical population");
     WriteRunCounters(fp, *this);
-    WriteSizeTable(fp, hp);
+    WriteSizeTable(fp, prm.hist);
     MyFflush(fp);
 }

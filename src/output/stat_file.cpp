@@ -173,29 +173,29 @@ void SimClass::SaveStat()
     const int overall = p.ng + 1;
     PrintInbreeding(fp, p);
     PrintMeanSd(fp, p, 50, "Homozygosity", overall, &SGenStat::meanHomo, &SGenStat::sdHomo);
-    PrintMeanSd(fp, p, 50, malesHaveRecords ? "Phenotype" : "Phenotype (females)", overall, &SGenStat::meanPhen,
+    PrintMeanSd(fp, p, 50, prm.global.malesHaveRecords ? "Phenotype" : "Phenotype (females)", overall, &SGenStat::meanPhen,
                 &SGenStat::sdPhen);
-    if (varPoly > 0)
+    if (prm.global.varPoly > 0)
         PrintMeanSd(fp, p, 50, "Polygenes", overall, &SGenStat::meanPoly, &SGenStat::sdPoly);
     else
         fprintf(fp, "Polygenic variance is zero.\n");
     fprintf(fp, "\n");
-    if (varQTL > 0)
+    if (prm.global.varQTL > 0)
         PrintMeanSd(fp, p, 50, "QTL", overall, &SGenStat::meanQTL, &SGenStat::sdQTL);
     else
         fprintf(fp, "QTL variance is zero.\n");
     fprintf(fp, "\n");
-    PrintMeanSd(fp, p, 50, malesHaveRecords ? "Residual" : "Residual (females)", overall, &SGenStat::meanRes,
+    PrintMeanSd(fp, p, 50, prm.global.malesHaveRecords ? "Residual" : "Residual (females)", overall, &SGenStat::meanRes,
                 &SGenStat::sdRes);
     if (p.ebvMethod != kEbvNone) PrintEbv(fp, p);
     PrintStructure(fp, p);
     if (p.nLs >= 2) PrintLitterSizes(fp, p);
     const bool markers = nMrkTot > 0, qtl = nQTLTot > 0;
     PrintGenotypePercentages(fp, p, "Percentage of missing genotypes",
-                             {rmmg.rate > 0 && markers, rmqg.rate > 0 && qtl, nMrkTot, nQTLTot, &SGenStat::nMissMrk,
+                             {prm.genome.rmmg.rate > 0 && markers, prm.genome.rmqg.rate > 0 && qtl, nMrkTot, nQTLTot, &SGenStat::nMissMrk,
                               &SGenStat::nMissQTL});
     PrintGenotypePercentages(fp, p, "Percentage of genotyping errors",
-                             {rmge.rate > 0 && markers, rqge.rate > 0 && qtl, nMrkTot, nQTLTot, &SGenStat::nErrMrk,
+                             {prm.genome.rmge.rate > 0 && markers, prm.genome.rqge.rate > 0 && qtl, nMrkTot, nQTLTot, &SGenStat::nErrMrk,
                               &SGenStat::nErrQTL});
     MyFflush(fp);
 }

@@ -189,7 +189,7 @@ void PrintLDSummary(const SimClass& sim, FILE* fp, CPopulation& p, int n)
 
 void PrintPopulation(const SimClass& sim, FILE* fp, CPopulation& p, int n)
 {
-    const bool females = !sim.malesHaveRecords;
+    const bool females = !sim.prm.global.malesHaveRecords;
     PrintALineFormat1(80, '~', fp, "Population \"%s\"", p.name.c_str());
     fprintf(fp, "%-5s  %17s %14s    %17s %14s\n", "Gen.", "Mean", "SE", "SD", "SE");
     PrintRepSection(fp, p, "Inbreeding", n, &SGenRepStat::meanF, &SGenRepStat::sdF);
@@ -234,14 +234,14 @@ void SimClass::GetStatRep()
 // Runs once, after the last replicate: the accumulators are reduced in place.
 void SimClass::SaveStatRep()
 {
-    FILE* fp = Myfopen((outputFolder + "stat_rep.txt").c_str(), "w");
-    if (hasTitle) PrintALineInFixedBox(0, 80, fp, title.c_str());
-    fprintf(fp, "No. replicates: %d\n", nrep);
+    FILE* fp = Myfopen((prm.output.outputFolder + "stat_rep.txt").c_str(), "w");
+    if (prm.global.hasTitle) PrintALineInFixedBox(0, 80, fp, prm.global.title.c_str());
+    fprintf(fp, "No. replicates: %d\n", runNrep);
     PrintALineFormat1(80, '-', fp, "Statistics over replicates");
-    PrintHistorical(fp, histRep, nrep, select_seg_loci);
+    PrintHistorical(fp, histRep, runNrep, prm.genome.select_seg_loci);
     for (CPopulation& p : pops) {
         curPop = &p;
-        PrintPopulation(*this, fp, p, nrep);
+        PrintPopulation(*this, fp, p, runNrep);
     }
     MyFclose(fp);
 }

@@ -39,14 +39,14 @@ FILE* SimClass::MyOpenMergeFile(int rep, bool heading, const char* fmt, ...)
     va_end(ap);
 
     char suffix[32];
-    if (attachRep)
+    if (prm.output.attachRep)
         snprintf(suffix, sizeof(suffix), ".txt");
     else
         snprintf(suffix, sizeof(suffix), "_%03d.txt", rep);
     name += suffix;
 
-    FILE* fp = Myfopen(name.c_str(), attachRep && rep > 1 ? "a" : "w");
-    if (attachRep && heading) PrintALineFormat1(80, '~', fp, "Replicate %3d", rep);
+    FILE* fp = Myfopen(name.c_str(), prm.output.attachRep && rep > 1 ? "a" : "w");
+    if (prm.output.attachRep && heading) PrintALineFormat1(80, '~', fp, "Replicate %3d", rep);
     return fp;
 }
 
@@ -62,19 +62,19 @@ void SimClass::OpenOutputStreams(int rep, bool hp)
 // per replicate, though it is written only after the last population.
 void SimClass::OpenHistoricalStreams(int rep)
 {
-    const char* folder = outputFolder.c_str();
+    const char* folder = prm.output.outputFolder.c_str();
     auto open = [&](bool wanted, const char* kind) {
         return wanted ? MyOpenMergeFile(rep, true, "%s%s", folder, kind) : nullptr;
     };
     const bool markers = nMrkTot >= 1, qtl = nQTLTot >= 1, loci = nLociTot >= 1;
-    hpStatFp = open(hp_stat, "hp_stat");
-    hpHomoMrkFp = open(monitor_hp_homo && markers, "hp_homo_mrk");
-    hpHomoQtlFp = open(monitor_hp_homo && qtl, "hp_homo_qtl");
-    lmMrkFp = open(linkage_map && markers, "lm_mrk");
-    lmQtlFp = open(linkage_map && qtl, "lm_qtl");
-    lmMrkQtlFp = open(linkage_map && anySeqGenotype && loci, "lm_mrk_qtl");
-    effectQtlFp = open(allele_effect && qtl, "effect_qtl");
-    pedigreeFp = open(joint_pop, "pedigree");
+    hpStatFp = open(prm.output.hp_stat, "hp_stat");
+    hpHomoMrkFp = open(prm.output.monitor_hp_homo && markers, "hp_homo_mrk");
+    hpHomoQtlFp = open(prm.output.monitor_hp_homo && qtl, "hp_homo_qtl");
+    lmMrkFp = open(prm.output.linkage_map && markers, "lm_mrk");
+    lmQtlFp = open(prm.output.linkage_map && qtl, "lm_qtl");
+    lmMrkQtlFp = open(prm.output.linkage_map && prm.output.anySeqGenotype && loci, "lm_mrk_qtl");
+    effectQtlFp = open(prm.output.allele_effect && qtl, "effect_qtl");
+    pedigreeFp = open(prm.global.joint_pop, "pedigree");
 }
 
 // The files of the current population, named after it, in this order. Binary genotype files
@@ -82,7 +82,7 @@ void SimClass::OpenHistoricalStreams(int rep)
 void SimClass::OpenPopulationStreams(int rep)
 {
     const SPopOutput& o = curPop->out;
-    const char* folder = outputFolder.c_str();
+    const char* folder = prm.output.outputFolder.c_str();
     const char* pop = curPop->name.c_str();
     auto open = [&](bool wanted, bool heading, const char* kind) {
         return wanted ? MyOpenMergeFile(rep, heading, "%s%s_%s", folder, pop, kind) : nullptr;
@@ -116,8 +116,8 @@ void SimClass::CloseOutputStreams(bool hp)
 
 void SimClass::SaveRepResults()
 {
-    if (linkage_map && anySeqGenotype && nLociTot >= 1) SaveLinkageMap(false, true);
-    if (linkage_map && nMrkTot >= 1) SaveLinkageMap(false, false);
-    if (linkage_map && nQTLTot >= 1) SaveLinkageMap(true, false);
-    if (allele_effect && nQTLTot >= 1) SaveAlleleEffect();
+    if (prm.output.linkage_map && prm.output.anySeqGenotype && nLociTot >= 1) SaveLinkageMap(false, true);
+    if (prm.output.linkage_map && nMrkTot >= 1) SaveLinkageMap(false, false);
+    if (prm.output.linkage_map && nQTLTot >= 1) SaveLinkageMap(true, false);
+    if (prm.output.allele_effect && nQTLTot >= 1) SaveAlleleEffect();
 }

@@ -41,9 +41,9 @@ void SimClass::CheckParam()
     };
 
     // QTL variance needs QTL.
-    if (nQTLTot == 0 && varQTL > 1e-5) fail(48);
+    if (nQTLTot == 0 && prm.global.varQTL > 1e-5) fail(48);
 
-    if (skip_inbreeding && varPoly > 0)
+    if (prm.global.skip_inbreeding && prm.global.varPoly > 0)
         Warning("Warning - Inbreeding is ignored in simulating polygenic effect.\n"
                 "To account for inbreeding, remove 'skip_inbreeding' command.\n");
 
@@ -137,18 +137,18 @@ void SimClass::CheckCompleteLD(bool& error)
 void SimClass::CheckHistoricalSizes(bool& error)
 {
     bool planValid = true;
-    if (hp.nmfhg > hp.FirstSize()) {
+    if (prm.hist.nmfhg > prm.hist.FirstSize()) {
         Warn("Error - Value for 'nmfhg' (Number of males) cannot be larger than size of the first historical "
              "generation\n");
         planValid = false;
     }
-    if (hp.nmlhg > hp.LastSize()) {
+    if (prm.hist.nmlhg > prm.hist.LastSize()) {
         Warn("Error - Value for 'nmlhg' (Number of males) cannot be larger than size of the last historical "
              "generation\n");
         planValid = false;
     }
-    for (int i = 1; i < hp.nSizeEntries; ++i)
-        if (hp.gens[i] <= hp.gens[i - 1]) {
+    for (int i = 1; i < prm.hist.nSizeEntries; ++i)
+        if (prm.hist.gens[i] <= prm.hist.gens[i - 1]) {
             Warn("Error - Historical generation numbers are not in ascending order\n");
             planValid = false;
             break;
@@ -162,7 +162,7 @@ void SimClass::CheckHistoricalSizes(bool& error)
 // male and a female. The first generation without one is named; returns whether all have both.
 bool SimClass::CheckHistoricalSexes()
 {
-    for (int g = 0; g <= hp.nGen; ++g) {
+    for (int g = 0; g <= prm.hist.nGen; ++g) {
         int males = HistMales(g), females = HistSize(g) - males;
         if (males >= 1 && females >= 1) continue;
         Warn("Error - Historical generation %d has %d male(s) and %d female(s); every historical generation needs "
@@ -214,7 +214,7 @@ void SimClass::CheckPopulation(CPopulation& p, bool& error)
         Warn("Error - Pop \"%s\": EBV estimation method is not specified\n", name);
         error = true;
     }
-    if (!malesHaveRecords) {
+    if (!prm.global.malesHaveRecords) {
         if (p.sd == kPhen) {
             Warn("Warning - Pop \"%s\": Males do not have phenotypic record therefore selection design for males "
                  "is set to random.\n", name);
@@ -238,7 +238,7 @@ void SimClass::CheckPopulation(CPopulation& p, bool& error)
             NoWarn++;
         }
     }
-    if (skip_inbreeding) {
+    if (prm.global.skip_inbreeding) {
         if (p.ebvMethod == kEbvBlup) {
             Warn("Warning - Pop \"%s\": Inbreeding is ignored in BLUP estimation of breeding values.\n"
                  "To account for inbreeding, remove 'skip_inbreeding' command.\n", name);
@@ -254,7 +254,7 @@ void SimClass::CheckPopulation(CPopulation& p, bool& error)
 
 void SimClass::CheckJointPopulations(bool& error)
 {
-    if (!joint_pop || pops.empty()) return;
+    if (!prm.global.joint_pop || pops.empty()) return;
     const CPopulation& a = pops[0];
     for (const CPopulation& b : pops)
         if (b.ebvMethod != a.ebvMethod || b.accur != a.accur || b.accur_male != a.accur_male ||
@@ -290,7 +290,7 @@ void SimClass::CheckGenotypeFormats(bool& error)
             if (am >= 3) {
                 Warn("Error - Pop \"%s\": '/snp_code' can be specified only when markers are bi-allelic..\n", name);
                 error = true;
-            } else if (mmutr > 0 && !mmutrRecurrent) {
+            } else if (prm.genome.mmutr > 0 && !prm.genome.mmutrRecurrent) {
                 Warn("Error - Pop \"%s\": '/snp_code' can only be specified when markers are bi-allelic. Make sure "
                      "mutations for markers are recurrent.\n", name);
                 error = true;
@@ -301,7 +301,7 @@ void SimClass::CheckGenotypeFormats(bool& error)
                 Warn("Error - Pop \"%s\": '/seq' can be specified only when markers and QTLs are bi-allelic..\n",
                      name);
                 error = true;
-            } else if ((mmutr > 0 && !mmutrRecurrent) || (qmutr > 0 && !qmutrRecurrent)) {
+            } else if ((prm.genome.mmutr > 0 && !prm.genome.mmutrRecurrent) || (prm.genome.qmutr > 0 && !prm.genome.qmutrRecurrent)) {
                 Warn("Error - Pop \"%s\": '/seq' can only be specified when markers and QTLs are bi-allelic. Make "
                      "sure mutations for both markers and QTLs are recurrent.\n", name);
                 error = true;

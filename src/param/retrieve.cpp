@@ -87,10 +87,10 @@ void SimClass::CountChromosomes()
 
 void SimClass::RecomputeVariances()
 {
-    if (h2 > -1 && qtlh2 > -1 && phvar > -1) {
-        varPoly = (h2 - qtlh2) * phvar;
-        varQTL = qtlh2 * phvar;
-        varRes = phvar - varPoly - varQTL;
+    if (prm.global.h2 > -1 && prm.global.qtlh2 > -1 && prm.global.phvar > -1) {
+        prm.global.varPoly = (prm.global.h2 - prm.global.qtlh2) * prm.global.phvar;
+        prm.global.varQTL = prm.global.qtlh2 * prm.global.phvar;
+        prm.global.varRes = prm.global.phvar - prm.global.varPoly - prm.global.varQTL;
     }
 }
 
@@ -109,9 +109,9 @@ void SimClass::RetrieveGlobal(SCom* t)
 {
     switch (t->action) {
     case 20:
-        title = Unquoted(t);
-        if (title.size() > kMaxTitleLength) lex->PrintError(t, true, true, 59, "\n");
-        hasTitle = true;
+        prm.global.title = Unquoted(t);
+        if (prm.global.title.size() > kMaxTitleLength) lex->PrintError(t, true, true, 59, "\n");
+        prm.global.hasTitle = true;
         break;
     case 21: {
         std::string name = CheckedFileName(t);
@@ -119,34 +119,34 @@ void SimClass::RetrieveGlobal(SCom* t)
         MyRnd.seed_file_name = name;
         break;
     }
-    case 156: nthread = IntValue(t); break;
-    case 13: nrep = IntValue(t); break;
+    case 156: prm.global.nthread = IntValue(t); break;
+    case 13: prm.global.nrep = IntValue(t); break;
     case 15:
-        h2 = NumValue(t);
-        if (qtlh2 > -1 && qtlh2 > h2) lex->PrintError(t, true, true, 53, "\n");
+        prm.global.h2 = NumValue(t);
+        if (prm.global.qtlh2 > -1 && prm.global.qtlh2 > prm.global.h2) lex->PrintError(t, true, true, 53, "\n");
         RecomputeVariances();
         break;
     case 60:
-        qtlh2 = NumValue(t);
-        if (h2 > -1 && qtlh2 > h2) lex->PrintError(t, true, true, 53, "\n");
+        prm.global.qtlh2 = NumValue(t);
+        if (prm.global.h2 > -1 && prm.global.qtlh2 > prm.global.h2) lex->PrintError(t, true, true, 53, "\n");
         RecomputeVariances();
         break;
     case 16:
-        phvar = NumValue(t);
-        if (phvar < 0.001) lex->PrintError(t, true, true, 49, "\n");
+        prm.global.phvar = NumValue(t);
+        if (prm.global.phvar < 0.001) lex->PrintError(t, true, true, 49, "\n");
         RecomputeVariances();
         break;
-    case 62: malesHaveRecords = false; break;
-    case 96: joint_pop = true; break;
-    case 143: skip_inbreeding = true; break;
+    case 62: prm.global.malesHaveRecords = false; break;
+    case 96: prm.global.joint_pop = true; break;
+    case 143: prm.global.skip_inbreeding = true; break;
     case 162:
-        system = Unquoted(t);
-        if (system.size() > kMaxCommandLength)
+        prm.global.system = Unquoted(t);
+        if (prm.global.system.size() > kMaxCommandLength)
             lex->PrintError(t, true, true, 11, ": a command holds at most %d characters\n",
                             static_cast<int>(kMaxCommandLength));
-        hasSystem = true;
+        prm.global.hasSystem = true;
         break;
-    case 163: systemNrep = true; break;
+    case 163: prm.global.systemNrep = true; break;
     }
 }
 
@@ -156,31 +156,31 @@ void SimClass::RetrieveHG(SCom*& t)
     for (t = t->next; t && t->action != 133; t = t->next) {
         switch (t->action) {
         case 2:
-            if (hp.nSizeEntries >= kMaxHgSize) lex->PrintError(t, true, true, 51, "\n");
+            if (prm.hist.nSizeEntries >= kMaxHgSize) lex->PrintError(t, true, true, 51, "\n");
             pending = IntValue(t);
             break;
         case 3:
-            hp.sizes[hp.nSizeEntries] = pending;
-            hp.gens[hp.nSizeEntries] = IntValue(t);
-            if (hp.nSizeEntries == 0 && hp.gens[0] != 0) lex->PrintError(t, true, true, 12, "\n");
-            hp.nSizeEntries++;
+            prm.hist.sizes[prm.hist.nSizeEntries] = pending;
+            prm.hist.gens[prm.hist.nSizeEntries] = IntValue(t);
+            if (prm.hist.nSizeEntries == 0 && prm.hist.gens[0] != 0) lex->PrintError(t, true, true, 12, "\n");
+            prm.hist.nSizeEntries++;
             break;
-        case 144: hp.nmfhg = IntValue(t); break;
-        case 8: hp.nmlhg = IntValue(t); break;
+        case 144: prm.hist.nmfhg = IntValue(t); break;
+        case 8: prm.hist.nmlhg = IntValue(t); break;
         }
     }
     if (!t) Abort("Error - Cannot retrieve parameters.\n");
-    hp.nGen = hp.gens[hp.nSizeEntries - 1];
-    if (hp.nSizeEntries == 1) {
-        if (hp.nmfhg == -1) hp.nmfhg = hp.nmlhg;
-        if (hp.nmlhg == -1) hp.nmlhg = hp.nmfhg;
-        if (hp.nmfhg != hp.nmlhg)
+    prm.hist.nGen = prm.hist.gens[prm.hist.nSizeEntries - 1];
+    if (prm.hist.nSizeEntries == 1) {
+        if (prm.hist.nmfhg == -1) prm.hist.nmfhg = prm.hist.nmlhg;
+        if (prm.hist.nmlhg == -1) prm.hist.nmlhg = prm.hist.nmfhg;
+        if (prm.hist.nmfhg != prm.hist.nmlhg)
             Abort("Error - Values for 'nmlhg' and 'nmfhg' must be the same because historical population "
                   "consisted of one generation only.\n");
     }
-    if (hp.nmfhg == -1) hp.nmfhg = static_cast<int>(hp.FirstSize() * 0.5);
-    if (hp.nmlhg == -1)
-        hp.nmlhg = static_cast<int>(static_cast<double>(hp.nmfhg) / hp.FirstSize() * hp.LastSize());
+    if (prm.hist.nmfhg == -1) prm.hist.nmfhg = static_cast<int>(prm.hist.FirstSize() * 0.5);
+    if (prm.hist.nmlhg == -1)
+        prm.hist.nmlhg = static_cast<int>(static_cast<double>(prm.hist.nmfhg) / prm.hist.FirstSize() * prm.hist.LastSize());
 }
 
 void SimClass::RetrieveOutput(SCom* t)
@@ -193,20 +193,20 @@ void SimClass::RetrieveOutput(SCom* t)
         std::string trimmed = folder;
         if (TrimLeftRight(trimmed) == 0) lex->PrintError(t, true, true, 65, "\n");
         SlashesForBackslashes(folder);
-        outputFolder = folder;
+        prm.output.outputFolder = folder;
         break;
     }
     case 82:
-        attachRep = true;
+        prm.output.attachRep = true;
         for (const CPopulation& p : pops)
             if (p.out.genoOpt & kGenoBinary) lex->PrintError(t, true, true, 35, "\n");
         break;
-    case 86: linkage_map = true; break;
-    case 90: allele_effect = true; break;
-    case 157: allele_label = true; break;
-    case 152: hp_stat = true; break;
-    case 146: monitor_hp_homo = true; break;
-    case 147: monitorFreq = IntValue(t); break;
+    case 86: prm.output.linkage_map = true; break;
+    case 90: prm.output.allele_effect = true; break;
+    case 157: prm.output.allele_label = true; break;
+    case 152: prm.output.hp_stat = true; break;
+    case 146: prm.output.monitor_hp_homo = true; break;
+    case 147: prm.output.monitorFreq = IntValue(t); break;
     }
 }
 

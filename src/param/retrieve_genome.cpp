@@ -99,29 +99,29 @@ void SimClass::RetrieveGenomeWide(SCom* t)
 {
     double v = NumValue(t);
     switch (t->action) {
-    case 148: select_seg_loci = true; break;
-    case 149: segMaft = v; break;
-    case 150: segNMrk = IntValue(t); break;
-    case 151: segNQTL = IntValue(t); break;
-    case 68: rmmg.rate = v; break;
-    case 79: rmqg.rate = v; break;
-    case 135: rmge.rate = v; break;
-    case 136: rqge.rate = v; break;
-    case 158: rmmg.shape = v; break;
-    case 159: rmqg.shape = v; break;
-    case 160: rmge.shape = v; break;
-    case 161: rqge.shape = v; break;
-    case 69: mmutr = v; break;
-    case 89: qmutr = v; break;
-    case 121: mmutrRecurrent = true; break;
-    case 119: qmutrRecurrent = true; break;
-    case 63: mean_crossover = v; break;
-    case 77: interference = v; break;
-    case 97: interferenceComplete = true; break;
-    case 94: r_mpos_g = true; break;
-    case 129: r1_mpos_g = true; break;
-    case 95: r_qpos_g = true; break;
-    case 130: r1_qpos_g = true; break;
+    case 148: prm.genome.select_seg_loci = true; break;
+    case 149: prm.genome.segMaft = v; break;
+    case 150: prm.genome.segNMrk = IntValue(t); break;
+    case 151: prm.genome.segNQTL = IntValue(t); break;
+    case 68: prm.genome.rmmg.rate = v; break;
+    case 79: prm.genome.rmqg.rate = v; break;
+    case 135: prm.genome.rmge.rate = v; break;
+    case 136: prm.genome.rqge.rate = v; break;
+    case 158: prm.genome.rmmg.shape = v; break;
+    case 159: prm.genome.rmqg.shape = v; break;
+    case 160: prm.genome.rmge.shape = v; break;
+    case 161: prm.genome.rqge.shape = v; break;
+    case 69: prm.genome.mmutr = v; break;
+    case 89: prm.genome.qmutr = v; break;
+    case 121: prm.genome.mmutrRecurrent = true; break;
+    case 119: prm.genome.qmutrRecurrent = true; break;
+    case 63: prm.genome.mean_crossover = v; break;
+    case 77: prm.genome.interference = v; break;
+    case 97: prm.genome.interferenceComplete = true; break;
+    case 94: prm.genome.r_mpos_g = true; break;
+    case 129: prm.genome.r1_mpos_g = true; break;
+    case 95: prm.genome.r_qpos_g = true; break;
+    case 130: prm.genome.r1_qpos_g = true; break;
     }
 }
 
@@ -240,7 +240,7 @@ void SimClass::RetrieveChrAlleleNumbers(SCom*& t, int c)
         s.nAlleleCount = 0;
         if (s.nAlleleMethod == ENumAlleleMethod::Unique) {
             // Founders carry their own alleles; no frequencies are needed.
-            int alleles = 2 * hp.FirstSize();
+            int alleles = 2 * prm.hist.FirstSize();
             if (alleles > kMaxAlleles) lex->PrintError(t, true, true, 52, " %d\n", kMaxAlleles);
             for (int i = 0; i < n; ++i) loci[i].nAllele0 = static_cast<uint16_t>(alleles);
         }
@@ -340,7 +340,7 @@ void SimClass::RetrieveChrEffects(SCom*& t, int c)
         double sum = 0;
         ForRun(t, [&](SCom* v) {
             if (count >= ch.nQTL) lex->PrintError(v, true, true, 1, ": more proportions than QTL (%d)\n", ch.nQTL);
-            qtls[count++].targetVar = NumValue(v) * varQTL;
+            qtls[count++].targetVar = NumValue(v) * prm.global.varQTL;
             sum += NumValue(v);
         });
         if (count < ch.nQTL) lex->PrintError(t, true, true, 1, ": %d proportions for %d QTL\n", count, ch.nQTL);

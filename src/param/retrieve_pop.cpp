@@ -79,7 +79,7 @@ void SimClass::AddPopName(SCom* t)
     cur = &pops[index];
     cur->name = name;
     curLine = nullptr;
-    cur->varA = varPoly + varQTL;
+    cur->varA = prm.global.varPoly + prm.global.varQTL;
     RetrieveNGeneration(t);
 }
 
@@ -346,7 +346,7 @@ void SimClass::RetrievePopOutput(SCom*& t)
     case 10: o.genoOpt |= kGenoBinary; break;
     case 14:
         o.genoOpt |= kGenoSeq;
-        anySeqGenotype = true;
+        prm.output.anySeqGenotype = true;
         break;
     case 83: SwitchOn(o.crossoverOut, o.crossoverGen); genTarget = &o.crossoverGen; break;
     case 87: SwitchOn(o.freqOut, o.freqGen); genTarget = &o.freqGen; break;

@@ -129,7 +129,7 @@ TEST(Sexes, AtRandomTheShareOfMalesFollowsPmp)
 TEST(Sexes, MalesWithoutRecordsHaveNoPhenotypeFlag)
 {
     auto sim = Prepared("ls = 4; ng = 1;");
-    sim->malesHaveRecords = false;
+    sim->prm.global.malesHaveRecords = false;
     sim->AssignSex(1, false);
     const CPopulation& p = sim->pops[0];
     int males = 0;

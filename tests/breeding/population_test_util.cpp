@@ -12,8 +12,8 @@ void RunPopulations(const std::string& text, unsigned long seed, int threads,
 {
     TempDir out;
     auto sim = ReadParams(text);
-    sim->nthread = threads;
-    sim->outputFolder = out.path() + "/";
+    sim->prm.global.nthread = threads;
+    sim->prm.output.outputFolder = out.path() + "/";
     sim->onPopulationDone = inspect;
     MyRnd.InitSeed(seed);
     testing::internal::CaptureStdout();

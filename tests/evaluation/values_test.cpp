@@ -16,8 +16,8 @@ struct Family {
     SRec sire, dam;
     explicit Family(int n, double varPoly, double varRes, double parentF = 0)
     {
-        sim.varPoly = varPoly;
-        sim.varRes = varRes;
+        sim.prm.global.varPoly = varPoly;
+        sim.prm.global.varRes = varRes;
         sim.pops.resize(1);
         CPopulation& p = sim.pops[0];
         p.name = "p";
@@ -114,7 +114,7 @@ TEST(GenerationStatistics, MeansAndDeviationsFollowTheRecords)
         r[i].sex = i % 2;
     }
     r[1].hasPhen = 0;  // a male without a record: phenotype statistics over the other three
-    f.sim.malesHaveRecords = false;
+    f.sim.prm.global.malesHaveRecords = false;
     f.sim.pops[0].genStat[1].nFemale = 3;
     f.sim.ComputeMeanVar(1, 0, 3);
     const SGenStat& s = f.sim.pops[0].genStat[1];

@@ -123,8 +123,8 @@ TEST(HistoricalPopulation, ScalingGivesExactlyTheRequestedVariances)
         qtl.push_back(r->qtlVal);
         poly.push_back(r->polyVal);
     }
-    EXPECT_NEAR(Variance(qtl), sim->varQTL, 1e-9);
-    EXPECT_NEAR(Variance(poly), sim->varPoly, 1e-9);
+    EXPECT_NEAR(Variance(qtl), sim->prm.global.varQTL, 1e-9);
+    EXPECT_NEAR(Variance(poly), sim->prm.global.varPoly, 1e-9);
     EXPECT_NEAR(std::accumulate(poly.begin(), poly.end(), 0.0), 0, 1e-9);
     // Every QTL is centred: its mean allele effect over the generation is 0.
     for (int k = 0; k < sim->nQTLTot; ++k) {

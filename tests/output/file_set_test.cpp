@@ -67,7 +67,7 @@ TEST(ResultFiles, AttachRepPutsEveryReplicateBehindItsHeadingInOneFile)
 
     // Binary genotypes never get a heading (the statements refuse them with attach_rep).
     auto binary = EngineIn(dir, {PopOutput("genotype /binary;")});
-    binary->attachRep = true;
+    binary->prm.output.attachRep = true;
     binary->OpenOutputStreams(2, false);
     binary->CloseOutputStreams(false);
     EXPECT_EQ(ReadFile(dir / "p1_mrk.txt"), "");

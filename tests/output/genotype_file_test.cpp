@@ -142,7 +142,7 @@ TEST(GenotypeError, ChangesTheGenotypeAndKeepsToTheAllelesOfTheLocus)
         SLocus& locus = *sim->LocusAt(0);
         locus.nAllele = c.labels[0];
         locus.alleleLabel = c.labels;
-        sim->allele_label = c.useLabels;
+        sim->prm.output.allele_label = c.useLabels;
         auto shown = [&](uint16_t a) { return c.useLabels ? c.labels[a] : a; };
         unsigned short pat = c.truePat, mat = c.trueMat, outPat, outMat;
         unsigned long long counter = 0;

@@ -141,7 +141,7 @@ TEST(HPStat, SelectedSegregatingRowsAppearWithSelectSegLoci)
 {
     TempDir dir;
     auto sim = EngineIn(dir, {OutputBlock("hp_stat;")});
-    sim->select_seg_loci = true;
+    sim->prm.genome.select_seg_loci = true;
     sim->chrom[0].nMrk = sim->nMrkTot = 3;
     WriteHistoricalReports(*sim, HPStat);
     EXPECT_NE(ReadFile(dir / "hp_stat_001.txt")

@@ -26,7 +26,7 @@ struct SFounders {
                          "  female [n = 80, pop = \"hp\"];\n end_founder;\n ls = 2;\n ng = 1;\n"
                          " begin_popoutput;\n  " + ld + "\n end_popoutput;\nend_pop;\n" + genome);
         sim->nthread = 1;
-        sim->outputFolder = dir.path() + "/";
+        sim->prm.output.outputFolder = dir.path() + "/";
         MyRnd.InitSeed(4711);
         testing::internal::CaptureStdout();
         sim->InitializeRun();

@@ -17,7 +17,8 @@ inline std::unique_ptr<SimClass> EngineIn(const TempDir& dir,
 {
     edits.insert(edits.begin(), {"nqloci = 10;", "nqloci = 2;"});
     auto sim = ReadParams(MinimalParamWith(edits));
-    sim->outputFolder = dir.path() + "/";
+    sim->prm.output.outputFolder = dir.path() + "/";
+    sim->runNrep = sim->prm.global.nrep;  // as Run starts it
     sim->curPop = &sim->pops[0];
     return sim;
 }

@@ -20,42 +20,42 @@ std::string WithPopulation(const std::string& statements)
 TEST(GlobalStatements, VariancesFollowFromH2QtlH2AndPhvarInAnyOrder)
 {
     auto sim = ReadParams(MinimalParamWith({{"h2 = 0.3;\nqtlh2 = 0.1;\nphvar = 1.0;", "phvar = 2;\nqtlh2 = 0.3;\nh2 = 0.3;"}}));
-    EXPECT_DOUBLE_EQ(sim->varPoly, 0.0);
-    EXPECT_DOUBLE_EQ(sim->varQTL, 0.6);
-    EXPECT_DOUBLE_EQ(sim->varRes, 1.4);
+    EXPECT_DOUBLE_EQ(sim->prm.global.varPoly, 0.0);
+    EXPECT_DOUBLE_EQ(sim->prm.global.varQTL, 0.6);
+    EXPECT_DOUBLE_EQ(sim->prm.global.varRes, 1.4);
 }
 
 TEST(GlobalStatements, OptionalStatementsAndTheirDefaults)
 {
     auto plain = ReadParams(MinimalParam());
-    EXPECT_EQ(plain->nthread, 0);
-    EXPECT_TRUE(plain->malesHaveRecords);
-    EXPECT_FALSE(plain->hasSystem);
+    EXPECT_EQ(plain->prm.global.nthread, 0);
+    EXPECT_TRUE(plain->prm.global.malesHaveRecords);
+    EXPECT_FALSE(plain->prm.global.hasSystem);
     EXPECT_EQ(MyRnd.seed_file_name, "seed.prv");
 
     auto sim = ReadParams(MinimalParamWith(
         {{"nrep = 1;", "NREP = 3; nthread = 7; no_male_rec; joint_pop; skip_inbreeding;\n"
                        "system = \"Rscript Sum.R\"; title = \"Big Test\"; seed = \" dir\\My seed \";"}}));
-    EXPECT_EQ(sim->nrep, 3);
-    EXPECT_EQ(sim->nthread, 7);
-    EXPECT_FALSE(sim->malesHaveRecords);
-    EXPECT_TRUE(sim->joint_pop);
-    EXPECT_TRUE(sim->skip_inbreeding);
-    EXPECT_EQ(sim->system, "Rscript Sum.R");
-    EXPECT_FALSE(sim->systemNrep);
-    EXPECT_EQ(sim->title, "Big Test");
+    EXPECT_EQ(sim->prm.global.nrep, 3);
+    EXPECT_EQ(sim->prm.global.nthread, 7);
+    EXPECT_FALSE(sim->prm.global.malesHaveRecords);
+    EXPECT_TRUE(sim->prm.global.joint_pop);
+    EXPECT_TRUE(sim->prm.global.skip_inbreeding);
+    EXPECT_EQ(sim->prm.global.system, "Rscript Sum.R");
+    EXPECT_FALSE(sim->prm.global.systemNrep);
+    EXPECT_EQ(sim->prm.global.title, "Big Test");
     EXPECT_EQ(MyRnd.seed_file_name, "dir/My seed");
     MyRnd.seed_file_name = "seed.prv";
 
     auto withNrep = ReadParams(MinimalParamWith({{"nrep = 1;", "nrep = 1; system = \"cmd\" /nrep;"}}));
-    EXPECT_TRUE(withNrep->systemNrep);
+    EXPECT_TRUE(withNrep->prm.global.systemNrep);
 }
 
 TEST(GlobalStatements, TitleOfAThousandCharactersIsAcceptedAndLongerRefused)
 {
     std::string title(1000, 't');
     auto sim = ReadParams(MinimalParamWith({{"nrep = 1;", "nrep = 1; title = \"" + title + "\";"}}));
-    EXPECT_EQ(sim->title.size(), 1000u);
+    EXPECT_EQ(sim->prm.global.title.size(), 1000u);
     EXPECT_EXIT(ReadParams(MinimalParamWith({{"nrep = 1;", "nrep = 1; title = \"" + title + "x\";"}})),
                 testing::ExitedWithCode(1), "Error - Title is too long");
 }
@@ -63,19 +63,19 @@ TEST(GlobalStatements, TitleOfAThousandCharactersIsAcceptedAndLongerRefused)
 TEST(HistoricalStatements, MalesDefaultToHalfTheFirstSizeAndTheSameShareAtTheEnd)
 {
     auto sim = ReadParams(MinimalParamWith({{kOneHpGeneration, "hg_size = 1001 [0] 101 [10];"}}));
-    EXPECT_EQ(sim->hp.nmfhg, 500);
-    EXPECT_EQ(sim->hp.nmlhg, 50);
-    EXPECT_EQ(sim->hp.nSizeEntries, 2);
-    EXPECT_EQ(sim->hp.nGen, 10);
-    EXPECT_EQ(sim->hp.LastSize(), 101);
+    EXPECT_EQ(sim->prm.hist.nmfhg, 500);
+    EXPECT_EQ(sim->prm.hist.nmlhg, 50);
+    EXPECT_EQ(sim->prm.hist.nSizeEntries, 2);
+    EXPECT_EQ(sim->prm.hist.nGen, 10);
+    EXPECT_EQ(sim->prm.hist.LastSize(), 101);
 }
 
 TEST(HistoricalStatements, ASingleGenerationTakesTheOneNumberOfMalesGiven)
 {
     auto sim = ReadParams(MinimalParamWith({{kOneHpGeneration, "hg_size = 100 [0]; nmfhg = 30;"}}));
-    EXPECT_EQ(sim->hp.nmlhg, 30);
+    EXPECT_EQ(sim->prm.hist.nmlhg, 30);
     sim = ReadParams(MinimalParamWith({{kOneHpGeneration, "nmlhg = 12; hg_size = 100 [0];"}}));
-    EXPECT_EQ(sim->hp.nmfhg, 12);
+    EXPECT_EQ(sim->prm.hist.nmfhg, 12);
     EXPECT_EXIT(ReadParams(MinimalParamWith({{kOneHpGeneration, "hg_size = 100 [0]; nmfhg = 30; nmlhg = 40;"}})),
                 testing::ExitedWithCode(1), "must be the same because historical population consisted of one");
 }
@@ -233,11 +233,11 @@ TEST(GenomeStatements, BlocksFollowEachOtherAndGenomeWideStatementsMayStandBetwe
     EXPECT_DOUBLE_EQ(sim->chrom[1].len, 10);
     EXPECT_DOUBLE_EQ(sim->chrom[2].len, 20);
     EXPECT_EQ(sim->chrom[2].loci[1]->nAllele0, 3);
-    EXPECT_DOUBLE_EQ(sim->mean_crossover, 2.5);
-    EXPECT_DOUBLE_EQ(sim->interference, 5);
-    EXPECT_TRUE(sim->interferenceComplete);
+    EXPECT_DOUBLE_EQ(sim->prm.genome.mean_crossover, 2.5);
+    EXPECT_DOUBLE_EQ(sim->prm.genome.interference, 5);
+    EXPECT_TRUE(sim->prm.genome.interferenceComplete);
     auto plain = ReadParams(MinimalParam());
-    EXPECT_DOUBLE_EQ(plain->mean_crossover, 1.0);
+    EXPECT_DOUBLE_EQ(plain->prm.genome.mean_crossover, 1.0);
 }
 
 TEST(GenomeStatements, EvenAndPredefinedPositions)
@@ -282,8 +282,8 @@ TEST(GenomeStatements, SharedFrequenciesAndQtlEffects)
     SLocus* const* qtl = ch.loci + ch.nMrk;
     EXPECT_EQ(qtl[1]->freq, (std::vector<double>{0.25, 0.75}));
     EXPECT_EQ(ch.qaeMethod, EEffectMethod::Pd);
-    EXPECT_NEAR(qtl[0]->targetVar, 0.3 * sim->varQTL, 1e-15);
-    EXPECT_NEAR(qtl[1]->targetVar, 0.7 * sim->varQTL, 1e-15);
+    EXPECT_NEAR(qtl[0]->targetVar, 0.3 * sim->prm.global.varQTL, 1e-15);
+    EXPECT_NEAR(qtl[1]->targetVar, 0.7 * sim->prm.global.varQTL, 1e-15);
     auto gamma = ReadParams(MinimalParam());
     EXPECT_EQ(gamma->chrom[0].qaeMethod, EEffectMethod::Rndg);
     EXPECT_DOUBLE_EQ(gamma->chrom[0].gammaShape, 0.4);
@@ -304,18 +304,18 @@ TEST(GenomeStatements, GenomeWideSettings)
     auto sim = ReadParams(MinimalParamWith(
         {{"begin_genome;", "begin_genome; select_seg_loci /nqtl 3 /maft 0.05; rmmg = 0.1 /rndg 2; rqge = 0.01;\n"
                            "mmutr = 0.001 /recurrent; qmutr = 0.0001; r1_mpos_g; r_qpos_g;"}}));
-    EXPECT_TRUE(sim->select_seg_loci);
-    EXPECT_DOUBLE_EQ(sim->segMaft, 0.05);
-    EXPECT_EQ(sim->segNMrk, -1);
-    EXPECT_EQ(sim->segNQTL, 3);
-    EXPECT_DOUBLE_EQ(sim->rmmg.rate, 0.1);
-    EXPECT_DOUBLE_EQ(sim->rmmg.shape, 2);
-    EXPECT_DOUBLE_EQ(sim->rqge.shape, -1);
-    EXPECT_TRUE(sim->mmutrRecurrent);
-    EXPECT_FALSE(sim->qmutrRecurrent);
-    EXPECT_TRUE(sim->r1_mpos_g);
-    EXPECT_FALSE(sim->r_mpos_g);
-    EXPECT_TRUE(sim->r_qpos_g);
+    EXPECT_TRUE(sim->prm.genome.select_seg_loci);
+    EXPECT_DOUBLE_EQ(sim->prm.genome.segMaft, 0.05);
+    EXPECT_EQ(sim->prm.genome.segNMrk, -1);
+    EXPECT_EQ(sim->prm.genome.segNQTL, 3);
+    EXPECT_DOUBLE_EQ(sim->prm.genome.rmmg.rate, 0.1);
+    EXPECT_DOUBLE_EQ(sim->prm.genome.rmmg.shape, 2);
+    EXPECT_DOUBLE_EQ(sim->prm.genome.rqge.shape, -1);
+    EXPECT_TRUE(sim->prm.genome.mmutrRecurrent);
+    EXPECT_FALSE(sim->prm.genome.qmutrRecurrent);
+    EXPECT_TRUE(sim->prm.genome.r1_mpos_g);
+    EXPECT_FALSE(sim->prm.genome.r_mpos_g);
+    EXPECT_TRUE(sim->prm.genome.r_qpos_g);
 }
 
 TEST(OutputStatements, FolderFlagsAndFrequency)
@@ -323,15 +323,15 @@ TEST(OutputStatements, FolderFlagsAndFrequency)
     auto sim = ReadParams(MinimalParamWith(
         {{"end_genome;\n", "end_genome;\nbegin_output; output_folder = \"a\\b\"; monitor_hp_homo; hp_stat;"
                            " linkage_map; allele_effect; allele_label; attach_rep; end_output;\n"}}));
-    EXPECT_EQ(sim->outputFolder, "a/b");
-    EXPECT_TRUE(sim->monitor_hp_homo);
-    EXPECT_EQ(sim->monitorFreq, 50);
-    EXPECT_TRUE(sim->hp_stat && sim->linkage_map && sim->allele_effect && sim->allele_label && sim->attachRep);
+    EXPECT_EQ(sim->prm.output.outputFolder, "a/b");
+    EXPECT_TRUE(sim->prm.output.monitor_hp_homo);
+    EXPECT_EQ(sim->prm.output.monitorFreq, 50);
+    EXPECT_TRUE(sim->prm.output.hp_stat && sim->prm.output.linkage_map && sim->prm.output.allele_effect && sim->prm.output.allele_label && sim->prm.output.attachRep);
     auto freq = ReadParams(MinimalParamWith({{"end_genome;\n", "end_genome;\nbegin_output; monitor_hp_homo /freq 7; end_output;\n"}}));
-    EXPECT_EQ(freq->monitorFreq, 7);
+    EXPECT_EQ(freq->prm.output.monitorFreq, 7);
     auto none = ReadParams(MinimalParamWith({{"end_genome;\n", "end_genome;\nbegin_output; end_output;\n"}}));
-    EXPECT_EQ(none->outputFolder, "");
-    EXPECT_FALSE(none->monitor_hp_homo);
+    EXPECT_EQ(none->prm.output.outputFolder, "");
+    EXPECT_FALSE(none->prm.output.monitor_hp_homo);
 }
 
 TEST(ExampleFiles, AreReadAndPassTheCrossChecks)
@@ -366,7 +366,7 @@ TEST(GenomeStatements, ListsReachTheirLociAlsoWhenQtlStandBeforeTheMarkers)
     EXPECT_EQ(ch.loci[0]->nAllele0, 2);
     EXPECT_EQ(ch.loci[1]->nAllele0, 3);
     EXPECT_EQ(ch.loci[1]->freq, (std::vector<double>{0.2, 0.2, 0.6}));
-    EXPECT_NEAR(ch.loci[1]->targetVar, 0.75 * sim->varQTL, 1e-15);
+    EXPECT_NEAR(ch.loci[1]->targetVar, 0.75 * sim->prm.global.varQTL, 1e-15);
     EXPECT_EQ(ch.loci[2]->nAllele0, 2);  // the markers keep nma = all 2
     EXPECT_EQ(ch.loci[2]->freq.size(), 2u);
 }

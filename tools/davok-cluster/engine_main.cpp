@@ -75,10 +75,10 @@ int WriteSummary(const std::string& param, const std::string& folder, const std:
     SimClass sim;
     ReadParameterFile(sim, param);
     sim.CheckParam();
-    sim.outputFolder = folder.empty() || folder.back() == '/' ? folder : folder + "/";
+    sim.prm.output.outputFolder = folder.empty() || folder.back() == '/' ? folder : folder + "/";
     for (CPopulation& p : sim.pops) p.repStat.assign(static_cast<size_t>(p.ng) + 1, SGenRepStat());
     for (const std::string& path : sumFiles) AddReplicate(sim, ReadReplicateSums(path), path);
-    sim.nrep = static_cast<int>(sumFiles.size());
+    sim.runNrep = static_cast<int>(sumFiles.size());
     sim.SaveStatRep();
     return 0;
 }
@@ -87,7 +87,7 @@ int PrintOutputFolder(const std::string& param)
 {
     SimClass sim;
     ReadParameterFile(sim, param);
-    printf("%s\n", (sim.outputFolder.empty() ? GetOutPutFolderName(param) : sim.outputFolder).c_str());
+    printf("%s\n", (sim.prm.output.outputFolder.empty() ? GetOutPutFolderName(param) : sim.prm.output.outputFolder).c_str());
     return 0;
 }
 
@@ -101,9 +101,9 @@ int RunJob(const std::string& param, const std::string& folder, const std::strin
     std::vector<SReplicateSums> kept;
     SReplicateSums current;
     RunAdjuster adjust = [&](SimClass& sim) {
-        sim.outputFolder = folder;
-        sim.nrep = replicates;
-        if (threads > 0) sim.nthread = threads;
+        sim.prm.output.outputFolder = folder;
+        sim.prm.global.nrep = replicates;
+        if (threads > 0) sim.prm.global.nthread = threads;
         MyRnd.seed_file_name = seed;
         sim.onPopulationDone = [&sim, &kept, &current](const CPopulation& p, int) {
             current.pops.push_back(PopulationValues(p));

@@ -98,10 +98,10 @@ double SimulatorVarianceRatio(const std::string& paramPath)
     SimClass sim;
     if (!ReadAsDavok(sim, paramPath))
         throw InputError("Error - Davok refuses the parameter file " + paramPath + " (see above).");
-    const double lambda = sim.varRes / (sim.varPoly + sim.varQTL);
-    if (!(sim.h2 > 0 && sim.h2 < 1 && lambda > 0 && std::isfinite(lambda))) {
+    const double lambda = sim.prm.global.varRes / (sim.prm.global.varPoly + sim.prm.global.varQTL);
+    if (!(sim.prm.global.h2 > 0 && sim.prm.global.h2 < 1 && lambda > 0 && std::isfinite(lambda))) {
         char h2[32];
-        snprintf(h2, sizeof h2, "%g", sim.h2);
+        snprintf(h2, sizeof h2, "%g", sim.prm.global.h2);
         throw InputError("Error - The parameter file " + paramPath + " has h2 = " + h2 +
                          "; a genomic evaluation needs a heritability above 0 and below 1.");
     }
