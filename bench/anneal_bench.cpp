@@ -35,21 +35,22 @@ void FillCoancestry(SMatingPlan& plan)
 
 void SetUpPopulation(SimClass& sim)
 {
-    sim.pops.resize(1);
+    SPopParams& st = sim.prm.pops.emplace_back();
+    st.name = "bench";
+    st.md = kMdMinf;
+    st.ng = 1;
+    st.maxSires = kSires;
+    st.maxDams = kDams;
+    st.plan.assign(2, SGenPlan());
+    st.plan[1].nSires = kSires;
+    st.plan[1].nDams = kDams;
+    sim.pops.emplace_back(st, 0.0);
     sim.npop = 1;
     CPopulation& p = sim.pops[0];
-    p.name = "bench";
-    p.md = kMdMinf;
-    p.ng = 1;
-    p.maxSires = kSires;
-    p.maxDams = kDams;
     p.indiv.assign(kSires + kDams, SRec());
     p.sires.assign(kSires, nullptr);
     p.dams.assign(kDams, nullptr);
-    p.genInfo.assign(2, SGenInfo());
     SGenInfo& g = p.genInfo[1];
-    g.nSires = kSires;
-    g.nDams = kDams;
     CMyRnd litters;
     litters.InitSeed(7);
     for (int d = 0; d < kDams; ++d) g.litterSize.push_back(static_cast<int16_t>(1 + 3 * litters.URand()));

@@ -14,20 +14,28 @@ constexpr int kSires = 200;
 constexpr int kDams = 2000;
 constexpr int kLitter = kPerGeneration / kDams;
 
+// Statements of nGen generations, founders (generation 0) included, each bred by kSires and kDams.
+inline SPopParams BenchStatements(int nGen)
+{
+    SPopParams s;
+    s.ng = nGen - 1;
+    s.plan.assign(static_cast<size_t>(nGen), SGenPlan());
+    for (int g = 1; g < nGen; ++g) {
+        s.plan[g].nSires = kSires;
+        s.plan[g].nDams = kDams;
+    }
+    return s;
+}
+
 struct SBenchPopulation {
+    SPopParams statements;
     CPopulation pop;
     SRec unknown;  // the unknown parent of the founders
 
     // nGen generations, founders (generation 0) included; only the founders are filled in.
-    explicit SBenchPopulation(int nGen)
+    explicit SBenchPopulation(int nGen) : statements(BenchStatements(nGen)), pop(statements, 0.0)
     {
         unknown.inbF = -1.0;
-        pop.ng = nGen - 1;
-        pop.genInfo.assign(static_cast<size_t>(nGen), SGenInfo());
-        for (int g = 1; g < nGen; ++g) {
-            pop.genInfo[g].nSires = kSires;
-            pop.genInfo[g].nDams = kDams;
-        }
         pop.nIndiv = nGen * kPerGeneration;
         pop.indiv.assign(static_cast<size_t>(pop.nIndiv), SRec());
         pop.sires.assign(kSires, nullptr);

@@ -36,9 +36,9 @@ SFigures TimePopulation(const char* path, int threads)
     const CPopulation& p = sim->pops[0];
     long long perIndividual = 2LL * sim->nLociTot * sizeof(uint16_t);
     int largest = 0;
-    for (int g = 1; g <= p.ng; ++g) {
+    for (int g = 1; g <= p.prm.ng; ++g) {
         f.alleleBytes += perIndividual * p.genInfo[g].nPrg;
-        largest = std::max(largest, p.genInfo[g].nPrg + p.genInfo[g].nSires + p.genInfo[g].nDams);
+        largest = std::max(largest, p.genInfo[g].nPrg + p.prm.plan[g].nSires + p.prm.plan[g].nDams);
     }
     f.aliveBytes = perIndividual * largest;
     f.progeny = sim->progenyTiming.seconds;

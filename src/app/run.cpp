@@ -55,14 +55,14 @@ void SimClass::Run()
         for (CPopulation& p : pops) {
             popTimer.StartTime();
             curPop = &p;
-            PrintALineFormat1(60, '-', stdout, "Population \"%s\"", p.name.c_str());
+            PrintALineFormat1(60, '-', stdout, "Population \"%s\"", p.prm.name.c_str());
             OpenOutputStreams(rep, false);
             RunRep(rep);
             GetStatRep();
             if (onPopulationDone) onPopulationDone(p, rep);
-            if (p.out.dataOut) SaveData();
-            if (p.out.statOut) SaveStat();
-            if (p.out.ldOut && nMrkTot > 0) SaveLD();
+            if (p.prm.out.dataOut) SaveData();
+            if (p.prm.out.statOut) SaveStat();
+            if (p.prm.out.ldOut && nMrkTot > 0) SaveLD();
             PrintLineTime(60, '-', stdout, popTimer.PrintTime_Str());
             CloseOutputStreams(false);
         }
@@ -178,32 +178,32 @@ void SimClass::RunRep(int rep)
     SaveGenResults(0, 0, last0);
     inbred.AllocMem(&p, pops.data(), npop, prm.global.joint_pop);
     ComputeMeanVar(0, 0, last0);
-    if (p.true_av) Update_VarAdd(0);
+    if (p.prm.true_av) Update_VarAdd(0);
     inbred.AddFounderToPed(&p, prm.global.skip_inbreeding);
     EstimateEBV_Base();
     printf("\n");
 
-    if (p.out.crossoverOut && crossoFp) {
+    if (p.prm.out.crossoverOut && crossoFp) {
         PrintALineFormat1(40, '-', crossoFp, "Crossover output");
         fprintf(crossoFp, "I = Individual\n");
         fprintf(crossoFp, "S C{} = Sire Choromosome{Positions}\n");
         fprintf(crossoFp, "D C{} = Dam  Choromosome{Positions}\n\n");
     }
-    if (p.md == kMdMinf || p.md == kMdMaxf) AllocSAMem();
+    if (p.prm.md == kMdMinf || p.prm.md == kMdMaxf) AllocSAMem();
 
-    for (int g = 1; g <= p.ng; ++g) {
+    for (int g = 1; g <= p.prm.ng; ++g) {
         const SGenInfo& gi = p.genInfo[g];
         printf("G%-5d Size=%-7d", g, gi.nPrg);
         fflush(stdout);
         ProgenySimulator(g, gi.first, gi.last);
         ComputeMeanVar(g, gi.first, gi.last);
         ComputeLDStat(g, gi.first, gi.last);
-        if (p.true_av) Update_VarAdd(g);
+        if (p.prm.true_av) Update_VarAdd(g);
         EstimateEBV(g, gi.first, gi.last);
         SaveGenResults(g, gi.first, gi.last);
-        if (g < p.ng) {
-            CSort::SortParents(&p, g, prm.global.malesHaveRecords, p.cd, p.sd);
-            CSort::SortRP(&p, gi.first, gi.last, prm.global.malesHaveRecords, p.sd);
+        if (g < p.prm.ng) {
+            CSort::SortParents(&p, g, prm.global.malesHaveRecords, p.prm.cd, p.prm.sd);
+            CSort::SortRP(&p, gi.first, gi.last, prm.global.malesHaveRecords, p.prm.sd, p.prm.sdHigh);
             CullAndSelect(g, gi.first, gi.last);
         }
         FreeChrProgMem(&p, gi.first, gi.last);
@@ -211,13 +211,13 @@ void SimClass::RunRep(int rep)
         PW.DumpWarn(rptfp);
     }
 
-    if (p.md == kMdMinf || p.md == kMdMaxf) FreeSAMem();
+    if (p.prm.md == kMdMinf || p.prm.md == kMdMaxf) FreeSAMem();
     FreeChrLastSireDamMem();
     if (prm.global.joint_pop)
         inbred.UpdateRec(pops.data(), &p, founderFlag.data());
     else
         inbred.FreeMem();
-    ComputeMeanVar(p.ng + 1, 0, p.nIndiv - 1);
+    ComputeMeanVar(p.prm.ng + 1, 0, p.nIndiv - 1);
 }
 
 void SimClass::DetermineActiveGen()
@@ -225,8 +225,8 @@ void SimClass::DetermineActiveGen()
     for (CPopulation& p : pops)
         for (SGenInfo& g : p.genInfo) g.genomeHold = 0;
     for (CPopulation& p : pops)
-        for (int i = 0; i < p.nFounderLine; ++i) {
-            const SFounderLine& l = p.founderLine[i];
-            if (l.srcPop) l.srcPop->genInfo[l.gen].genomeHold++;
+        for (int i = 0; i < p.prm.nFounderLine; ++i) {
+            const SFounderLine& l = p.prm.founderLine[i];
+            if (!l.FromHistorical()) pops[static_cast<size_t>(l.srcPop)].genInfo[l.gen].genomeHold++;
         }
 }

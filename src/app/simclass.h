@@ -320,7 +320,7 @@ private:
     void RetrieveHG(SCom*& t);
     void RetrievePopStatement(SCom*& t);
     void AddPopName(SCom* t);
-    void SetPopDefaults(CPopulation& p);
+    void SetPopDefaults(SPopParams& p);
     void RetrieveNGeneration(SCom* t);
     void RetrieveFounderStatement(SCom* t);
     void RetrieveLitterSize(SCom*& t);
@@ -341,7 +341,7 @@ private:
     void CheckCompleteLD(bool& error);
     void CheckHistoricalSizes(bool& error);
     bool CheckHistoricalSexes();
-    void CheckPopulation(CPopulation& p, bool& error);
+    void CheckPopulation(SPopParams& p, bool& error);
     void CheckJointPopulations(bool& error);
     void CheckGenotypeFormats(bool& error);
     int MaxAlleles(bool qtl) const;
@@ -360,7 +360,7 @@ private:
     void WriteMafDistribution(FILE* fp, bool qtl, int nLoci);
 
     CLex* lex = nullptr;             // the reader during retrieval
-    CPopulation* cur = nullptr;      // population being read
+    SPopParams* cur = nullptr;       // population being read
     SFounderLine* curLine = nullptr; // founder line being read
     std::vector<uint8_t>* genTarget = nullptr;  // flags a following /gen list sets
     double pendingMissRate = 0;      // rate waiting for its [generation]

@@ -40,13 +40,13 @@ void SimClass::AllocSAMem()
 {
     CPopulation& p = *curPop;
     try {
-        mating.coancestry.assign(static_cast<size_t>(p.maxSires) * static_cast<size_t>(p.maxDams), 0.0);
+        mating.coancestry.assign(static_cast<size_t>(p.prm.maxSires) * static_cast<size_t>(p.prm.maxDams), 0.0);
     } catch (const std::bad_alloc&) {
         Abort("Error - Simulated Annealing: Allocation failure\n");
     } catch (const std::length_error&) {
         Abort("Error - Simulated Annealing: Allocation failure\n");
     }
-    mating.stride = p.maxDams;
+    mating.stride = p.prm.maxDams;
 }
 
 void SimClass::FreeSAMem()
@@ -58,10 +58,10 @@ void SimClass::FreeSAMem()
 void SimClass::Anneal(int gen, bool maximise)
 {
     CPopulation& p = *curPop;
-    const SGenInfo& gi = p.genInfo[gen];
+    const SGenPlan& plan = p.prm.plan[gen];
     printf(", Mating:");
-    CSort::ShufflePar(gi.nSires, p.sires.data());
-    CSort::ShufflePar(gi.nDams, p.dams.data());
+    CSort::ShufflePar(plan.nSires, p.sires.data());
+    CSort::ShufflePar(plan.nDams, p.dams.data());
     RandomMatingDesign(gen);
     // A single mating has no partner to exchange its sire with: it is already the only choice.
     if (mating.nMatings < 2) {
@@ -77,14 +77,15 @@ SAnnealOutcome SimClass::AnnealMatingList(int gen, bool maximise)
 {
     const CPopulation& p = *curPop;
     const SGenInfo& gi = p.genInfo[gen];
+    const SGenPlan& plan = p.prm.plan[gen];
     SAnnealOutcome out;
-    int n = MyMax(gi.nSires, gi.nDams);
+    int n = MyMax(plan.nSires, plan.nDams);
     double temperature = kStartTemperature;
     while (out.steps < kMaxTemperatureSteps) {
         out.steps++;
         int accepted = 0;
         for (int call = 0; call < kCallsPerParent * n && accepted < kAcceptedPerParent * n; ++call, ++out.moves)
-            ChooseCheckAccept(gi.nSires, gi.nDams, gi.litterSize.data(), accepted, temperature, maximise);
+            ChooseCheckAccept(plan.nSires, plan.nDams, gi.litterSize.data(), accepted, temperature, maximise);
         if (accepted == 0) {
             out.optimized = true;
             printf(" optimized");
@@ -95,7 +96,7 @@ SAnnealOutcome SimClass::AnnealMatingList(int gen, bool maximise)
     }
     printf(" not optimized");
     fflush(stdout);
-    PW.Warn("Warning - Pop \"%s\" G%d: After %d temperature steps, matings were not optimized.\n", p.name.c_str(),
+    PW.Warn("Warning - Pop \"%s\" G%d: After %d temperature steps, matings were not optimized.\n", p.prm.name.c_str(),
             gen, kMaxTemperatureSteps);
     NoWarn++;
     return out;

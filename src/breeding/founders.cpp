@@ -43,9 +43,9 @@ void SimClass::ClearPopulationFlags(CPopulation& p)
 void SimClass::ChooseFromHistPop()
 {
     for (CPopulation& p : pops) {
-        for (int li = 0; li < p.nFounderLine; ++li) {
-            const SFounderLine& l = p.founderLine[li];
-            if (l.srcPop) continue;
+        for (int li = 0; li < p.prm.nFounderLine; ++li) {
+            const SFounderLine& l = p.prm.founderLine[li];
+            if (!l.FromHistorical()) continue;
             CSort::SortLHG(&hp, l.select, l.high, false);
             int taken = 0;
             for (SRec* r : hp.lastGen) {
@@ -58,7 +58,7 @@ void SimClass::ChooseFromHistPop()
             }
             if (taken < l.n)
                 Abort("Error - Pop \"%s\": %s %s requested but %s %s found in the last historical generation.\n",
-                      p.name.c_str(), FormatNum(static_cast<unsigned long long>(l.n)), SexWord(l),
+                      p.prm.name.c_str(), FormatNum(static_cast<unsigned long long>(l.n)), SexWord(l),
                       FormatNum(static_cast<unsigned long long>(taken)), SexWord(l));
         }
         ClearPopulationFlags(p);
@@ -72,12 +72,12 @@ void SimClass::ChooseFromRecentPop()
     CPopulation& p = *curPop;
     for (int i = 0; i < p.nFounderPlaced; ++i)
         founderFlag[static_cast<size_t>(p.indiv[static_cast<size_t>(i)].id)] |= kTakenByThisPop;
-    for (int li = 0; li < p.nFounderLine; ++li) {
-        const SFounderLine& l = p.founderLine[li];
-        if (l.srcPop) TakeFoundersFrom(p, l);
+    for (int li = 0; li < p.prm.nFounderLine; ++li) {
+        const SFounderLine& l = p.prm.founderLine[li];
+        if (!l.FromHistorical()) TakeFoundersFrom(p, l);
     }
-    p.genStat[0].nMale = static_cast<uint32_t>(p.nMaleFounder);
-    p.genStat[0].nFemale = static_cast<uint32_t>(p.nFemaleFounder);
+    p.genStat[0].nMale = static_cast<uint32_t>(p.prm.nMaleFounder);
+    p.genStat[0].nFemale = static_cast<uint32_t>(p.prm.nFemaleFounder);
     int nSires = 0, nDams = 0;
     for (int i = 0; i < p.nFounderPlaced; ++i) {
         SRec* r = &p.indiv[static_cast<size_t>(i)];
@@ -93,18 +93,12 @@ void SimClass::ChooseFromRecentPop()
 // reads the generation: the unit is given up whether the individual is taken or not.
 void SimClass::TakeFoundersFrom(CPopulation& p, const SFounderLine& l)
 {
-    CPopulation& s = *l.srcPop;
-    if (l.gen > s.ng || s.genInfo[static_cast<size_t>(l.gen)].nPrg < 1 || s.genInfo[static_cast<size_t>(l.gen)].first == -1)
-        Abort("Error - Pop \"%s\": Generation %d could not be found in population \"%s\".\n", p.name.c_str(), l.gen,
-              s.name.c_str());
+    CPopulation& s = pops[static_cast<size_t>(l.srcPop)];
+    if (l.gen > s.prm.ng || s.genInfo[static_cast<size_t>(l.gen)].nPrg < 1 || s.genInfo[static_cast<size_t>(l.gen)].first == -1)
+        Abort("Error - Pop \"%s\": Generation %d could not be found in population \"%s\".\n", p.prm.name.c_str(), l.gen,
+              s.prm.name.c_str());
     const SGenInfo& g = s.genInfo[static_cast<size_t>(l.gen)];
-    ESCDesign savedSd = s.sd;
-    uint8_t savedHigh = s.sdHigh;
-    s.sd = l.select;
-    s.sdHigh = l.high;
-    CSort::SortRP(&s, g.first, g.last, prm.global.malesHaveRecords, l.select);
-    s.sd = savedSd;
-    s.sdHigh = savedHigh;
+    CSort::SortRP(&s, g.first, g.last, prm.global.malesHaveRecords, l.select, l.high);
 
     int taken = 0, k = g.first;
     for (; k <= g.last && taken < l.n; ++k) {
@@ -123,6 +117,6 @@ void SimClass::TakeFoundersFrom(CPopulation& p, const SFounderLine& l)
     FreeChrProgMem(&s, g.first, g.last);
     if (taken < l.n)
         Abort("Error - Pop \"%s\": %s %s requested but %s %s found in generation %d of population \"%s\".\n",
-              p.name.c_str(), FormatNum(static_cast<unsigned long long>(l.n)), SexWord(l),
-              FormatNum(static_cast<unsigned long long>(taken)), SexWord(l), l.gen, s.name.c_str());
+              p.prm.name.c_str(), FormatNum(static_cast<unsigned long long>(l.n)), SexWord(l),
+              FormatNum(static_cast<unsigned long long>(taken)), SexWord(l), l.gen, s.prm.name.c_str());
 }

@@ -30,13 +30,13 @@ int IndexBelow(int n, double u)
 // the last cumulative probability (classes summing to less than 1) takes the last class.
 int DrawLitterClass(const CPopulation& p)
 {
-    if (p.nLs == 1) return 0;
+    if (p.prm.nLs == 1) return 0;
     double u = MyRnd.URand(), cumulative = 0;
-    for (int c = 0; c < p.nLs; ++c) {
-        cumulative += p.lsProb[static_cast<size_t>(c)];
+    for (int c = 0; c < p.prm.nLs; ++c) {
+        cumulative += p.prm.lsProb[static_cast<size_t>(c)];
         if (u < cumulative) return c;
     }
-    return p.nLs - 1;
+    return p.prm.nLs - 1;
 }
 
 // Copies what a worker's buffer spilled into its temporary file to out, and closes the spill.
@@ -57,31 +57,32 @@ void AppendSpill(FILE* spill, FILE* out)
 void SimClass::SimLitterSize(int rep)
 {
     for (CPopulation& p : pops) {
-        if (p.md == kMdRndUg && rep == 1) {
-            if (p.nLs > 1)
+        if (p.prm.md == kMdRndUg && rep == 1) {
+            if (p.prm.nLs > 1)
                 Abort("Error - Pop \"%s\": With rnd_ug (random union of gametes) mating design, 'ls' is treated as "
                       "average number of progeny per dam (instead of litter size) therefore only one value should be "
                       "specified for 'ls'\n",
-                      p.name.c_str());
+                      p.prm.name.c_str());
             Info("Info - Pop \"%s\": With rnd_ug (random union of gametes) mating design, dams may not have the same "
                  "number of progeny.\nAverage number of progeny per dam: %d\n",
-                 p.name.c_str(), p.ls[0]);
+                 p.prm.name.c_str(), p.prm.ls[0]);
         }
         SGenInfo& g0 = p.genInfo[0];
-        p.nIndiv = p.nMaleFounder + p.nFemaleFounder;
+        p.nIndiv = p.prm.nMaleFounder + p.prm.nFemaleFounder;
         g0.first = 0;
         g0.nPrg = p.nIndiv;
         g0.last = p.nIndiv - 1;
-        p.genStat[0].lsCount.assign(static_cast<size_t>(p.nLs), 0);
-        for (int gen = 1; gen <= p.ng; ++gen) {
+        p.genStat[0].lsCount.assign(static_cast<size_t>(p.prm.nLs), 0);
+        for (int gen = 1; gen <= p.prm.ng; ++gen) {
             SGenInfo& g = p.genInfo[static_cast<size_t>(gen)];
+            const SGenPlan& plan = p.prm.plan[static_cast<size_t>(gen)];
             std::vector<uint32_t>& histogram = p.genStat[static_cast<size_t>(gen)].lsCount;
-            histogram.assign(static_cast<size_t>(p.nLs), 0);
-            g.litterSize.resize(static_cast<size_t>(g.nDams));
+            histogram.assign(static_cast<size_t>(p.prm.nLs), 0);
+            g.litterSize.resize(static_cast<size_t>(plan.nDams));
             long long total = 0;
             for (int16_t& size : g.litterSize) {
                 int c = DrawLitterClass(p);
-                size = static_cast<int16_t>(p.ls[static_cast<size_t>(c)]);
+                size = static_cast<int16_t>(p.prm.ls[static_cast<size_t>(c)]);
                 histogram[static_cast<size_t>(c)]++;
                 total += size;
             }
@@ -96,9 +97,9 @@ void SimClass::SimLitterSize(int rep)
 void SimClass::ProgenySimulator(int gen, int first, int last)
 {
     CPopulation& p = *curPop;
-    const SGenInfo& g = p.genInfo[static_cast<size_t>(gen)];
-    inbred.AddParentTorPed(p.sires.data(), g.nSires, p.dams.data(), g.nDams);
-    switch (p.md) {
+    const SGenPlan& plan = p.prm.plan[static_cast<size_t>(gen)];
+    inbred.AddParentTorPed(p.sires.data(), plan.nSires, p.dams.data(), plan.nDams);
+    switch (p.prm.md) {
     case kMdRnd:
         RandomMatingDesign(gen);
         Mate(gen, false);
@@ -106,7 +107,7 @@ void SimClass::ProgenySimulator(int gen, int first, int last)
     case kMdRndUg: Mate(gen, true); break;
     case kMdMinf:
     case kMdMaxf:
-        Anneal(gen, p.md == kMdMaxf);
+        Anneal(gen, p.prm.md == kMdMaxf);
         Mate(gen, false);
         break;
     case kMdPAssort:
@@ -129,21 +130,21 @@ void SimClass::AssignSex(int gen, bool rndUg)
     SRec* prg = &p.indiv[static_cast<size_t>(g.first)];
     const int n = g.nPrg;
     for (int i = 0; i < n; ++i) prg[i].sex = 0;
-    if (p.pmpMode == kPmpFixLitter && !rndUg) {
+    if (p.prm.pmpMode == kPmpFixLitter && !rndUg) {
         int i = 0;
         for (int16_t size : g.litterSize) {
-            int males = MyRound(p.pmp * size);
+            int males = MyRound(p.prm.pmp * size);
             for (int k = 0; k < size; ++k, ++i) prg[i].sex = k < males ? 1 : 0;
         }
-    } else if (p.pmpMode == kPmpFix) {
-        for (int k = MyRound(p.pmp * n); k > 0; --k) {
+    } else if (p.prm.pmpMode == kPmpFix) {
+        for (int k = MyRound(p.prm.pmp * n); k > 0; --k) {
             int i;
             do i = IndexBelow(n, MyRnd.URand());
             while (prg[i].sex == 1);
             prg[i].sex = 1;
         }
     } else {
-        for (int i = 0; i < n; ++i) prg[i].sex = MyRnd.URand() < p.pmp ? 1 : 0;
+        for (int i = 0; i < n; ++i) prg[i].sex = MyRnd.URand() < p.prm.pmp ? 1 : 0;
     }
     SGenStat& st = p.genStat[static_cast<size_t>(gen)];
     for (int i = 0; i < n; ++i) {
@@ -173,12 +174,13 @@ void SimClass::Mate(int gen, bool rndUg)
 {
     CPopulation& p = *curPop;
     const SGenInfo& g = p.genInfo[static_cast<size_t>(gen)];
+    const SGenPlan& plan = p.prm.plan[static_cast<size_t>(gen)];
     AssignSex(gen, rndUg);
     SRec* prg = &p.indiv[static_cast<size_t>(g.first)];
     if (rndUg) {
         for (int i = 0; i < g.nPrg; ++i) {
-            SRec* sire = p.sires[static_cast<size_t>(IndexBelow(g.nSires, MyRnd.URand()))];
-            SRec* dam = p.dams[static_cast<size_t>(IndexBelow(g.nDams, MyRnd.URand()))];
+            SRec* sire = p.sires[static_cast<size_t>(IndexBelow(plan.nSires, MyRnd.URand()))];
+            SRec* dam = p.dams[static_cast<size_t>(IndexBelow(plan.nDams, MyRnd.URand()))];
             StartProgenyRecord(prg[i], gen, sire, dam);
         }
     } else {
@@ -207,7 +209,7 @@ void SimClass::MakeProgenyGenomes(int gen, int first, int last)
     std::vector<CMyRnd> generators;
     MakeDerivedGenerators(generators, nParts);
     std::vector<std::vector<SCrossoP>> scratch(static_cast<size_t>(nParts), std::vector<SCrossoP>(static_cast<size_t>(nChr)));
-    const SPopOutput& o = curPop->out;
+    const SPopOutput& o = curPop->prm.out;
     const bool crossText = o.crossoverOut && crossoFp && gen < static_cast<int>(o.crossoverGen.size()) &&
                            o.crossoverGen[static_cast<size_t>(gen)];
     // A worker's crossover text beyond the buffer's chunks spills into a temporary file of its own,

@@ -34,24 +34,24 @@ void PairConsecutive(SMatingPlan& plan, SRec** sires, int nSires, SRec** dams, i
 void SimClass::RandomMatingDesign(int gen)
 {
     CPopulation& p = *curPop;
-    const SGenInfo& gi = p.genInfo[gen];
-    CSort::ShufflePar(gi.nSires, p.sires.data());
-    CSort::ShufflePar(gi.nDams, p.dams.data());
-    SSireShares shares(gi.nSires, gi.nDams);
-    PairConsecutive(mating, p.sires.data(), gi.nSires, p.dams.data(), gi.nDams,
+    const SGenPlan& plan = p.prm.plan[gen];
+    CSort::ShufflePar(plan.nSires, p.sires.data());
+    CSort::ShufflePar(plan.nDams, p.dams.data());
+    SSireShares shares(plan.nSires, plan.nDams);
+    PairConsecutive(mating, p.sires.data(), plan.nSires, p.dams.data(), plan.nDams,
                     [&](int s) { return shares.AtRank(s); });
 }
 
 void SimClass::AssortMatingDesign(int gen)
 {
     CPopulation& p = *curPop;
-    const SGenInfo& gi = p.genInfo[gen];
-    int nSires = gi.nSires, nDams = gi.nDams;
+    const SGenPlan& plan = p.prm.plan[gen];
+    int nSires = plan.nSires, nDams = plan.nDams;
     SRec** sires = p.sires.data();
     SRec** dams = p.dams.data();
     // The best sires meet the best dams (p_assort) or the worst dams (n_assort).
-    bool damsDesc = p.md == kMdPAssort;
-    switch (p.assortBy) {
+    bool damsDesc = p.prm.md == kMdPAssort;
+    switch (p.prm.assortBy) {
     case kPhen:
         CSort::ParentsPhenQSort(sires, 0, nSires - 1, true);
         CSort::ParentsPhenQSort(dams, 0, nDams - 1, damsDesc);

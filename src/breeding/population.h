@@ -6,46 +6,14 @@
 #include <vector>
 
 #include "genome/records.h"
-#include "output/pop_output.h"
 #include "output/rep_summary.h"
+#include "param/params.h"
 
-// Selection and culling criteria.
-enum ESCDesign : int { kRnd = 0, kPhen = 1, kTbv = 2, kEbv = 3, kAge = 4 };
-
-// Mating designs of `md`.
-enum EMatingDesign : int { kMdRnd = 0, kMdRndUg = 1, kMdMinf = 2, kMdMaxf = 3, kMdPAssort = 4, kMdNAssort = 5 };
-
-// Breeding value estimation methods of `ebv_est`.
-enum EEbvMethod : int { kEbvApprox = 0, kEbvBlup = 1, kEbvAccur = 2, kEbvExternal = 3, kEbvNone = 4 };
-
-// Sex ratio modes of `pmp`.
-enum EPmpMode : int { kPmpFix = 0, kPmpFixLitter = 1, kPmpRandom = 2 };
-
-class CPopulation;
-
-// One line of a `begin_founder` block.
-struct SFounderLine {
-    CPopulation* srcPop = nullptr;  // source population; null = the historical population
-    int gen = 0;                    // source generation
-    int n = 0;                      // individuals to take
-    ESCDesign select = kRnd;        // how they are chosen
-    uint8_t male = 0;               // 1 for a male line
-    uint8_t high = 1;               // 1 takes the highest values, 0 the lowest
-    uint8_t notFounderYet = 0;      // only individuals never taken as founders in this replicate
-};
-
-// Bookkeeping of one generation.
+// Bookkeeping of one generation during a replicate (its parents are planned in SGenPlan).
 struct SGenInfo {
     std::vector<int16_t> litterSize;  // one per dam (mating)
     int nPrg = 0;                     // individuals in the generation
     int first = 0, last = 0;          // index range in indiv
-    double sr = 0;                    // sire replacement rate for the next parents
-    double sireGrowth = 0;            // growth of the number of sires
-    int sireRefGen = 0;               // generation whose sire count sireGrowth multiplies
-    double dr = 0;                    // dam replacement rate
-    double damGrowth = 0;             // growth of the number of dams
-    int damRefGen = 0;                // generation whose dam count damGrowth multiplies
-    int nSires = 0, nDams = 0;        // parents that produce this generation
     uint16_t genomeHold = 0;          // founder lines of any population that read this generation
 };
 
@@ -86,38 +54,17 @@ struct SProgenyTiming {
     long long individuals = 0;
 };
 
-constexpr int kMaxFounderLines = 40;
-constexpr int kMaxPopulations = 1000;
-
+// A recent population during a run: its statements and what the run makes of them.
 class CPopulation {
 public:
-    std::string name;                 // begin_pop name, without quotes
-    int nMaleFounder = 0, nFemaleFounder = 0;
-    int nLs = 0;                      // litter-size classes
-    std::vector<int> ls;              // litter sizes
-    std::vector<double> lsProb;       // probability of each class
-    double pmp = 0.5;                 // proportion of male progeny
-    int pmpMode = kPmpRandom;
-    int maxSires = 0, maxDams = 0;    // largest numbers of parents over the generations
-    int ng = 0;                       // generations after the founders
+    CPopulation(const SPopParams& statements, double additiveVariance);
+
+    const SPopParams& prm;            // the population's statements
+    double varA;                      // additive variance used by the evaluation (true_av replaces it)
     std::vector<SGenInfo> genInfo;    // generations 0..ng
-    uint8_t srExp = 0, drExp = 0;     // option /e of sr and dr
-    int md = kMdRnd;
-    ESCDesign assortBy = kPhen;
-    ESCDesign sd = kRnd;
-    uint8_t sdHigh = 1;
-    ESCDesign cd = kAge;
-    uint8_t cdHigh = 0;
-    SFounderLine founderLine[kMaxFounderLines];
-    int16_t nFounderLine = 0;
-    int nFounderPlaced = 0;
-    int ebvMethod = kEbvNone;
-    std::string externalCmd;          // command of external_bv
-    double accur = -1, accur_male = -1, accur_female = -1;
-    int mnp_male = 0, mnp_female = 0;
-    uint8_t true_av = 0;
-    double varA = 0;                  // additive variance used by the evaluation
-    SPopOutput out;                   // begin_popoutput settings
+    std::vector<uint8_t> ldGen;       // generations whose LD is computed: the ld list less those skipped
+    std::vector<uint8_t> ldSkipped;   // per generation, set when LD was skipped (too many alleles)
+    int nFounderPlaced = 0;           // founders placed in this replicate
 
     // Per replicate.
     int nIndiv = 0;                   // individuals over all generations

@@ -32,16 +32,16 @@ struct SParentCounts {
 
 SParentCounts SireCounts(const CPopulation& p, int g)
 {
-    const SGenInfo& gi = p.genInfo[g];
-    int wanted = MyRound(gi.nSires * gi.sr) + MyRound(p.genInfo[gi.sireRefGen].nSires * gi.sireGrowth);
-    return {gi.nSires, p.genInfo[g + 1].nSires, wanted, static_cast<int>(p.genStat[g].nMale)};
+    const SGenPlan& plan = p.prm.plan[g];
+    int wanted = MyRound(plan.nSires * plan.sr) + MyRound(p.prm.plan[plan.sireRefGen].nSires * plan.sireGrowth);
+    return {plan.nSires, p.prm.plan[g + 1].nSires, wanted, static_cast<int>(p.genStat[g].nMale)};
 }
 
 SParentCounts DamCounts(const CPopulation& p, int g)
 {
-    const SGenInfo& gi = p.genInfo[g];
-    int wanted = MyRound(gi.nDams * gi.dr) + MyRound(p.genInfo[gi.damRefGen].nDams * gi.damGrowth);
-    return {gi.nDams, p.genInfo[g + 1].nDams, wanted, static_cast<int>(p.genStat[g].nFemale)};
+    const SGenPlan& plan = p.prm.plan[g];
+    int wanted = MyRound(plan.nDams * plan.dr) + MyRound(p.prm.plan[plan.damRefGen].nDams * plan.damGrowth);
+    return {plan.nDams, p.prm.plan[g + 1].nDams, wanted, static_cast<int>(p.genStat[g].nFemale)};
 }
 
 // Fewer progeny than wanted lowers the replacement to what they allow (an error when the old
@@ -81,19 +81,19 @@ SReplacement PlanReplacement(const SParentCounts& c, const SSexWords& w, const c
 void SimClass::CullAndSelect(int gen, int first, int last)
 {
     CPopulation& p = *curPop;
-    const SGenInfo& gi = p.genInfo[gen];
+    const SGenPlan& plan = p.prm.plan[gen];
     SGenStat& st = p.genStat[gen];
-    SReplacement sires = PlanReplacement(SireCounts(p, gen), kSireWords, p.name.c_str(), gen);
+    SReplacement sires = PlanReplacement(SireCounts(p, gen), kSireWords, p.prm.name.c_str(), gen);
     st.nNewSires = sires.take;
-    SReplacement dams = PlanReplacement(DamCounts(p, gen), kDamWords, p.name.c_str(), gen);
+    SReplacement dams = PlanReplacement(DamCounts(p, gen), kDamWords, p.prm.name.c_str(), gen);
     st.nNewDams = dams.take;
     if (!sires.ok || !dams.ok) Abort("Error(s) detected!\n");
 
     // The culled parents are the tails of the arrays SortParents ordered.
-    for (int i = sires.keep; i < gi.nSires; ++i) DropGenomeUse(p.sires[i]);
-    for (int i = dams.keep; i < gi.nDams; ++i) DropGenomeUse(p.dams[i]);
-    st.nCulledSires = MyMax(0, gi.nSires - sires.keep);
-    st.nCulledDams = MyMax(0, gi.nDams - dams.keep);
+    for (int i = sires.keep; i < plan.nSires; ++i) DropGenomeUse(p.sires[i]);
+    for (int i = dams.keep; i < plan.nDams; ++i) DropGenomeUse(p.dams[i]);
+    st.nCulledSires = MyMax(0, plan.nSires - sires.keep);
+    st.nCulledDams = MyMax(0, plan.nDams - dams.keep);
 
     // Candidates come in selection order (SortRP); the first of each sex fill the empty places.
     for (int i = first; i <= last && (sires.take > 0 || dams.take > 0); ++i) {

@@ -118,27 +118,27 @@ void CSort::ParentsGenQSort(SRec** a, int lo, int hi)
 
 void CSort::SortParents(CPopulation* pop, int gen, bool maleRec, ESCDesign cd, ESCDesign sd)
 {
-    const SGenInfo& gi = pop->genInfo[gen];
+    const SGenPlan& plan = pop->prm.plan[gen];
     SRec** sires = pop->sires.data();
     SRec** dams = pop->dams.data();
     if (cd == kAge) {
-        OrderByAge(sires, gi.nSires, sd, pop->sdHigh, maleRec);
-        OrderByAge(dams, gi.nDams, sd, pop->sdHigh, true);
+        OrderByAge(sires, plan.nSires, sd, pop->prm.sdHigh, maleRec);
+        OrderByAge(dams, plan.nDams, sd, pop->prm.sdHigh, true);
         return;
     }
     // The tail is culled: descending keeps the highest values at the head.
-    bool desc = !pop->cdHigh;
-    if (cd == kEbv && !maleRec && gen == 1) ShufflePar(gi.nSires, sires);
-    OrderByCriterion(sires, gi.nSires, cd, desc, maleRec);
-    OrderByCriterion(dams, gi.nDams, cd, desc, true);
+    bool desc = !pop->prm.cdHigh;
+    if (cd == kEbv && !maleRec && gen == 1) ShufflePar(plan.nSires, sires);
+    OrderByCriterion(sires, plan.nSires, cd, desc, maleRec);
+    OrderByCriterion(dams, plan.nDams, cd, desc, true);
 }
 
-void CSort::SortRP(CPopulation* pop, int first, int last, bool maleRec, ESCDesign sd)
+void CSort::SortRP(CPopulation* pop, int first, int last, bool maleRec, ESCDesign sd, bool high)
 {
     SRec** cand = pop->cand.data();
     for (int i = first; i <= last; ++i) cand[i] = &pop->indiv[i];
     int n = last - first + 1;
-    bool desc = pop->sdHigh;
+    bool desc = high;
     switch (sd) {
     case kRnd: ShufflePrg(n, cand + first); break;
     case kPhen:

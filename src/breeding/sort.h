@@ -62,7 +62,7 @@ public:
     // Culling order of the current sires and dams of generation gen (the tail is culled first).
     static void SortParents(CPopulation* pop, int gen, bool maleRec, ESCDesign cd, ESCDesign sd);
     // Fills pop->cand[first..last] with generation candidates in selection order (head first).
-    static void SortRP(CPopulation* pop, int first, int last, bool maleRec, ESCDesign sd);
+    static void SortRP(CPopulation* pop, int first, int last, bool maleRec, ESCDesign sd, bool high);
     // Orders the last historical generation for founder choice.
     static void SortLHG(SHistPop* hp, ESCDesign design, bool high, bool noShuffle);
     // Index of the last of n ascending locus positions at or before x; -1 before the first.

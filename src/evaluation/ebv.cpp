@@ -128,14 +128,14 @@ void SimClass::GetCholesky(double r, double* a, double* b) const
 void SimClass::EstimateEBV_P_Accur(int first, int last)
 {
     CPopulation& p = *curPop;
-    const bool overall = p.accur > -1;
-    if (!overall && !(p.accur_male > -1)) return;
+    const bool overall = p.prm.accur > -1;
+    if (!overall && !(p.prm.accur_male > -1)) return;
     double a = 0, b = 0, aMale = 0, bMale = 0, aFemale = 0, bFemale = 0;
     if (overall) {
-        GetCholesky(p.accur, &a, &b);
+        GetCholesky(p.prm.accur, &a, &b);
     } else {
-        GetCholesky(p.accur_male, &aMale, &bMale);
-        GetCholesky(p.accur_female, &aFemale, &bFemale);
+        GetCholesky(p.prm.accur_male, &aMale, &bMale);
+        GetCholesky(p.prm.accur_female, &aFemale, &bFemale);
     }
     // Without additive variance the TBV carries no information: every EBV is 0.
     const double sdA = std::sqrt(p.varA);
@@ -152,30 +152,30 @@ void SimClass::EstimateEBV_Approx(int gen, int first, int last)
 {
     if (gen < 1) Abort("Error - EstimateEBV_Approx: EBV for founders cannot be computed in this function.\n");
     CPopulation& p = *curPop;
-    const SGenInfo& gi = p.genInfo[static_cast<size_t>(gen)];
+    const SGenPlan& plan = p.prm.plan[static_cast<size_t>(gen)];
     const SApproxWeights aw = ApproxWeights(prm.global.varPoly + prm.global.varQTL, prm.global.varRes, prm.global.h2);
     const std::vector<int> recorded = RecordedProgenyPerParent(p, first, last, nextId);
-    ApproxParents(p.sires.data(), gi.nSires, recorded, p.mnp_male, prm.global.malesHaveRecords, aw);
-    ApproxParents(p.dams.data(), gi.nDams, recorded, p.mnp_female, prm.global.malesHaveRecords, aw);
+    ApproxParents(p.sires.data(), plan.nSires, recorded, p.prm.mnp_male, prm.global.malesHaveRecords, aw);
+    ApproxParents(p.dams.data(), plan.nDams, recorded, p.prm.mnp_female, prm.global.malesHaveRecords, aw);
     for (int i = first; i <= last; ++i) {
         SRec& r = p.indiv[static_cast<size_t>(i)];
-        ApproxIndividual(r, r.sex ? p.mnp_male : p.mnp_female, aw);
+        ApproxIndividual(r, r.sex ? p.prm.mnp_male : p.prm.mnp_female, aw);
     }
 }
 
 void SimClass::EstimateEBV_Base()
 {
     CPopulation& p = *curPop;
-    if (p.ebvMethod == kEbvNone) return;
+    if (p.prm.ebvMethod == kEbvNone) return;
     const int last0 = p.genInfo[0].last;
     // With a joint pedigree a founder keeps the EBV of the record it was copied from.
-    if (!prm.global.joint_pop || p.ebvMethod == kEbvExternal) {
+    if (!prm.global.joint_pop || p.prm.ebvMethod == kEbvExternal) {
         const SApproxWeights aw = ApproxWeights(prm.global.varPoly + prm.global.varQTL, prm.global.varRes, prm.global.h2);
-        switch (p.ebvMethod) {
+        switch (p.prm.ebvMethod) {
         case kEbvApprox:
             for (int i = 0; i <= last0; ++i) {
                 SRec& r = p.indiv[static_cast<size_t>(i)];
-                const int m = r.sex ? p.mnp_male : p.mnp_female;
+                const int m = r.sex ? p.prm.mnp_male : p.prm.mnp_female;
                 r.ebv = m != 0 ? SimulatedProgenySum(r.Tbv(), m, aw.sigmaW) / (aw.k + m) : prm.global.h2 * r.phen;
             }
             break;
@@ -198,17 +198,17 @@ void SimClass::EstimateEBV_Base()
 void SimClass::EstimateEBV(int gen, int first, int last)
 {
     CPopulation& p = *curPop;
-    switch (p.ebvMethod) {
+    switch (p.prm.ebvMethod) {
     case kEbvApprox: EstimateEBV_Approx(gen, first, last); break;
     case kEbvBlup: mme.SolveMME(&inbred, prm.global.varRes, p.varA); break;
     case kEbvAccur: EstimateEBV_P_Accur(first, last); break;
     case kEbvExternal: InputBV(gen, first, last, false); break;
     default: return;  // no evaluation, no accuracy statistics
     }
-    const SGenInfo& gi = p.genInfo[static_cast<size_t>(gen)];
+    const SGenPlan& plan = p.prm.plan[static_cast<size_t>(gen)];
     SGenStat& st = p.genStat[static_cast<size_t>(gen)];
     Corr_EBV_MF(p.indiv.data(), first, last, &st.corrEBV, &st.corrEBVMale, &st.corrEBVFemale);
-    Corr_EBV(p.sires.data(), 0, gi.nSires - 1, &st.corrEBVSire);
-    Corr_EBV(p.dams.data(), 0, gi.nDams - 1, &st.corrEBVDam);
+    Corr_EBV(p.sires.data(), 0, plan.nSires - 1, &st.corrEBVSire);
+    Corr_EBV(p.dams.data(), 0, plan.nDams - 1, &st.corrEBVDam);
     ComputeMeanVarEBV(gen, first, last);
 }

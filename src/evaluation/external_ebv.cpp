@@ -116,10 +116,10 @@ void SimClass::InputBV(int gen, int first, int last, bool base)
     // Flags by identifier: S sires and D dams of generation gen, P its progeny. A population
     // without generations has no parents to flag when its founders are evaluated.
     std::vector<char> flag(static_cast<size_t>(nextId) + 1, '-');
-    if (gen <= p.ng) {
-        const SGenInfo& gi = p.genInfo[static_cast<size_t>(gen)];
-        for (int i = 0; i < gi.nSires; ++i) if (p.sires[i]) flag[static_cast<size_t>(p.sires[i]->id)] = 'S';
-        for (int i = 0; i < gi.nDams; ++i) if (p.dams[i]) flag[static_cast<size_t>(p.dams[i]->id)] = 'D';
+    if (gen <= p.prm.ng) {
+        const SGenPlan& plan = p.prm.plan[static_cast<size_t>(gen)];
+        for (int i = 0; i < plan.nSires; ++i) if (p.sires[i]) flag[static_cast<size_t>(p.sires[i]->id)] = 'S';
+        for (int i = 0; i < plan.nDams; ++i) if (p.dams[i]) flag[static_cast<size_t>(p.dams[i]->id)] = 'D';
     }
     if (!base)
         for (int i = first; i <= last; ++i) flag[static_cast<size_t>(p.indiv[static_cast<size_t>(i)].id)] = 'P';
@@ -134,7 +134,7 @@ void SimClass::InputBV(int gen, int first, int last, bool base)
     MyFclose(fp);
 
     if (std::system("rm -f my_bv.txt") != 0) Abort("Error - Could not remove the old my_bv.txt.\n");
-    RunExternalCommand(p.externalCmd);
+    RunExternalCommand(p.prm.externalCmd);
     printf(", my_bv %d rec", ReadBreedingValues(inbred));
     fflush(stdout);
 }

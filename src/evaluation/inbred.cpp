@@ -37,7 +37,7 @@ void ReleaseTable(std::vector<T>& table)
 size_t ParentUses(const CPopulation& pop)
 {
     size_t uses = 0;
-    for (int g = 1; g <= pop.ng; ++g) uses += static_cast<size_t>(pop.genInfo[g].nSires) + pop.genInfo[g].nDams;
+    for (int g = 1; g <= pop.prm.ng; ++g) uses += static_cast<size_t>(pop.prm.plan[g].nSires) + pop.prm.plan[g].nDams;
     return uses;
 }
 
@@ -217,7 +217,7 @@ void CInbred::SetFOfSireGroup(SPedNode* sire)
 
 void CInbred::CreateA(CPopulation* pop, int gen, const SMating* matings, double* C, int stride)
 {
-    int nSires = pop->genInfo[gen].nSires, nDams = pop->genInfo[gen].nDams;
+    int nSires = pop->prm.plan[gen].nSires, nDams = pop->prm.plan[gen].nDams;
     for (int i = 0; i < nSires; ++i) {
         FillColumn(NodeOf(pop->sires[i])->parentIdx);
         double* row = C + static_cast<size_t>(i) * stride;

@@ -61,7 +61,7 @@ void SimClass::ComputeMeanVar(int gen, int first, int last)
     if (n < 1) return;
     int nRec = n;
     if (!prm.global.malesHaveRecords) {
-        if (gen == p.ng + 1) {
+        if (gen == p.prm.ng + 1) {
             nRec = 0;
             for (int i = 0; i < n; ++i) nRec += r[i].hasPhen != 0;
         } else {
@@ -98,6 +98,6 @@ void SimClass::Update_VarAdd(int gen)
     CPopulation& p = *curPop;
     double sd = p.genStat[static_cast<size_t>(gen)].sdTBV;
     p.varA = sd * sd;
-    InfoRpt("Info - Pop \"%s\" G%d: True additive variance is used. (True VA = %g)\n", p.name.c_str(), gen, p.varA);
+    InfoRpt("Info - Pop \"%s\" G%d: True additive variance is used. (True VA = %g)\n", p.prm.name.c_str(), gen, p.varA);
     MyFlush();
 }

@@ -111,8 +111,8 @@ int SimClass::MrkHomozy(SRec* rec)
 void SimClass::AllocGlobalMem()
 {
     for (CPopulation& p : pops) {
-        p.genStat.assign(static_cast<size_t>(p.ng) + 2, SGenStat());
-        p.repStat.assign(static_cast<size_t>(p.ng) + 1, SGenRepStat());
+        p.genStat.assign(static_cast<size_t>(p.prm.ng) + 2, SGenStat());
+        p.repStat.assign(static_cast<size_t>(p.prm.ng) + 1, SGenRepStat());
     }
     crossScratch.assign(static_cast<size_t>(nChr), SCrossoP());
     mrkIndex.assign(static_cast<size_t>(nMrkTot), 0);
@@ -129,9 +129,9 @@ void SimClass::AllocPopMem()
     for (CPopulation& p : pops) {
         p.indiv.assign(static_cast<size_t>(p.nIndiv), SRec());
         p.cand.assign(static_cast<size_t>(p.nIndiv), nullptr);
-        p.sires.assign(static_cast<size_t>(p.maxSires), nullptr);
-        p.dams.assign(static_cast<size_t>(p.maxDams), nullptr);
-        counters += static_cast<size_t>(std::max(0, p.nIndiv - p.nMaleFounder - p.nFemaleFounder));
+        p.sires.assign(static_cast<size_t>(p.prm.maxSires), nullptr);
+        p.dams.assign(static_cast<size_t>(p.prm.maxDams), nullptr);
+        counters += static_cast<size_t>(std::max(0, p.nIndiv - p.prm.nMaleFounder - p.prm.nFemaleFounder));
     }
     genomeUseCount.assign(counters, 0);
     founderFlag.assign(counters + 1, 0);
@@ -205,9 +205,9 @@ void SimClass::FreeGlobalMem()
 void SimClass::FreeChrLastSireDamMem()
 {
     CPopulation& p = *curPop;
-    const SGenInfo& g = p.genInfo[p.ng];
-    for (int i = 0; i < g.nSires && i < static_cast<int>(p.sires.size()); ++i) DropGenomeUse(p.sires[i]);
-    for (int i = 0; i < g.nDams && i < static_cast<int>(p.dams.size()); ++i) DropGenomeUse(p.dams[i]);
+    const SGenPlan& plan = p.prm.plan[p.prm.ng];
+    for (int i = 0; i < plan.nSires && i < static_cast<int>(p.sires.size()); ++i) DropGenomeUse(p.sires[i]);
+    for (int i = 0; i < plan.nDams && i < static_cast<int>(p.dams.size()); ++i) DropGenomeUse(p.dams[i]);
 }
 
 void SimClass::DropGenomeUse(SRec* rec)

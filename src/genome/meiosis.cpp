@@ -136,7 +136,7 @@ void SimClass::Meiosis(SRec* rec, CMyRnd* rnd, SCrossoP* cp, CWriteBuffer* out)
         sireTotal += cp[c].nS;
         damTotal += cp[c].nD;
     }
-    const SPopOutput& o = curPop->out;
+    const SPopOutput& o = curPop->prm.out;
     bool wanted = o.crossoverOut && rec->gen >= 0 && rec->gen < static_cast<int>(o.crossoverGen.size()) &&
                   o.crossoverGen[rec->gen];
     if (!wanted || !out || sireTotal + damTotal < 1) return;

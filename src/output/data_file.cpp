@@ -27,10 +27,10 @@ void DrawMissingFlags(std::vector<uint8_t>& flags, int first, int n, double rate
 void WriteHeader(FILE* fp, const CPopulation& p)
 {
     fprintf(fp, "%-7s %-7s %-7s", "Progeny", "Sire", "Dam");
-    if (p.out.missParents) fprintf(fp, " %-7s %-7s", "Sire*", "Dam*");
+    if (p.prm.out.missParents) fprintf(fp, " %-7s %-7s", "Sire*", "Dam*");
     fprintf(fp, " %-4s %-3s %-5s %-5s %-8s %-8s %-9s %-9s %-9s %-9s", "Sex", "G", "NMPrg", "NFPrg", "F", "Homo",
             "Phen", "Res", "Polygene", "QTL");
-    if (p.ebvMethod != kEbvNone) fprintf(fp, " %-9s", "Final_EBV");
+    if (p.prm.ebvMethod != kEbvNone) fprintf(fp, " %-9s", "Final_EBV");
     fprintf(fp, "\n");
 }
 
@@ -44,23 +44,23 @@ void SimClass::SaveData()
 
     // Founders keep their parents; every later generation loses its share, sires before dams.
     std::vector<uint8_t> sireMissing, damMissing;
-    if (p.out.missParents) {
+    if (p.prm.out.missParents) {
         sireMissing.assign(static_cast<size_t>(p.nIndiv), 0);
         damMissing.assign(static_cast<size_t>(p.nIndiv), 0);
-        for (int g = 1; g <= p.ng; ++g) {
+        for (int g = 1; g <= p.prm.ng; ++g) {
             const SGenStat& st = p.genStat[static_cast<size_t>(g)];
             const int first = p.genInfo[static_cast<size_t>(g)].first;
             const int n = static_cast<int>(st.nMale + st.nFemale);
-            DrawMissingFlags(sireMissing, first, n, p.out.sireMissRateGen[static_cast<size_t>(g)]);
-            DrawMissingFlags(damMissing, first, n, p.out.damMissRateGen[static_cast<size_t>(g)]);
+            DrawMissingFlags(sireMissing, first, n, p.prm.out.sireMissRateGen[static_cast<size_t>(g)]);
+            DrawMissingFlags(damMissing, first, n, p.prm.out.damMissRateGen[static_cast<size_t>(g)]);
         }
     }
 
     for (int i = 0; i < p.nIndiv; ++i) {
         const SRec& r = p.indiv[static_cast<size_t>(i)];
-        if (!p.out.dataGen[static_cast<size_t>(r.gen)]) continue;
+        if (!p.prm.out.dataGen[static_cast<size_t>(r.gen)]) continue;
         fprintf(fp, "%-7d %-7d %-7d", r.id, r.sire->id, r.dam->id);
-        if (p.out.missParents)
+        if (p.prm.out.missParents)
             fprintf(fp, " %-7d %-7d", sireMissing[static_cast<size_t>(i)] ? 0 : r.sire->id,
                     damMissing[static_cast<size_t>(i)] ? 0 : r.dam->id);
         fprintf(fp, " %-3s %-4d %-5d %-5d %f %f", r.sex ? "M" : "F", r.gen, r.nMPrg, r.nFPrg, r.inbF, r.homo);
@@ -70,7 +70,7 @@ void SimClass::SaveData()
         else
             fprintf(fp, "       ---");
         fprintf(fp, " %+f %+f %+f", r.res, r.polyVal, r.qtlVal);
-        if (p.ebvMethod != kEbvNone) fprintf(fp, " %+f", r.ebv);
+        if (p.prm.ebvMethod != kEbvNone) fprintf(fp, " %+f", r.ebv);
         fprintf(fp, "\n");
     }
     MyFflush(fp);

@@ -70,8 +70,8 @@ void SimClass::SaveAlleleFreq(int first, int last, int gen)
 {
     const CPopulation& p = *curPop;
     if (first == 0) WriteFreqHeaders();
-    if (p.out.freqGen[static_cast<size_t>(gen)]) WriteFrequencies(first, last, gen);
-    if (gen == p.ng && p.out.mafBin > 0) {
+    if (p.prm.out.freqGen[static_cast<size_t>(gen)]) WriteFrequencies(first, last, gen);
+    if (gen == p.prm.ng && p.prm.out.mafBin > 0) {
         if (freqMrkFp) WriteMafDistribution(freqMrkFp, false, nMrkTot);
         if (freqQtlFp) WriteMafDistribution(freqQtlFp, true, nQTLTot);
     }
@@ -90,7 +90,7 @@ void SimClass::WriteFrequencies(int first, int last, int gen)
 {
     CPopulation& p = *curPop;
     SGenStat& st = p.genStat[static_cast<size_t>(gen)];
-    const int bins = p.out.mafBin;
+    const int bins = p.prm.out.mafBin;
     st.mafHistMrk.assign(static_cast<size_t>(bins), 0);
     st.mafHistQTL.assign(static_cast<size_t>(bins), 0);
     const SAlleleCounts c = CountAlleles(*this, first, last);
@@ -130,17 +130,17 @@ void SimClass::WriteFrequencies(int first, int last, int gen)
 void SimClass::WriteMafDistribution(FILE* fp, bool qtl, int nLoci)
 {
     const CPopulation& p = *curPop;
-    const int bins = p.out.mafBin;
+    const int bins = p.prm.out.mafBin;
     const double width = 0.5 / bins;
     PrintALineFormat1(80, '-', fp, "Distribution of minor allele frequency");
     fprintf(fp, "Bin\\Gen.        ");
-    for (int g = 0; g <= p.ng; ++g)
-        if (p.out.freqGen[static_cast<size_t>(g)]) fprintf(fp, "%15d ", g);
+    for (int g = 0; g <= p.prm.ng; ++g)
+        if (p.prm.out.freqGen[static_cast<size_t>(g)]) fprintf(fp, "%15d ", g);
     fprintf(fp, "\n");
     for (int b = 0; b < bins; ++b) {
         fprintf(fp, b < bins - 1 ? "%3.2f<= maf <%3.2f  " : "%3.2f<= maf<=%3.2f  ", b * width, (b + 1) * width);
-        for (int g = 0; g <= p.ng; ++g) {
-            if (!p.out.freqGen[static_cast<size_t>(g)]) continue;
+        for (int g = 0; g <= p.prm.ng; ++g) {
+            if (!p.prm.out.freqGen[static_cast<size_t>(g)]) continue;
             const SGenStat& st = p.genStat[static_cast<size_t>(g)];
             const uint32_t k = (qtl ? st.mafHistQTL : st.mafHistMrk)[static_cast<size_t>(b)];
             fprintf(fp, "%6d(%6.2f%%) ", static_cast<int>(k), MyDVD(100.0 * k, nLoci));

@@ -59,7 +59,7 @@ struct SGenotypeWrite {
 
 void SimClass::SaveGenResults(int gen, int first, int last)
 {
-    const SPopOutput& o = curPop->out;
+    const SPopOutput& o = curPop->prm.out;
     if (o.genoOut) {
         if (o.genoOpt & kGenoSeq) {
             if (nLociTot >= 1) SaveGenotype(first, last, gen, false);
@@ -96,7 +96,7 @@ void GenomeColumns(SGenotypeWrite& w, int nLoci, const std::vector<int>& mrk, co
 void SimClass::SaveGenotype(int first, int last, int gen, bool qtl)
 {
     CPopulation& p = *curPop;
-    const SPopOutput& o = p.out;
+    const SPopOutput& o = p.prm.out;
     const bool seq = (o.genoOpt & kGenoSeq) != 0;
     FILE* fp = seq ? genoMrkQtlFp : qtl ? genoQtlFp : genoMrkFp;
     if (!genoBuffer) genoBuffer = std::make_unique<CWriteBuffer>();

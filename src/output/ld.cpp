@@ -373,7 +373,7 @@ void FinishBins(SLDBin* bins)
 bool SimClass::PrintLDBin(int k, FILE* fp) const
 {
     if (k < 0 || k >= kLDClasses) return true;
-    if (kLDClassLower[k] >= curPop->out.ldMaxDist) return false;
+    if (kLDClassLower[k] >= curPop->prm.out.ldMaxDist) return false;
     fputs(kLDClassLabel[k], fp);
     return true;
 }
@@ -381,16 +381,16 @@ bool SimClass::PrintLDBin(int k, FILE* fp) const
 void SimClass::ComputeLDStat(int gen, int first, int last)
 {
     CPopulation& p = *curPop;
-    SPopOutput& o = p.out;
+    const SPopOutput& o = p.prm.out;
     const size_t g = static_cast<size_t>(gen);
-    if (!o.ldOut || g >= o.ldGen.size() || !o.ldGen[g] || nMrkTot < 1) return;
+    if (!o.ldOut || g >= p.ldGen.size() || !p.ldGen[g] || nMrkTot < 1) return;
     int most = 0;
     for (int m : mrkIndex) most = std::max(most, static_cast<int>(LocusAt(m)->nAllele));
     if (most > kLDMaxAlleles) {
         PW.Warn("Warning - Number of alleles is too large (>%d). LD calculation is skipped.\n", kLDMaxAlleles);
         NoWarn++;
-        o.ldGen[g] = 0;
-        o.ldSkipped[g] = 1;
+        p.ldGen[g] = 0;
+        p.ldSkipped[g] = 1;
         return;
     }
     printf(", LD");
@@ -449,7 +449,7 @@ void SimClass::ComputeLDStat_MyThread(int worker)
 {
     const SLDWork& w = ldWork;
     SLDWorker& self = ldWork.workers[static_cast<size_t>(worker)];
-    const double maxDist = curPop->out.ldMaxDist;
+    const double maxDist = curPop->prm.out.ldMaxDist;
     const int n = static_cast<int>(w.markers.size());
     for (int i = self.share.first; i <= self.share.last; ++i) {
         const SLDMarker& mi = w.markers[static_cast<size_t>(i)];
@@ -468,15 +468,15 @@ void SimClass::ComputeLDStat_MyThread(int worker)
 void SimClass::SaveLD()
 {
     const CPopulation& p = *curPop;
-    const SPopOutput& o = p.out;
+    const SPopOutput& o = p.prm.out;
     FILE* fp = ldDecayFp;
-    for (int g = 0; g <= p.ng; ++g)
-        if (o.ldSkipped[static_cast<size_t>(g)])
+    for (int g = 0; g <= p.prm.ng; ++g)
+        if (p.ldSkipped[static_cast<size_t>(g)])
             fprintf(fp, "LD calculation is skipped for generation %3d. Number of alleles is too large (>%d).\n", g,
                     kLDMaxAlleles);
     std::vector<int> gens;
-    for (int g = 0; g <= p.ng; ++g)
-        if (o.ldGen[static_cast<size_t>(g)]) gens.push_back(g);
+    for (int g = 0; g <= p.prm.ng; ++g)
+        if (p.ldGen[static_cast<size_t>(g)]) gens.push_back(g);
     if (!gens.empty()) {
         auto heading = [&](const char* title) {
             fputs(title, fp);

@@ -27,13 +27,13 @@ void PrintInbreeding(FILE* fp, const CPopulation& p)
     PrintALineFormat1(50, '-', fp, "Inbreeding");
     fprintf(fp, "                     Inbred          All\n");
     fprintf(fp, "%-7s  %6s   %6s %6s   %6s %6s\n", "Gen.", "No.", "Mean", "SD", "Mean", "SD");
-    for (int g = 0; g <= p.ng + 1; ++g) {
+    for (int g = 0; g <= p.prm.ng + 1; ++g) {
         const SGenStat& st = p.genStat[static_cast<size_t>(g)];
-        PrintRowLabel(fp, g, p.ng);
+        PrintRowLabel(fp, g, p.prm.ng);
         fprintf(fp, "  %6d   %6.4f %6.4f", static_cast<int>(st.nInbred), MyDVD(st.sumF, st.nInbred),
                 SdFromSums(st.sumF, st.sumF2, st.nInbred));
         // Individuals that are not inbred add 0 to both sums.
-        if (g <= p.ng) {
+        if (g <= p.prm.ng) {
             const double n = st.nMale + st.nFemale;
             fprintf(fp, "   %5.4f %5.4f\n", MyDVD(st.sumF, n), SdFromSums(st.sumF, st.sumF2, n));
         } else {
@@ -51,18 +51,18 @@ void PrintMeanSd(FILE* fp, const CPopulation& p, size_t width, const char* title
     fprintf(fp, "%-7s  %17s %17s\n", "Gen.", "Mean", "SD");
     for (int g = 0; g <= lastGen; ++g) {
         const SGenStat& st = p.genStat[static_cast<size_t>(g)];
-        PrintRowLabel(fp, g, p.ng);
+        PrintRowLabel(fp, g, p.prm.ng);
         fprintf(fp, "  %17.8f %17.8f\n", st.*mean, st.*sd);
     }
 }
 
 void PrintEbv(FILE* fp, const CPopulation& p)
 {
-    PrintMeanSd(fp, p, 60, "EBV", p.ng, &SGenStat::meanEBV, &SGenStat::sdEBV);
+    PrintMeanSd(fp, p, 60, "EBV", p.prm.ng, &SGenStat::meanEBV, &SGenStat::sdEBV);
     PrintALineFormat1(100, '-', fp, "accuracy of EBV");
     fprintf(fp, "%-7s  %17s %17s %17s %17s %17s\n", "Gen.", "r(EBV,TBV)", "r(EBV,TBV)_Male", "r(EBV,TBV)_Female",
             "r(EBV,TBV)_Sire", "r(EBV,TBV)_Dam");
-    for (int g = 0; g <= p.ng; ++g) {
+    for (int g = 0; g <= p.prm.ng; ++g) {
         const SGenStat& st = p.genStat[static_cast<size_t>(g)];
         fprintf(fp, "%-7d  %17.4f %17.4f %17.4f %17.4f %17.4f\n", g, st.corrEBV, st.corrEBVMale, st.corrEBVFemale,
                 st.corrEBVSire, st.corrEBVDam);
@@ -95,11 +95,11 @@ void PrintStructure(FILE* fp, const CPopulation& p)
     fprintf(fp, "%-7s %8s %8s %8s %8s %8s %8s %8s %8s %8s %8s\n", "Gen.", "Progeny", "Male%", "Male", "Selected",
             "Female", "Selected", "Sire", "Culled", "Dam", "Culled");
     SStructureRow total;
-    for (int g = 0; g <= p.ng; ++g) {
+    for (int g = 0; g <= p.prm.ng; ++g) {
         const SGenStat& st = p.genStat[static_cast<size_t>(g)];
-        const SGenInfo& gi = p.genInfo[static_cast<size_t>(g)];
+        const SGenPlan& plan = p.prm.plan[static_cast<size_t>(g)];
         const SStructureRow row{st.nMale,  st.nNewSires,     st.nFemale, st.nNewDams,
-                                gi.nSires, st.nCulledSires, gi.nDams,   st.nCulledDams};
+                                plan.nSires, st.nCulledSires, plan.nDams,   st.nCulledDams};
         fprintf(fp, "%-7d", g);
         row.Print(fp);
         total.Add(row);
@@ -110,14 +110,14 @@ void PrintStructure(FILE* fp, const CPopulation& p)
 
 void PrintLitterSizes(FILE* fp, const CPopulation& p)
 {
-    const size_t classes = static_cast<size_t>(p.nLs);
+    const size_t classes = static_cast<size_t>(p.prm.nLs);
     fprintf(fp, "\n");
     PrintALineFormat1(100, '-', fp, "Litter size distribution");
     fprintf(fp, "%-7s", "Gen.\\LS");
-    for (size_t c = 0; c < classes; ++c) fprintf(fp, " %8d", p.ls[c]);
+    for (size_t c = 0; c < classes; ++c) fprintf(fp, " %8d", p.prm.ls[c]);
     fprintf(fp, "\n");
     std::vector<long long> total(classes, 0);
-    for (int g = 0; g <= p.ng; ++g) {
+    for (int g = 0; g <= p.prm.ng; ++g) {
         const std::vector<uint32_t>& count = p.genStat[static_cast<size_t>(g)].lsCount;
         fprintf(fp, "%-7d", g);
         for (size_t c = 0; c < classes; ++c) {
@@ -144,7 +144,7 @@ struct SGenotypeColumns {
 // or wrong); a table only when some column applies and some generation was genotyped.
 void PrintGenotypePercentages(FILE* fp, const CPopulation& p, const char* title, const SGenotypeColumns& col)
 {
-    const std::vector<uint8_t>& genotyped = p.out.genoGen;
+    const std::vector<uint8_t>& genotyped = p.prm.out.genoGen;
     if (!(col.mrk || col.qtl) || std::none_of(genotyped.begin(), genotyped.end(), [](uint8_t f) { return f; }))
         return;
     fprintf(fp, "\n");
@@ -153,7 +153,7 @@ void PrintGenotypePercentages(FILE* fp, const CPopulation& p, const char* title,
     if (col.mrk) fprintf(fp, "  %17s", "Mrk%");
     if (col.qtl) fprintf(fp, "  %17s", "QTL%");
     fprintf(fp, "\n");
-    for (int g = 0; g <= p.ng; ++g) {
+    for (int g = 0; g <= p.prm.ng; ++g) {
         if (!genotyped[static_cast<size_t>(g)]) continue;
         const SGenStat& st = p.genStat[static_cast<size_t>(g)];
         const double n = st.nMale + st.nFemale;
@@ -170,7 +170,7 @@ void SimClass::SaveStat()
 {
     const CPopulation& p = *curPop;
     FILE* fp = statFp;
-    const int overall = p.ng + 1;
+    const int overall = p.prm.ng + 1;
     PrintInbreeding(fp, p);
     PrintMeanSd(fp, p, 50, "Homozygosity", overall, &SGenStat::meanHomo, &SGenStat::sdHomo);
     PrintMeanSd(fp, p, 50, prm.global.malesHaveRecords ? "Phenotype" : "Phenotype (females)", overall, &SGenStat::meanPhen,
@@ -187,9 +187,9 @@ void SimClass::SaveStat()
     fprintf(fp, "\n");
     PrintMeanSd(fp, p, 50, prm.global.malesHaveRecords ? "Residual" : "Residual (females)", overall, &SGenStat::meanRes,
                 &SGenStat::sdRes);
-    if (p.ebvMethod != kEbvNone) PrintEbv(fp, p);
+    if (p.prm.ebvMethod != kEbvNone) PrintEbv(fp, p);
     PrintStructure(fp, p);
-    if (p.nLs >= 2) PrintLitterSizes(fp, p);
+    if (p.prm.nLs >= 2) PrintLitterSizes(fp, p);
     const bool markers = nMrkTot > 0, qtl = nQTLTot > 0;
     PrintGenotypePercentages(fp, p, "Percentage of missing genotypes",
                              {prm.genome.rmmg.rate > 0 && markers, prm.genome.rmqg.rate > 0 && qtl, nMrkTot, nQTLTot, &SGenStat::nMissMrk,

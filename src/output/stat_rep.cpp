@@ -134,7 +134,7 @@ void PrintRepSection(FILE* fp, CPopulation& p, const char* title, int n, SSumSS 
                      SSumSS SGenRepStat::*b = nullptr)
 {
     PrintALineFormat1(80, '-', fp, "%s", title);
-    for (int g = 0; g <= p.ng; ++g) {
+    for (int g = 0; g <= p.prm.ng; ++g) {
         SGenRepStat& r = p.repStat[static_cast<size_t>(g)];
         if (b)
             PrintMeanStdErr(g, r.*a, r.*b, n, fp);
@@ -146,19 +146,19 @@ void PrintRepSection(FILE* fp, CPopulation& p, const char* title, int n, SSumSS 
 // The LD tables of p; PrintLDBin reads the engine's current population, which must be p.
 void PrintLDSummary(const SimClass& sim, FILE* fp, CPopulation& p, int n)
 {
-    const SPopOutput& o = p.out;
+    const SPopOutput& o = p.prm.out;
     bool firstSkipped = true;
-    for (int g = 0; g <= p.ng; ++g) {
-        if (!o.ldSkipped[static_cast<size_t>(g)]) continue;
+    for (int g = 0; g <= p.prm.ng; ++g) {
+        if (!p.ldSkipped[static_cast<size_t>(g)]) continue;
         if (firstSkipped) PrintALine(80, fp);
         firstSkipped = false;
         fprintf(fp, "LD calculation is skipped for generation %3d. Number of alleles is too large (>%d).\n", g, 20);
     }
-    if (!AnySelected(o.ldGen)) return;
+    if (!AnySelected(p.ldGen)) return;
 
     PrintALineFormat1(80, '-', fp, "No marker pairs for each bin (LD decay)");
-    for (int g = 0; g <= p.ng; ++g) {
-        if (!o.ldGen[static_cast<size_t>(g)]) continue;
+    for (int g = 0; g <= p.prm.ng; ++g) {
+        if (!p.ldGen[static_cast<size_t>(g)]) continue;
         fprintf(fp, "Generation %d\n", g);
         fprintf(fp, "Bin\n");
         for (int k = 0; k < kLDClasses && sim.PrintLDBin(k, fp); ++k) {
@@ -171,8 +171,8 @@ void PrintLDSummary(const SimClass& sim, FILE* fp, CPopulation& p, int n)
     static const char* const kMeasure[3] = {"Mean D' (LD decay)", "Mean R2 (LD decay)", "Mean X2' (LD decay)"};
     for (int m = 0; m < 3; ++m) {
         PrintALineFormat1(80, '-', fp, "%s", kMeasure[m]);
-        for (int g = 0; g <= p.ng; ++g) {
-            if (!o.ldGen[static_cast<size_t>(g)]) continue;
+        for (int g = 0; g <= p.prm.ng; ++g) {
+            if (!p.ldGen[static_cast<size_t>(g)]) continue;
             fprintf(fp, "Generation %d\n", g);
             fprintf(fp, "Bin\n");
             for (int k = 0; k < kLDClasses && sim.PrintLDBin(k, fp); ++k) {
@@ -190,7 +190,7 @@ void PrintLDSummary(const SimClass& sim, FILE* fp, CPopulation& p, int n)
 void PrintPopulation(const SimClass& sim, FILE* fp, CPopulation& p, int n)
 {
     const bool females = !sim.prm.global.malesHaveRecords;
-    PrintALineFormat1(80, '~', fp, "Population \"%s\"", p.name.c_str());
+    PrintALineFormat1(80, '~', fp, "Population \"%s\"", p.prm.name.c_str());
     fprintf(fp, "%-5s  %17s %14s    %17s %14s\n", "Gen.", "Mean", "SE", "SD", "SE");
     PrintRepSection(fp, p, "Inbreeding", n, &SGenRepStat::meanF, &SGenRepStat::sdF);
     PrintRepSection(fp, p, "Number of inbreds", n, &SGenRepStat::nInbred);
@@ -201,7 +201,7 @@ void PrintPopulation(const SimClass& sim, FILE* fp, CPopulation& p, int n)
     PrintRepSection(fp, p, "QTL", n, &SGenRepStat::meanQTL, &SGenRepStat::sdQTL);
     PrintRepSection(fp, p, females ? "Residual (females)" : "Residual", n, &SGenRepStat::meanRes,
                     &SGenRepStat::sdRes);
-    if (p.ebvMethod != kEbvNone) {
+    if (p.prm.ebvMethod != kEbvNone) {
         PrintRepSection(fp, p, "EBV", n, &SGenRepStat::meanEBV, &SGenRepStat::sdEBV);
         PrintRepSection(fp, p, "r(EBV,TBV)", n, &SGenRepStat::corrEBV);
         PrintRepSection(fp, p, "r(EBV,TBV)_Male", n, &SGenRepStat::corrEBVMale);
@@ -209,7 +209,7 @@ void PrintPopulation(const SimClass& sim, FILE* fp, CPopulation& p, int n)
         PrintRepSection(fp, p, "r(EBV,TBV)_Sire", n, &SGenRepStat::corrEBVSire);
         PrintRepSection(fp, p, "r(EBV,TBV)_Dam", n, &SGenRepStat::corrEBVDam);
     }
-    if (p.out.ldOut) PrintLDSummary(sim, fp, p, n);
+    if (p.prm.out.ldOut) PrintLDSummary(sim, fp, p, n);
 }
 
 }  // namespace
@@ -217,7 +217,7 @@ void PrintPopulation(const SimClass& sim, FILE* fp, CPopulation& p, int n)
 void SimClass::GetStatRep()
 {
     CPopulation& p = *curPop;
-    for (int g = 0; g <= p.ng; ++g) {
+    for (int g = 0; g <= p.prm.ng; ++g) {
         const SGenStat& st = p.genStat[static_cast<size_t>(g)];
         SGenRepStat& r = p.repStat[static_cast<size_t>(g)];
         const double n = st.nMale + st.nFemale;  // individuals that are not inbred add 0 to the sums
@@ -225,9 +225,9 @@ void SimClass::GetStatRep()
         AddValue(r.meanF, MyDVD(st.sumF, n));
         AddValue(r.sdF, SdFromSums(st.sumF, st.sumF2, n));
         for (const SRepPair& s : kValueStats) AddValue(r.*s.sum, st.*s.value);
-        if (p.ebvMethod != kEbvNone)
+        if (p.prm.ebvMethod != kEbvNone)
             for (const SRepPair& s : kEbvStats) AddValue(r.*s.sum, st.*s.value);
-        if (p.out.ldGen[static_cast<size_t>(g)]) AddLD(r.ld, st.ldBin);
+        if (p.ldGen[static_cast<size_t>(g)]) AddLD(r.ld, st.ldBin);
     }
 }
 

@@ -81,9 +81,9 @@ void SimClass::OpenHistoricalStreams(int rep)
 // carry no replicate heading.
 void SimClass::OpenPopulationStreams(int rep)
 {
-    const SPopOutput& o = curPop->out;
+    const SPopOutput& o = curPop->prm.out;
     const char* folder = prm.output.outputFolder.c_str();
-    const char* pop = curPop->name.c_str();
+    const char* pop = curPop->prm.name.c_str();
     auto open = [&](bool wanted, bool heading, const char* kind) {
         return wanted ? MyOpenMergeFile(rep, heading, "%s%s_%s", folder, pop, kind) : nullptr;
     };

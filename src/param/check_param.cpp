@@ -66,7 +66,7 @@ void SimClass::CheckParam()
     CheckLDAndMapScales();
     CheckCompleteLD(error);
     CheckHistoricalSizes(error);
-    for (CPopulation& p : pops) CheckPopulation(p, error);
+    for (SPopParams& p : prm.pops) CheckPopulation(p, error);
     CheckJointPopulations(error);
     CheckGenotypeFormats(error);
 
@@ -76,11 +76,11 @@ void SimClass::CheckParam()
 // LD statistics need one map for both sexes.
 void SimClass::CheckLDAndMapScales()
 {
-    bool anyLD = std::any_of(pops.begin(), pops.end(), [](const CPopulation& p) { return p.out.ldOut; });
+    bool anyLD = std::any_of(prm.pops.begin(), prm.pops.end(), [](const SPopParams& p) { return p.out.ldOut; });
     if (!anyLD) return;
     for (const SChrom& ch : chrom)
         if (ch.maleScale != ch.femaleScale) {
-            for (CPopulation& p : pops) p.out.ldOut = false;
+            for (SPopParams& p : prm.pops) p.out.ldOut = false;
             Warning("Warning - Difference between male and female chromosome lengths is detected. "
                     "LD calculation is skipped.\n");
             return;
@@ -172,11 +172,11 @@ bool SimClass::CheckHistoricalSexes()
     return true;
 }
 
-void SimClass::CheckPopulation(CPopulation& p, bool& error)
+void SimClass::CheckPopulation(SPopParams& p, bool& error)
 {
     const char* name = p.name.c_str();
     for (int g = 1; g <= p.ng; ++g) {
-        int s = p.genInfo[g].nSires, d = p.genInfo[g].nDams;
+        int s = p.plan[g].nSires, d = p.plan[g].nDams;
         // Without sires or dams no progeny can be made, and the ratio below is undefined.
         if (s < 1 || d < 1) {
             Warn("Error - Pop \"%s\" G%d: At least one sire and one dam are needed (sires: %d, dams: %d)\n",
@@ -228,10 +228,10 @@ void SimClass::CheckPopulation(CPopulation& p, bool& error)
         for (int i = 0; i < p.nFounderLine; ++i) {
             const SFounderLine& l = p.founderLine[i];
             if (!l.male || l.select != kPhen) continue;
-            if (l.srcPop)
+            if (!l.FromHistorical())
                 Warn("Warning - Pop \"%s\": Males do not have phenotypic record therefore male founders are "
                      "selected randomly from generation %d of population \"%s\".\n", name, l.gen,
-                     l.srcPop->name.c_str());
+                     prm.pops[l.srcPop].name.c_str());
             else
                 Warn("Warning - Pop \"%s\": Males do not have phenotypic record therefore male founders are "
                      "selected randomly from the historical population.\n", name);
@@ -254,9 +254,9 @@ void SimClass::CheckPopulation(CPopulation& p, bool& error)
 
 void SimClass::CheckJointPopulations(bool& error)
 {
-    if (!prm.global.joint_pop || pops.empty()) return;
-    const CPopulation& a = pops[0];
-    for (const CPopulation& b : pops)
+    if (!prm.global.joint_pop || prm.pops.empty()) return;
+    const SPopParams& a = prm.pops[0];
+    for (const SPopParams& b : prm.pops)
         if (b.ebvMethod != a.ebvMethod || b.accur != a.accur || b.accur_male != a.accur_male ||
             b.accur_female != a.accur_female || b.mnp_male != a.mnp_male || b.mnp_female != a.mnp_female ||
             b.true_av != a.true_av) {
@@ -282,9 +282,9 @@ int SimClass::MaxAlleles(bool qtl) const
 
 void SimClass::CheckGenotypeFormats(bool& error)
 {
-    if (pops.empty()) return;
+    if (prm.pops.empty()) return;
     int am = MaxAlleles(false), aq = MaxAlleles(true);
-    for (const CPopulation& p : pops) {
+    for (const SPopParams& p : prm.pops) {
         const char* name = p.name.c_str();
         if (p.out.genoOpt & kGenoSnpCode) {
             if (am >= 3) {

@@ -65,6 +65,10 @@ void SimClass::RetrieveParam(CLex* reader)
         }
     }
     if (lex->NErr() > 0) Abort("Error(s) detected in the control file!\n");
+    // The engine's populations run on the statements read; the vector is never resized again,
+    // so each population's reference to its statements stays valid.
+    pops.reserve(prm.pops.size());
+    for (const SPopParams& p : prm.pops) pops.emplace_back(p, prm.global.varPoly + prm.global.varQTL);
     lex->ReleaseCtrMem();
     lex = nullptr;
 }
@@ -198,7 +202,7 @@ void SimClass::RetrieveOutput(SCom* t)
     }
     case 82:
         prm.output.attachRep = true;
-        for (const CPopulation& p : pops)
+        for (const SPopParams& p : prm.pops)
             if (p.out.genoOpt & kGenoBinary) lex->PrintError(t, true, true, 35, "\n");
         break;
     case 86: prm.output.linkage_map = true; break;

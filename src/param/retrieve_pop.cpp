@@ -41,7 +41,7 @@ void SwitchOn(bool& option, std::vector<uint8_t>& flags)
 
 // The number of parents of generation g: the previous number plus the growth of the reference
 // generation's number, refused once it passes what the records can hold.
-int GrownParents(const CPopulation& p, int g, int previous, int reference, double growth, const char* what)
+int GrownParents(const SPopParams& p, int g, int previous, int reference, double growth, const char* what)
 {
     double increase = reference * growth;
     long long n = increase < kMaxCount ? previous + static_cast<long long>(MyRound(increase)) : kMaxCount + 1;
@@ -67,7 +67,7 @@ void SimClass::CheckPopNameChars(SCom* t)
 
 void SimClass::AddPopName(SCom* t)
 {
-    int index = cur ? static_cast<int>(cur - pops.data()) + 1 : 0;
+    int index = cur ? static_cast<int>(cur - prm.pops.data()) + 1 : 0;
     if (index >= npop) Abort("Error - Mismatched number of populations!\n");
     CheckPopNameChars(t);
     std::string name = Unquoted(t);
@@ -75,11 +75,10 @@ void SimClass::AddPopName(SCom* t)
     if (name.size() > kMaxPopNameLength) lex->PrintError(t, true, true, 60, "\n");
     if (name == "hp") lex->PrintError(t, true, true, 47, "\n");
     for (int i = 0; i < index; ++i)
-        if (pops[i].name == name) lex->PrintError(t, true, true, 31, "\n");
-    cur = &pops[index];
+        if (prm.pops[i].name == name) lex->PrintError(t, true, true, 31, "\n");
+    cur = &prm.pops[index];
     cur->name = name;
     curLine = nullptr;
-    cur->varA = prm.global.varPoly + prm.global.varQTL;
     RetrieveNGeneration(t);
 }
 
@@ -87,13 +86,13 @@ void SimClass::RetrieveNGeneration(SCom* t)
 {
     while (t && t->action != 5) t = t->next;
     if (!t) Abort("Error - Cannot retrieve parameters.\n");
-    CPopulation& p = *cur;
+    SPopParams& p = *cur;
     p.ng = IntValue(t);
     size_t n = static_cast<size_t>(p.ng) + 1;
-    p.genInfo.assign(n, SGenInfo());
-    for (int g = 1; g <= p.ng; ++g) p.genInfo[g].sr = p.genInfo[g].dr = 1.0;
+    p.plan.assign(n, SGenPlan());
+    for (int g = 1; g <= p.ng; ++g) p.plan[g].sr = p.plan[g].dr = 1.0;
     SPopOutput& o = p.out;
-    for (auto* flags : {&o.dataGen, &o.crossoverGen, &o.freqGen, &o.genoGen, &o.ldGen, &o.ldSkipped})
+    for (auto* flags : {&o.dataGen, &o.crossoverGen, &o.freqGen, &o.genoGen, &o.ldGen})
         flags->assign(n, 0);
     o.ldChr.assign(static_cast<size_t>(nChr), 0);
     o.sireMissRateGen.assign(n, 0.0);
@@ -102,7 +101,7 @@ void SimClass::RetrieveNGeneration(SCom* t)
 
 void SimClass::RetrieveFounderStatement(SCom* t)
 {
-    CPopulation& p = *cur;
+    SPopParams& p = *cur;
     switch (t->action) {
     case 70:
         if (p.nFounderLine >= kMaxFounderLines) lex->PrintError(t, true, true, 58, " %d\n", kMaxFounderLines);
@@ -116,10 +115,10 @@ void SimClass::RetrieveFounderStatement(SCom* t)
         MakeCleanString(name);
         if (name.size() > kMaxPopNameLength) lex->PrintError(t, true, true, 60, "\n");
         if (name == "hp") lex->PrintError(t, true, true, 55, "\n");
-        curLine->srcPop = nullptr;
-        for (CPopulation* q = pops.data(); q < cur; ++q)
-            if (q->name == name) curLine->srcPop = q;
-        if (!curLine->srcPop) {
+        curLine->srcPop = -1;
+        for (SPopParams* q = prm.pops.data(); q < cur; ++q)
+            if (q->name == name) curLine->srcPop = static_cast<int>(q - prm.pops.data());
+        if (curLine->FromHistorical()) {
             lex->PrintError(t, true, false, 30, "\n");
             Abort("Population \"%s\" must be defined before population \"%s\"\n", name.c_str(), p.name.c_str());
         }
@@ -127,14 +126,14 @@ void SimClass::RetrieveFounderStatement(SCom* t)
     }
     case 73:
         curLine->gen = IntValue(t);
-        if (curLine->srcPop && curLine->gen > curLine->srcPop->ng) lex->PrintError(t, true, true, 32, "\n");
+        if (!curLine->FromHistorical() && curLine->gen > prm.pops[curLine->srcPop].ng) lex->PrintError(t, true, true, 32, "\n");
         break;
-    case 91: curLine->srcPop = nullptr; break;
+    case 91: curLine->srcPop = -1; break;
     case 74:
         curLine->select = DesignOf(t->text);
         if (curLine->select == kEbv) {
-            if (!curLine->srcPop) lex->PrintError(t, true, true, 54, "\n");
-            if (curLine->srcPop->ebvMethod == kEbvNone) lex->PrintError(t, true, true, 45, "\n");
+            if (curLine->FromHistorical()) lex->PrintError(t, true, true, 54, "\n");
+            if (prm.pops[curLine->srcPop].ebvMethod == kEbvNone) lex->PrintError(t, true, true, 45, "\n");
         }
         break;
     case 75: curLine->high = t->text == "h" ? 1 : 0; break;
@@ -150,14 +149,14 @@ void SimClass::RetrieveFounderStatement(SCom* t)
 void SimClass::RetrievePopStatement(SCom*& t)
 {
     if (t->action == 64) {
-        if (pops.empty()) {
+        if (prm.pops.empty()) {
             int count = 0;
             for (SCom* s = t; s; s = s->next)
                 if (s->action == 64) count++;
             if (count > kMaxPopulations)
                 Abort("Error - Number of recent populations cannot be larger than %d\n", kMaxPopulations);
             npop = count;
-            pops.resize(static_cast<size_t>(count));
+            prm.pops.resize(static_cast<size_t>(count));
         }
         curLine = nullptr;
         return;
@@ -167,7 +166,7 @@ void SimClass::RetrievePopStatement(SCom*& t)
         return;
     }
     if (!cur) return;
-    CPopulation& p = *cur;
+    SPopParams& p = *cur;
     switch (t->action) {
     case 80: p.ebvMethod = kEbvApprox; break;
     case 92: p.mnp_male = IntValue(t); break;
@@ -208,7 +207,7 @@ void SimClass::RetrievePopStatement(SCom*& t)
 
 void SimClass::RetrieveLitterSize(SCom*& t)
 {
-    CPopulation& p = *cur;
+    SPopParams& p = *cur;
     p.ls.assign(1, IntValue(t));
     p.lsProb.assign(1, 1.0);
     SCom* first = t;
@@ -238,7 +237,7 @@ void SimClass::RetrieveLitterSize(SCom*& t)
 
 void SimClass::RetrieveParentReplacement(SCom*& t, bool sires)
 {
-    CPopulation& p = *cur;
+    SPopParams& p = *cur;
     const int ng = p.ng;
     std::vector<double> rate(ng + 1, 1.0), growth(ng + 1, 0.0);
     std::vector<int> reference(ng + 1, 0);
@@ -289,7 +288,7 @@ void SimClass::RetrieveParentReplacement(SCom*& t, bool sires)
     int latestGiven = 1;
     for (int g = 0; g < ng; ++g) {
         if (given[g]) latestGiven = g;
-        SGenInfo& gi = p.genInfo[g];
+        SGenPlan& gi = p.plan[g];
         int ref = exponential ? g : latestGiven;
         if (sires) {
             gi.sr = rate[g];
@@ -305,7 +304,7 @@ void SimClass::RetrieveParentReplacement(SCom*& t, bool sires)
 
 void SimClass::RetrievePopOutput(SCom*& t)
 {
-    CPopulation& p = *cur;
+    SPopParams& p = *cur;
     SPopOutput& o = p.out;
     switch (t->action) {
     case 76:
@@ -368,7 +367,7 @@ void SimClass::RetrievePopOutput(SCom*& t)
 // At end_pop: default litter size and the number of parents of every generation.
 void SimClass::CompletePopulation()
 {
-    CPopulation& p = *cur;
+    SPopParams& p = *cur;
     genTarget = nullptr;
     if (p.nLs == 0) {
         p.nLs = 1;
@@ -378,14 +377,14 @@ void SimClass::CompletePopulation()
     p.maxSires = p.nMaleFounder;
     p.maxDams = p.nFemaleFounder;
     if (p.ng < 1) return;
-    std::vector<SGenInfo>& gi = p.genInfo;
+    std::vector<SGenPlan>& gi = p.plan;
     gi[1].nSires = p.nMaleFounder;
     gi[1].nDams = p.nFemaleFounder;
     const long long largestLitter = *std::max_element(p.ls.begin(), p.ls.end());
     long long individuals = p.nMaleFounder + p.nFemaleFounder;
     for (int g = 1; g <= p.ng; ++g) {
         if (g > 1) {
-            const SGenInfo& prev = gi[g - 1];
+            const SGenPlan& prev = gi[g - 1];
             gi[g].nSires = GrownParents(p, g, prev.nSires, gi[prev.sireRefGen].nSires, prev.sireGrowth, "sires");
             gi[g].nDams = GrownParents(p, g, prev.nDams, gi[prev.damRefGen].nDams, prev.damGrowth, "dams");
         }

@@ -5,28 +5,30 @@
 
 #include "app/simclass.h"
 #include "random/rnd.h"
+#include "support/hand_population.h"
 
 // An engine with one population "p": nIndiv individuals with identifiers 1..nIndiv, each holding
-// its own genome use counter at 1, and room for maxSires sires and maxDams dams.
+// its own genome use counter at 1, and room for maxSires sires and maxDams dams. A test sets the
+// population's statements through `prm` (the engine sees them through pop->prm).
 struct TestPopulation {
     std::unique_ptr<SimClass> sim = std::make_unique<SimClass>();
+    SPopParams* prm = nullptr;
     CPopulation* pop = nullptr;
 
     TestPopulation(int nIndiv, int maxSires, int maxDams, int ng = 2)
     {
-        sim->pops.resize(1);
+        sim->prm.pops.push_back(HandStatements(ng));
+        prm = &sim->prm.pops[0];
+        prm->maxSires = maxSires;
+        prm->maxDams = maxDams;
+        sim->pops.emplace_back(*prm, 0.0);
         sim->npop = 1;
         pop = &sim->pops[0];
-        pop->name = "p";
-        pop->ng = ng;
         pop->nIndiv = nIndiv;
-        pop->maxSires = maxSires;
-        pop->maxDams = maxDams;
         pop->indiv.assign(nIndiv, SRec());
         pop->cand.assign(nIndiv, nullptr);
         pop->sires.assign(maxSires, nullptr);
         pop->dams.assign(maxDams, nullptr);
-        pop->genInfo.assign(ng + 1, SGenInfo());
         pop->genStat.assign(ng + 2, SGenStat());
         sim->genomeUseCount.assign(nIndiv, 1);
         for (int i = 0; i < nIndiv; ++i) {

@@ -27,7 +27,7 @@ struct Replacement : TestPopulation {
     Replacement(const SexPlan& s, const SexPlan& d)
         : TestPopulation(s.now + d.now + s.progeny + d.progeny, std::max(s.now, s.next), std::max(d.now, d.next))
     {
-        SGenInfo& g1 = pop->genInfo[1];
+        SGenPlan& g1 = prm->plan[1];
         g1.nSires = s.now;
         g1.nDams = d.now;
         g1.sr = s.rate;
@@ -36,8 +36,8 @@ struct Replacement : TestPopulation {
         g1.dr = d.rate;
         g1.damGrowth = d.growth;
         g1.damRefGen = 1;
-        pop->genInfo[2].nSires = s.next;
-        pop->genInfo[2].nDams = d.next;
+        prm->plan[2].nSires = s.next;
+        prm->plan[2].nDams = d.next;
         pop->genStat[1].nMale = s.progeny;
         pop->genStat[1].nFemale = d.progeny;
         for (int i = 0; i < s.now; ++i) pop->sires[i] = &indivAt(i);
@@ -150,7 +150,7 @@ TEST(CullAndSelect, ByAgeTheOldestHalfOfTenSiresIsCulled)
     for (int i = 0; i < 10; ++i) t.indivAt(i).gen = i % 2;  // five of generation 0, five of generation 1
     MyRnd.InitSeed(51);
     CSort::SortParents(t.pop, 1, true, kAge, kRnd);
-    CSort::SortRP(t.pop, t.firstPrg, t.lastPrg, true, kRnd);
+    CSort::SortRP(t.pop, t.firstPrg, t.lastPrg, true, kRnd, true);
     t.sim->CullAndSelect(1, t.firstPrg, t.lastPrg);
     for (int i = 0; i < 5; ++i) EXPECT_EQ(t.pop->sires[i]->gen, 1) << "kept sire " << i;
     for (int i = 5; i < 10; ++i) {

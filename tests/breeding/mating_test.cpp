@@ -16,11 +16,10 @@ struct Matings : TestPopulation {
     int nSires, nDams;
     Matings(int s, int d, EMatingDesign md = kMdRnd) : TestPopulation(s + d, s, d, 1), nSires(s), nDams(d)
     {
-        pop->md = md;
-        SGenInfo& g = pop->genInfo[1];
-        g.nSires = s;
-        g.nDams = d;
-        g.litterSize.assign(d, 1);
+        prm->md = md;
+        prm->plan[1].nSires = s;
+        prm->plan[1].nDams = d;
+        pop->genInfo[1].litterSize.assign(d, 1);
         for (int i = 0; i < s; ++i) {
             pop->sires[i] = &pop->indiv[i];
             pop->indiv[i].sex = 1;
@@ -99,7 +98,7 @@ TEST(AssortativeMating, TheBestSiresMeetTheBestOrTheWorstDams)
                  {kMdPAssort, kEbv, [](const SRec* r) { return r->ebv; }}};
     for (const Case& c : cases) {
         Matings t(5, 10, c.md);
-        t.pop->assortBy = c.by;
+        t.prm->assortBy = c.by;
         MyRnd.InitSeed(71);
         t.sim->AssortMatingDesign(1);
         EXPECT_EQ(DrawsSince(71), 0) << "equal shares need no shuffle";
@@ -128,7 +127,7 @@ TEST(AssortativeMating, UnequalSharesGoToRandomSires)
 TEST(AssortativeMating, AnUnknownCriterionIsAnInternalError)
 {
     Matings t(2, 4, kMdPAssort);
-    t.pop->assortBy = kAge;
+    t.prm->assortBy = kAge;
     EXPECT_EXIT(t.sim->AssortMatingDesign(1), testing::ExitedWithCode(1),
                 "Unexpected error: in AssortMatingDesign function");
 }
@@ -259,6 +258,6 @@ TEST(Annealing, ASingleMatingIsLeftAsItIs)
 TEST(Annealing, ATableTooLargeForMemoryStopsTheRun)
 {
     Matings t(1, 1, kMdMinf);
-    t.pop->maxSires = t.pop->maxDams = 2000000000;  // 4e18 doubles: more than any vector holds
+    t.prm->maxSires = t.prm->maxDams = 2000000000;  // 4e18 doubles: more than any vector holds
     EXPECT_EXIT(t.sim->AllocSAMem(), testing::ExitedWithCode(1), "Error - Simulated Annealing: Allocation failure\n");
 }

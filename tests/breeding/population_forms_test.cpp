@@ -35,7 +35,7 @@ TEST(PopulationForms, AMalesXChromosomeHoldsTwoCopiesOfHisDamsX)
                  " maf = eql; nqloci = 4; qpos = rnd; nqa = all 2; qaf = eql; qae = rndg 0.4; xchr; end_chr;");
     int males = 0;
     RunPopulations(text, 8, 2, [&](const CPopulation& p, int) {
-        if (p.name != "p") return;
+        if (p.prm.name != "p") return;
         for (int i = p.genInfo[2].first; i <= p.genInfo[2].last; ++i) {
             const SRec& r = p.indiv[i];
             if (r.sex != 1) continue;
@@ -68,10 +68,10 @@ TEST(PopulationForms, AJointPedigreeSeesTheRelationshipsOfFoundersFromAnotherPop
     // Without joint_pop the founders of "b" have unknown parents and their progeny F = 0.
     double separate = 0, joint = 0;
     RunPopulations(TwoPopulations(""), 12, 1, [&](const CPopulation& p, int) {
-        if (p.name == "b") separate += MeanFOfGeneration(p, 1);
+        if (p.prm.name == "b") separate += MeanFOfGeneration(p, 1);
     });
     RunPopulations(TwoPopulations("joint_pop;"), 12, 1, [&](const CPopulation& p, int) {
-        if (p.name != "b") return;
+        if (p.prm.name != "b") return;
         joint += MeanFOfGeneration(p, 1);
         for (int i = 0; i < p.nFounderPlaced; ++i) EXPECT_GT(p.indiv[i].sire->id, 0);
     });
@@ -85,6 +85,6 @@ TEST(PopulationForms, SkippedInbreedingLeavesEveryCoefficientZero)
                                        "h2 = 0.4; qtlh2 = 0.2; phvar = 2; skip_inbreeding;");
     RunPopulations(text, 6, 1, [&](const CPopulation& p, int) {
         for (const SRec& r : p.indiv) EXPECT_EQ(r.inbF, 0);
-        EXPECT_EQ(p.genStat[p.ng + 1].nInbred, 0u);
+        EXPECT_EQ(p.genStat[p.prm.ng + 1].nInbred, 0u);
     });
 }

@@ -55,8 +55,9 @@ struct Ranking : TestPopulation {
     Ranking() : TestPopulation(25, kSires, kDams)
     {
         GiveValues(*this);
-        pop->genInfo[1].nSires = kSires;
-        pop->genInfo[1].nDams = kDams;
+        prm->plan[1].nSires = kSires;
+        prm->plan[1].nDams = kDams;
+        prm->plan[2] = prm->plan[1];
         pop->genInfo[2] = pop->genInfo[1];
         for (int i = 0; i < kSires; ++i) pop->sires[i] = &pop->indiv[5 + i];
         for (int i = 0; i < kDams; ++i) pop->dams[i] = &pop->indiv[10 + i];
@@ -144,8 +145,7 @@ TEST(SortRP, FillsTheRangeWithTheGenerationInSelectionOrder)
     for (const Case& c : cases)
         for (uint8_t high : {1, 0}) {
             Ranking t;
-            t.pop->sdHigh = high;
-            CSort::SortRP(t.pop, Ranking::kFirst, Ranking::kLast, true, c.sd);
+            CSort::SortRP(t.pop, Ranking::kFirst, Ranking::kLast, true, c.sd, high);
             EXPECT_TRUE(Ordered(t.Cand(), 20, c.key, high)) << "sd " << c.sd << " high " << int(high);
             std::vector<int> generation;
             for (int i = Ranking::kFirst; i <= Ranking::kLast; ++i) generation.push_back(t[i].id);
@@ -169,7 +169,7 @@ TEST(SortRP, ShufflesFirstOnlyWhereTheOrderWouldOtherwiseBeArbitrary)
     for (const Case& c : cases) {
         Ranking t;
         MyRnd.InitSeed(21);
-        CSort::SortRP(t.pop, c.first, Ranking::kLast, c.maleRec, c.sd);
+        CSort::SortRP(t.pop, c.first, Ranking::kLast, c.maleRec, c.sd, true);
         EXPECT_EQ(DrawsSince(21), c.draws) << "sd " << c.sd << " maleRec " << c.maleRec << " first " << c.first;
     }
 }
@@ -183,7 +183,7 @@ TEST(SortParents, EveryCullingCriterionPutsTheCulledEndLast)
     for (const Case& c : cases)
         for (uint8_t cullHigh : {0, 1}) {
             Ranking t;
-            t.pop->cdHigh = cullHigh;
+            t.prm->cdHigh = cullHigh;
             CSort::SortParents(t.pop, 1, true, c.cd, kRnd);
             bool desc = !cullHigh;  // culling the lowest keeps the highest at the head
             EXPECT_TRUE(Ordered(t.pop->sires.data(), Ranking::kSires, c.key, desc)) << "cd " << c.cd;
@@ -221,7 +221,7 @@ TEST(SortParents, ByAgeTheYoungestComeFirstAndEachAgeInSelectionOrder)
 {
     for (uint8_t high : {1, 0}) {
         Ranking t;
-        t.pop->sdHigh = high;
+        t.prm->sdHigh = high;
         int gens[] = {0, 2, 1, 2, 0, 1};
         for (int i = 0; i < Ranking::kDams; ++i) t.pop->dams[i]->gen = gens[i];
         CSort::SortParents(t.pop, 2, true, kAge, kTbv);

@@ -11,6 +11,7 @@
 #include "evaluation/blup.h"
 #include "evaluation/dense_mme.h"
 #include "evaluation/inbred.h"
+#include "support/hand_population.h"
 #include "support/messages.h"
 
 namespace {
@@ -19,13 +20,13 @@ namespace {
 // as the generation cycle enters them.
 class BlupPedigree {
 public:
-    explicit BlupPedigree(const std::vector<SDenseAnimal>& animals) : recs(animals.size())
+    explicit BlupPedigree(const std::vector<SDenseAnimal>& animals)
+        : statements(HandStatements(1, static_cast<int>(animals.size()), static_cast<int>(animals.size()))),
+          pop(statements, 0.0),
+          recs(animals.size())
     {
         const int n = static_cast<int>(animals.size());
         pop.nIndiv = n;
-        pop.ng = 1;
-        pop.genInfo.assign(2, SGenInfo());
-        pop.genInfo[1].nSires = pop.genInfo[1].nDams = n;
         inbred.AllocMem(&pop, &pop, 1, false);
         for (int i = 0; i < n; ++i) {
             const SDenseAnimal& a = animals[static_cast<size_t>(i)];
@@ -43,6 +44,7 @@ public:
             inbred.ComputeF(r.id, false);
         }
     }
+    SPopParams statements;
     CPopulation pop;
     CInbred inbred;
     std::vector<SRec> recs;

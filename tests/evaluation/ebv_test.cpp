@@ -77,7 +77,7 @@ TEST(BlupInPopulations, LastEvaluationEqualsADenseSolveOfThePedigree)
             Collect(p, animals);
             std::map<int, double> want = DenseBlupById(animals, kVarRes / p.varA);
             for (const SRec& r : p.indiv) EXPECT_NEAR(r.ebv, want[r.id], 1e-6) << "id " << r.id;
-            EXPECT_GT(p.genStat[static_cast<size_t>(p.ng)].corrEBV, 0.0);
+            EXPECT_GT(p.genStat[static_cast<size_t>(p.prm.ng)].corrEBV, 0.0);
             checked++;
         });
         EXPECT_EQ(checked, 1);
@@ -97,7 +97,7 @@ TEST(BlupInPopulations, AJointPedigreeSpansThePopulationsItFoundsFrom)
         populations++;
         Collect(p, animals);
         std::map<int, double> want = DenseBlupById(animals, kVarRes / p.varA);
-        for (const SRec& r : p.indiv) EXPECT_NEAR(r.ebv, want[r.id], 1e-6) << p.name << " id " << r.id;
+        for (const SRec& r : p.indiv) EXPECT_NEAR(r.ebv, want[r.id], 1e-6) << p.prm.name << " id " << r.id;
     });
     EXPECT_EQ(populations, 2);
 }
@@ -107,7 +107,7 @@ TEST(GivenAccuracy, OneGivesTheTrueBreedingValue)
     std::string text = PopulationParam(PopBlock("p", 4, 12, "ls = 2; ng = 2; ebv_est = accur 1;"), 1, kVariances);
     RunPopulations(text, 5, 1, [](const CPopulation& p, int) {
         for (const SRec& r : p.indiv) EXPECT_NEAR(r.ebv, r.Tbv(), 1e-12);
-        for (int g = 0; g <= p.ng; ++g) EXPECT_NEAR(p.genStat[g].corrEBV, 1.0, 1e-9);
+        for (int g = 0; g <= p.prm.ng; ++g) EXPECT_NEAR(p.genStat[g].corrEBV, 1.0, 1e-9);
     });
 }
 
@@ -141,13 +141,13 @@ TEST(Approximation, UsesOwnRecordsForFoundersAndParentAveragesWithoutProgenyTest
         PopBlock("p", 4, 12, "ls = 2; ng = 3; sr = 1; dr = 1; sd = ebv /h; ebv_est = approx;"), 1, kVariances);
     const double k = (4 - 0.4) / 0.4;
     RunPopulations(text, 13, 1, [&](const CPopulation& p, int) {
-        const SGenInfo& last = p.genInfo[p.ng];
+        const SGenInfo& last = p.genInfo[p.prm.ng];
         for (int i = last.first; i <= last.last; ++i) {
             const SRec& r = p.indiv[i];
             EXPECT_DOUBLE_EQ(r.ebv, (r.sire->ebv + r.dam->ebv) / 2);
         }
         // Parents of the last generation: their own progeny records, regressed by k.
-        for (int i = 0; i < last.nSires; ++i) {
+        for (int i = 0; i < p.prm.plan[p.prm.ng].nSires; ++i) {
             const SRec& s = *p.sires[i];
             EXPECT_DOUBLE_EQ(s.ebv, s.ebvAcc / (s.nMPrg + s.nFPrg + k));
         }

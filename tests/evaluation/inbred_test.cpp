@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <deque>
 #include <map>
 #include <random>
 #include <sstream>
@@ -12,6 +13,7 @@
 #include "evaluation/unknown_parent.h"
 #include "breeding/population.h"
 #include "evaluation/inbred.h"
+#include "support/hand_population.h"
 
 namespace {
 
@@ -36,23 +38,27 @@ struct PopPlan {
 // Populations whose individuals are entered in the order the run driver enters them.
 class PedigreeRun {
 public:
+    std::deque<SPopParams> statements;  // stable addresses: the populations refer to them
     std::vector<CPopulation> pops;
     CInbred inbred;
     int nextId = 0;
 
-    explicit PedigreeRun(const std::vector<PopPlan>& planned) : pops(planned.size()), plans(planned)
+    explicit PedigreeRun(const std::vector<PopPlan>& planned) : plans(planned)
     {
+        for (const PopPlan& plan : plans) {
+            SPopParams& st = statements.emplace_back(HandStatements(static_cast<int>(plan.gens.size())));
+            for (size_t g = 0; g < plan.gens.size(); ++g) {
+                st.plan[g + 1].nSires = static_cast<int>(plan.gens[g].sires.size());
+                st.plan[g + 1].nDams = static_cast<int>(plan.gens[g].dams.size());
+            }
+        }
+        pops.reserve(plans.size());
+        for (const SPopParams& st : statements) pops.emplace_back(st, 0.0);
         for (size_t p = 0; p < pops.size(); ++p) {
             CPopulation& pop = pops[p];
             const PopPlan& plan = plans[p];
-            pop.ng = static_cast<int>(plan.gens.size());
-            pop.genInfo.assign(plan.gens.size() + 1, SGenInfo());
             pop.nIndiv = plan.nFounders;
-            for (size_t g = 0; g < plan.gens.size(); ++g) {
-                pop.genInfo[g + 1].nSires = static_cast<int>(plan.gens[g].sires.size());
-                pop.genInfo[g + 1].nDams = static_cast<int>(plan.gens[g].dams.size());
-                pop.nIndiv += static_cast<int>(plan.gens[g].births.size());
-            }
+            for (const GenPlan& g : plan.gens) pop.nIndiv += static_cast<int>(g.births.size());
             pop.indiv.assign(static_cast<size_t>(pop.nIndiv), SRec());
             pop.nFounderPlaced = plan.nFounders;
             for (int i = 0; i < plan.nFounders; ++i) {
@@ -260,7 +266,7 @@ TEST(Inbreeding, RandomPedigreeOfOverlappingGenerationsMatchesTheTabularMethod)
 
     // Coancestry of the last sires with the dams of a mating list, twice: work is left clean.
     CPopulation& pop = run.pops[0];
-    int ng = pop.ng, nSires = pop.genInfo[ng].nSires, nDams = pop.genInfo[ng].nDams;
+    int ng = pop.prm.ng, nSires = pop.prm.plan[ng].nSires, nDams = pop.prm.plan[ng].nDams;
     std::vector<SMating> matings(nDams);
     for (int j = 0; j < nDams; ++j) matings[j] = {SMD{pop.sires[j % nSires], j % nSires}, SMD{pop.dams[j], j}};
     const int stride = nDams + 2;

@@ -6,6 +6,7 @@
 
 #include "app/simclass.h"
 #include "random/rnd.h"
+#include "support/hand_population.h"
 
 namespace {
 
@@ -18,10 +19,9 @@ struct Family {
     {
         sim.prm.global.varPoly = varPoly;
         sim.prm.global.varRes = varRes;
-        sim.pops.resize(1);
+        sim.prm.pops.push_back(HandStatements(1));
+        sim.pops.emplace_back(sim.prm.pops[0], 0.0);
         CPopulation& p = sim.pops[0];
-        p.name = "p";
-        p.ng = 1;
         p.genStat.assign(3, SGenStat());
         p.indiv.assign(n, SRec());
         sim.curPop = &p;

@@ -64,7 +64,7 @@ TEST(GenomeMemory, AReleasedGenomeIsNeverFreedTwice)
     auto sim = TwoChromosomes(3, 1);
     CPopulation& p = sim->pops[0];
     p.nIndiv = 4;
-    p.nMaleFounder = p.nFemaleFounder = 0;
+    sim->prm.pops[0].nMaleFounder = sim->prm.pops[0].nFemaleFounder = 0;
     sim->AllocPopMem();
     sim->InitializeRep();
     for (int i = 0; i < 4; ++i) {

@@ -28,7 +28,7 @@ struct SHandMadePopulation {
         }
         CPopulation& p = *sim->curPop;
         p.indiv.resize(static_cast<size_t>(n));
-        p.genStat.assign(static_cast<size_t>(p.ng + 2), SGenStat());
+        p.genStat.assign(static_cast<size_t>(p.prm.ng + 2), SGenStat());
         p.genStat[0].nMale = static_cast<uint32_t>(n);
         for (int i = 0; i < n; ++i) {
             for (int g = 0; g < sim->nLociTot; ++g) {

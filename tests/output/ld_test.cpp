@@ -78,7 +78,7 @@ struct SRefMarker {
 
 std::vector<SRefMarker> RefAccepted(const SimClass& sim, int last)
 {
-    const SPopOutput& o = sim.curPop->out;
+    const SPopOutput& o = sim.curPop->prm.out;
     const double upper = o.ldMaft <= 0.1 ? 0.2 : o.ldMaft > 0.25 ? o.ldMaft + 0.05 * 0.25 / o.ldMaft : 0.3;
     const double twoN = 2.0 * (last + 1);
     std::vector<SRefMarker> accepted;
@@ -120,7 +120,7 @@ std::vector<SLDBin> RefBins(const SimClass& sim, const std::vector<SRefMarker>& 
         for (size_t j = i + 1; j < markers.size(); ++j) {
             const SRefMarker &mi = markers[i], &mj = markers[j];
             const double d = mj.pos - mi.pos;
-            if (mj.chr != mi.chr || d > sim.curPop->out.ldMaxDist) break;
+            if (mj.chr != mi.chr || d > sim.curPop->prm.out.ldMaxDist) break;
             const size_t ni = mi.freq.size(), nj = mj.freq.size();
             std::vector<int> table(ni * nj, 0);
             for (int k = 0; k <= last; ++k)
@@ -256,8 +256,8 @@ TEST(LDStat, AMarkerWithTwentyOneAllelesSkipsTheGenerationWithOneWarning)
     EXPECT_EQ(NoWarn, warnings + 1);
     const std::string collected = CaptureFile([](FILE* fp) { PW.DumpWarn(fp); });
     EXPECT_EQ(CountOf(collected, "Warning - Number of alleles is too large (>20). LD calculation is skipped.\n"), 1);
-    EXPECT_EQ(f.sim->pops[0].out.ldGen[0], 0);
-    EXPECT_EQ(f.sim->pops[0].out.ldSkipped[0], 1);
+    EXPECT_EQ(f.sim->pops[0].ldGen[0], 0);
+    EXPECT_EQ(f.sim->pops[0].ldSkipped[0], 1);
     const std::string file = f.LDFile();
     EXPECT_EQ(file.rfind("LD calculation is skipped for generation   0. Number of alleles is too large (>20).\n"
                          "--------------- LD decay",
@@ -275,7 +275,7 @@ TEST(LDStat, PrintsTheClassesBelowMaxDistance)
     } cases[] = {{5, 15, "[4,5)    "}, {100, 27, "[80,100] "}, {4.5, 15, "[4,5)    "}, {0.1, 2, "[.05,.1) "}};
     SFounders f(Genome(Chromosomes(1, 10, "all 2")), "ld;");
     for (const Case& c : cases) {
-        f.sim->pops[0].out.ldMaxDist = c.maxDist;
+        f.sim->prm.pops[0].out.ldMaxDist = c.maxDist;
         int printed = 0;
         const std::string text = CaptureFile([&](FILE* fp) {
             for (int k = 0; k <= kLDClasses; ++k) printed += f.sim->PrintLDBin(k, fp) && k < kLDClasses ? 1 : 0;

@@ -127,7 +127,7 @@ TEST(StatRepFile, LdTablesOfTheSelectedGenerationsUpToTheMaximumDistance)
     auto sim = EngineIn(dir, {{"nrep = 1;", "nrep = 2;"}, PopOutput("ld /max_distance 0.3 /gen 1;")});
     sim->AllocGlobalMem();
     CPopulation& p = sim->pops[0];
-    p.out.ldSkipped[0] = 1;
+    p.ldSkipped[0] = 1;
     for (int pairs : {10, 14}) {
         for (SGenStat& st : p.genStat) st.ldBin[2].nPair = pairs, st.ldBin[2].mean[1] = pairs / 100.0;
         sim->GetStatRep();

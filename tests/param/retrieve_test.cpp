@@ -86,16 +86,16 @@ TEST(PopulationStatements, FounderLinesAndTheirOptions)
         {{"male   [n = 2, pop = \"hp\"];",
           "male   [n = 2, pop = \"hp\", select = phen /l];\n male [n = 3, pop = \"hp\"] /not_founder_yet;"}}));
     const CPopulation& p = sim->pops[0];
-    ASSERT_EQ(p.nFounderLine, 3);
-    EXPECT_EQ(p.founderLine[0].select, kPhen);
-    EXPECT_EQ(p.founderLine[0].high, 0);
-    EXPECT_EQ(p.founderLine[1].n, 3);
-    EXPECT_EQ(p.founderLine[1].notFounderYet, 1);
-    EXPECT_EQ(p.founderLine[1].high, 1);
-    EXPECT_EQ(p.founderLine[2].male, 0);
-    EXPECT_EQ(p.founderLine[2].srcPop, nullptr);
-    EXPECT_EQ(p.nMaleFounder, 5);
-    EXPECT_EQ(p.nFemaleFounder, 4);
+    ASSERT_EQ(p.prm.nFounderLine, 3);
+    EXPECT_EQ(p.prm.founderLine[0].select, kPhen);
+    EXPECT_EQ(p.prm.founderLine[0].high, 0);
+    EXPECT_EQ(p.prm.founderLine[1].n, 3);
+    EXPECT_EQ(p.prm.founderLine[1].notFounderYet, 1);
+    EXPECT_EQ(p.prm.founderLine[1].high, 1);
+    EXPECT_EQ(p.prm.founderLine[2].male, 0);
+    EXPECT_TRUE(p.prm.founderLine[2].FromHistorical());
+    EXPECT_EQ(p.prm.nMaleFounder, 5);
+    EXPECT_EQ(p.prm.nFemaleFounder, 4);
 }
 
 TEST(PopulationStatements, FounderLinesFromAnEarlierPopulation)
@@ -106,23 +106,23 @@ TEST(PopulationStatements, FounderLinesFromAnEarlierPopulation)
     auto sim = ReadParams(MinimalParamWith({{"begin_genome;", second + "begin_genome;"}}));
     ASSERT_EQ(sim->npop, 2);
     const CPopulation& p = sim->pops[1];
-    EXPECT_EQ(p.founderLine[0].srcPop, &sim->pops[0]);
-    EXPECT_EQ(p.founderLine[0].gen, 1);
-    EXPECT_EQ(p.founderLine[0].select, kTbv);
-    EXPECT_EQ(p.maxSires, 1);
-    EXPECT_EQ(p.nLs, 1);
-    EXPECT_EQ(p.ls[0], 3);
+    EXPECT_EQ(p.prm.founderLine[0].srcPop, 0);
+    EXPECT_EQ(p.prm.founderLine[0].gen, 1);
+    EXPECT_EQ(p.prm.founderLine[0].select, kTbv);
+    EXPECT_EQ(p.prm.maxSires, 1);
+    EXPECT_EQ(p.prm.nLs, 1);
+    EXPECT_EQ(p.prm.ls[0], 3);
 }
 
 TEST(PopulationStatements, LitterSizeProbabilitiesLeaveTheRestToTheFirstSize)
 {
     auto sim = ReadParams(WithPopulation("ls = 1 2 [0.3] 3 [0.1]; ng = 1;\n"));
     const CPopulation& p = sim->pops[0];
-    ASSERT_EQ(p.nLs, 3);
-    EXPECT_EQ(p.ls, (std::vector<int>{1, 2, 3}));
-    EXPECT_NEAR(p.lsProb[0], 0.6, 1e-12);
-    EXPECT_DOUBLE_EQ(p.lsProb[1], 0.3);
-    EXPECT_DOUBLE_EQ(p.lsProb[2], 0.1);
+    ASSERT_EQ(p.prm.nLs, 3);
+    EXPECT_EQ(p.prm.ls, (std::vector<int>{1, 2, 3}));
+    EXPECT_NEAR(p.prm.lsProb[0], 0.6, 1e-12);
+    EXPECT_DOUBLE_EQ(p.prm.lsProb[1], 0.3);
+    EXPECT_DOUBLE_EQ(p.prm.lsProb[2], 0.1);
 }
 
 TEST(PopulationStatements, ReplacementWithGrowthAppliesToEveryGenerationBeforeTheLast)
@@ -130,16 +130,16 @@ TEST(PopulationStatements, ReplacementWithGrowthAppliesToEveryGenerationBeforeTh
     auto sim = ReadParams(WithPopulation("ls = 2; ng = 4; sr = 0.5 0.1; dr = 0.5 0.1 /e;\n"));
     const CPopulation& p = sim->pops[0];
     for (int g = 1; g <= 3; ++g) {
-        EXPECT_DOUBLE_EQ(p.genInfo[g].sr, 0.5) << g;
-        EXPECT_DOUBLE_EQ(p.genInfo[g].sireGrowth, 0.1) << g;
-        EXPECT_EQ(p.genInfo[g].sireRefGen, 1) << g;
-        EXPECT_EQ(p.genInfo[g].damRefGen, g) << g;
+        EXPECT_DOUBLE_EQ(p.prm.plan[g].sr, 0.5) << g;
+        EXPECT_DOUBLE_EQ(p.prm.plan[g].sireGrowth, 0.1) << g;
+        EXPECT_EQ(p.prm.plan[g].sireRefGen, 1) << g;
+        EXPECT_EQ(p.prm.plan[g].damRefGen, g) << g;
     }
     // sires: 2, then +round(2 * 0.1) = 0 each time; dams grow from their own generation
-    EXPECT_EQ(p.genInfo[4].nSires, 2);
-    EXPECT_EQ(p.genInfo[1].nDams, 4);
-    EXPECT_EQ(p.genInfo[2].nDams, 4);  // 4 + round(0.4)
-    EXPECT_TRUE(p.drExp);
+    EXPECT_EQ(p.prm.plan[4].nSires, 2);
+    EXPECT_EQ(p.prm.plan[1].nDams, 4);
+    EXPECT_EQ(p.prm.plan[2].nDams, 4);  // 4 + round(0.4)
+    EXPECT_TRUE(p.prm.drExp);
 }
 
 TEST(PopulationStatements, ReplacementListsHoldTheirValueUntilTheNextGeneration)
@@ -147,21 +147,21 @@ TEST(PopulationStatements, ReplacementListsHoldTheirValueUntilTheNextGeneration)
     auto sim = ReadParams(WithPopulation("ls = 2; ng = 6; sr = 0.4 [2] 0.2 [4];\n"));
     const CPopulation& p = sim->pops[0];
     const double expected[] = {1.0, 1.0, 0.4, 0.4, 0.2, 0.2};
-    for (int g = 0; g < 6; ++g) EXPECT_DOUBLE_EQ(p.genInfo[g].sr, expected[g]) << g;
-    EXPECT_EQ(p.genInfo[3].sireRefGen, 2);
-    EXPECT_EQ(p.genInfo[5].sireRefGen, 4);
-    EXPECT_EQ(p.genInfo[1].sireRefGen, 1);
+    for (int g = 0; g < 6; ++g) EXPECT_DOUBLE_EQ(p.prm.plan[g].sr, expected[g]) << g;
+    EXPECT_EQ(p.prm.plan[3].sireRefGen, 2);
+    EXPECT_EQ(p.prm.plan[5].sireRefGen, 4);
+    EXPECT_EQ(p.prm.plan[1].sireRefGen, 1);
 }
 
 TEST(PopulationStatements, NumbersOfParentsGrowFromTheirReferenceGeneration)
 {
     auto sim = ReadParams(WithPopulation("ls = 2; ng = 4; dr = 1 0.5 [1] 1 0.25 [2];\n"));
     const CPopulation& p = sim->pops[0];
-    EXPECT_EQ(p.genInfo[1].nDams, 4);
-    EXPECT_EQ(p.genInfo[2].nDams, 6);  // 4 + round(4 * 0.5)
-    EXPECT_EQ(p.genInfo[3].nDams, 8);  // 6 + round(6 * 0.25), reference generation 2
-    EXPECT_EQ(p.genInfo[4].nDams, 10);
-    EXPECT_EQ(p.maxDams, 10);
+    EXPECT_EQ(p.prm.plan[1].nDams, 4);
+    EXPECT_EQ(p.prm.plan[2].nDams, 6);  // 4 + round(4 * 0.5)
+    EXPECT_EQ(p.prm.plan[3].nDams, 8);  // 6 + round(6 * 0.25), reference generation 2
+    EXPECT_EQ(p.prm.plan[4].nDams, 10);
+    EXPECT_EQ(p.prm.maxDams, 10);
 }
 
 TEST(PopulationStatements, GrowthBeyondWhatTheRecordsHoldIsRefused)
@@ -170,8 +170,8 @@ TEST(PopulationStatements, GrowthBeyondWhatTheRecordsHoldIsRefused)
     auto sim = ReadParams(WithPopulation("ls = 1; ng = 12; dr = 1 5 /e;\n"));
     long long dams = 4;
     for (int g = 2; g <= 12; ++g) dams *= 6;
-    EXPECT_EQ(sim->pops[0].genInfo[12].nDams, dams);
-    EXPECT_EQ(sim->pops[0].maxDams, dams);
+    EXPECT_EQ(sim->pops[0].prm.plan[12].nDams, dams);
+    EXPECT_EQ(sim->pops[0].prm.maxDams, dams);
 
     struct Case {
         const char* statements;
@@ -192,7 +192,7 @@ TEST(PopulationStatements, OutputOptionsAndGenerationLists)
         "ls = 2; ng = 5;\n begin_popoutput;\n genotype /binary /gen 0 3;\n"
         " ld /maft 0.1 /chr 1 /max_distance 2.5;\n allele_freq /mafbin 10;\n"
         " data /sire_miss_rate_g 0.2 [2] 0.1 [4];\n stat;\n end_popoutput;\n"));
-    const SPopOutput& o = sim->pops[0].out;
+    const SPopOutput& o = sim->pops[0].prm.out;
     EXPECT_EQ(o.genoGen, (std::vector<uint8_t>{1, 0, 0, 1, 0, 0}));
     EXPECT_EQ(o.genoOpt, kGenoBinary);
     EXPECT_EQ(o.dataGen, (std::vector<uint8_t>{1, 1, 1, 1, 1, 1}));

@@ -76,7 +76,7 @@ int WriteSummary(const std::string& param, const std::string& folder, const std:
     ReadParameterFile(sim, param);
     sim.CheckParam();
     sim.prm.output.outputFolder = folder.empty() || folder.back() == '/' ? folder : folder + "/";
-    for (CPopulation& p : sim.pops) p.repStat.assign(static_cast<size_t>(p.ng) + 1, SGenRepStat());
+    for (CPopulation& p : sim.pops) p.repStat.assign(static_cast<size_t>(p.prm.ng) + 1, SGenRepStat());
     for (const std::string& path : sumFiles) AddReplicate(sim, ReadReplicateSums(path), path);
     sim.runNrep = static_cast<int>(sumFiles.size());
     sim.SaveStatRep();

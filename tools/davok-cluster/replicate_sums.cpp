@@ -107,10 +107,10 @@ std::vector<double> HistoricalValues(const SimClass& sim)
 SPopulationSums PopulationValues(const CPopulation& p)
 {
     SPopulationSums s;
-    s.name = p.name;
-    s.ng = p.ng;
-    s.ldGen = p.out.ldGen;
-    s.ldSkipped = p.out.ldSkipped;
+    s.name = p.prm.name;
+    s.ng = p.prm.ng;
+    s.ldGen = p.ldGen;
+    s.ldSkipped = p.ldSkipped;
     for (const SGenRepStat& g : p.repStat) AppendSums(g, s.values);
     return s;
 }
@@ -164,14 +164,14 @@ void AddReplicate(SimClass& sim, const SReplicateSums& sums, const std::string& 
     for (size_t i = 0; i < sums.pops.size(); ++i) {
         CPopulation& p = sim.pops[i];
         const SPopulationSums& s = sums.pops[i];
-        if (s.name != p.name || s.ng != p.ng)
+        if (s.name != p.prm.name || s.ng != p.prm.ng)
             Abort("Error - [%s] does not hold the populations of the parameter file\n", path.c_str());
-        for (size_t g = 0; g <= static_cast<size_t>(p.ng); ++g) {
+        for (size_t g = 0; g <= static_cast<size_t>(p.prm.ng); ++g) {
             AddValues(p.repStat[g], &s.values[g * AccumulatorCount<SGenRepStat>()]);
             // A generation whose LD was skipped in any replicate has no LD table, as in one run,
             // where a skip stops LD of that generation for the replicates after it.
-            p.out.ldGen[g] = p.out.ldGen[g] && s.ldGen[g];
-            p.out.ldSkipped[g] = p.out.ldSkipped[g] || s.ldSkipped[g];
+            p.ldGen[g] = p.ldGen[g] && s.ldGen[g];
+            p.ldSkipped[g] = p.ldSkipped[g] || s.ldSkipped[g];
         }
     }
 }
