@@ -19,7 +19,6 @@
 #include "genome/records.h"
 #include "history/histpop.h"
 #include "output/ld.h"
-#include "output/rep_summary.h"
 #include "output/write_buffer.h"
 #include "param/params.h"
 #include "random/rnd.h"

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "genome/records.h"
-#include "output/rep_summary.h"
 #include "param/params.h"
+#include "support/replicate_sums.h"
 
 // Bookkeeping of one generation during a replicate (its parents are planned in SGenPlan).
 struct SGenInfo {
@@ -16,6 +16,9 @@ struct SGenInfo {
     int first = 0, last = 0;          // index range in indiv
     uint16_t genomeHold = 0;          // founder lines of any population that read this generation
 };
+
+// Distance classes of the LD tables (marker pairs by map distance).
+constexpr int kLDClasses = 27;
 
 // Marker pairs of one distance class of the LD table, for D', r2 and X2' in this order. While
 // pairs are added, mean holds the sums and ldSd the sums of squares.
@@ -46,6 +49,28 @@ struct SGenStat {
     uint64_t nErrMrk = 0, nErrQTL = 0;           // genotypes written with an error
     std::vector<uint32_t> mafHistMrk, mafHistQTL;  // loci per minor-allele-frequency class (mafbin)
     SLDBin ldBin[kLDClasses];                    // LD by distance class
+};
+
+// One LD distance class over replicates: marker pairs, then the class means and SDs of D', r2
+// and X2'.
+struct SLDRepStat {
+    SSumSS nPair;
+    SSumSS mean[3];
+    SSumSS ldSd[3];
+};
+
+// One generation of a population over replicates.
+struct SGenRepStat {
+    SSumSS nInbred;
+    SSumSS meanF, sdF;  // inbreeding over all individuals of the generation
+    SSumSS meanHomo, sdHomo;
+    SSumSS meanPhen, sdPhen;
+    SSumSS meanPoly, sdPoly;
+    SSumSS meanQTL, sdQTL;
+    SSumSS meanRes, sdRes;
+    SSumSS meanEBV, sdEBV;
+    SSumSS corrEBV, corrEBVMale, corrEBVFemale, corrEBVSire, corrEBVDam;
+    SLDRepStat ld[kLDClasses];
 };
 
 // Wall-clock time spent making progeny genomes (meiosis by the workers), over a run.

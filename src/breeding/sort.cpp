@@ -1,4 +1,4 @@
-// Shuffles and sorts of individuals and the binary search over locus positions.
+// Shuffles and sorts of individuals.
 #include "breeding/sort.h"
 
 #include <algorithm>
@@ -7,13 +7,6 @@
 #include "support/messages.h"
 
 namespace {
-
-// floor(n * URand()), never n.
-int RandomIndexBelow(int n)
-{
-    int j = static_cast<int>(n * MyRnd.URand());
-    return j < n ? j : n - 1;
-}
 
 // Sort keys of individuals; age is the generation number (larger = younger).
 constexpr auto byPhen = [](const SRec* r) { return r->phen; };
@@ -56,11 +49,6 @@ void OrderByAge(SRec** a, int n, ESCDesign sd, bool sdDesc, bool withRecords)
 
 }  // namespace
 
-void Shuffle(int* a, int n, int m)
-{
-    for (int i = 0; i < m; ++i) std::swap(a[i], a[i + RandomIndexBelow(n - i)]);
-}
-
 void CSort::ShufflePar(int n, SRec** a)
 {
     for (int pos = n - 1; pos >= 1; --pos) std::swap(a[pos], a[RandomIndexBelow(pos + 1)]);
@@ -69,16 +57,6 @@ void CSort::ShufflePar(int n, SRec** a)
 void CSort::ShufflePrg(int n, SRec** a)
 {
     ShufflePar(n, a);
-}
-
-void QSort(int lo, int hi, int* a)
-{
-    QuickSortBy(a, lo, hi, [](int v) { return static_cast<double>(v); }, false);
-}
-
-void DQSort(int lo, int hi, double* a)
-{
-    QuickSortBy(a, lo, hi, [](double v) { return v; }, false);
 }
 
 void CSort::PhenQSort(CPopulation* pop, int lo, int hi, bool desc)
@@ -169,9 +147,4 @@ void CSort::SortLHG(SHistPop* hp, ESCDesign design, bool high, bool noShuffle)
         Abort("Error - Breeding values cannot be estimated for historical generation. Choose another selection "
               "method.\n");
     }
-}
-
-int CSort::LPos_BinarySearch(int n, double x, const double* pos)
-{
-    return static_cast<int>(std::upper_bound(pos, pos + n, x) - pos) - 1;
 }

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "app/simclass.h"
-#include "breeding/sort.h"
+#include "support/sorting.h"
 #include "genome/gamete.h"
 #include "support/messages.h"
 #include "support/numbers.h"
@@ -63,7 +63,7 @@ void CopyGamete(const uint16_t* pat, const uint16_t* mat, int startMaternal, con
     int cur = startMaternal;
     int from = 0;
     for (int j = 0; j < nx;) {
-        int k = CSort::LPos_BinarySearch(n, xs[j++], pos);
+        int k = LPos_BinarySearch(n, xs[j++], pos);
         if (k < 0) continue;  // before the first locus
         memcpy(out + from, strand[cur] + from, static_cast<size_t>(k - from + 1) * sizeof(uint16_t));
         cur ^= 1;

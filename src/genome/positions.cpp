@@ -4,8 +4,8 @@
 #include <cmath>
 
 #include "app/simclass.h"
-#include "breeding/sort.h"
-#include "param/errmsg.h"
+#include "support/sorting.h"
+#include "support/errmsg.h"
 #include "support/messages.h"
 #include "support/numbers.h"
 

@@ -4,9 +4,19 @@
 #include <vector>
 
 #include "genome/records.h"
+#include "support/replicate_sums.h"
 
 // The records of the historical population during a replicate (its size plan is SHistPlan).
 struct SHistPop {
     std::vector<SRec> recs;         // current generation; after the run, the last one (males first)
     std::vector<SRec*> lastGen;     // the individuals of the last generation, males first
+};
+
+// Accumulators of the last historical generation over replicates.
+struct SHistRepStat {
+    SSumSS segMrk, segQTL;              // segregating markers and QTL
+    SSumSS selMrk, selQTL;              // markers and QTL kept by select_seg_loci
+    SSumSS mrkAlleleMean, mrkAlleleMax, mrkAlleleMin;
+    SSumSS qtlAlleleMean, qtlAlleleMax, qtlAlleleMin;
+    SSumSS densityMale[3], densityFemale[3];  // loci, markers, QTL per cM
 };

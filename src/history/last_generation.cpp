@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "app/simclass.h"
-#include "breeding/sort.h"
+#include "random/shuffle.h"
 #include "support/messages.h"
 #include "support/numbers.h"
 

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "app/simclass.h"
-#include "breeding/sort.h"
+#include "random/shuffle.h"
 #include "support/files.h"
 
 namespace {

@@ -16,7 +16,7 @@
 #endif
 
 #include "app/simclass.h"
-#include "breeding/sort.h"
+#include "random/shuffle.h"
 #include "support/boxes.h"
 #include "support/files.h"
 #include "support/messages.h"
@@ -468,7 +468,6 @@ void SimClass::ComputeLDStat_MyThread(int worker)
 void SimClass::SaveLD()
 {
     const CPopulation& p = *curPop;
-    const SPopOutput& o = p.prm.out;
     FILE* fp = ldDecayFp;
     for (int g = 0; g <= p.prm.ng; ++g)
         if (p.ldSkipped[static_cast<size_t>(g)])

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "app/simclass.h"
-#include "param/errmsg.h"
+#include "support/errmsg.h"
 #include "support/messages.h"
 #include "support/numbers.h"
 

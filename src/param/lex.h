@@ -6,7 +6,7 @@
 #include <deque>
 #include <string>
 
-#include "param/errmsg.h"
+#include "support/errmsg.h"
 #include "support/messages.h"
 
 constexpr uint16_t kNoAction = 65535;

@@ -4,7 +4,7 @@
 #include <regex>
 #include <vector>
 
-#include "breeding/sort.h"
+#include "support/sorting.h"
 #include "genome/gamete.h"
 #include "history/history_test_util.h"
 #include "param/param_test_util.h"
@@ -51,10 +51,10 @@ TEST(Gamete, CrossoversOutsideTheLociOrBetweenTheSameNeighboursChangeNothing)
 TEST(Gamete, BinarySearchFindsTheLastLocusAtOrBeforeAPosition)
 {
     Map m({10, 20, 30});
-    EXPECT_EQ(CSort::LPos_BinarySearch(3, 9.99, m.pos.data()), -1);
-    EXPECT_EQ(CSort::LPos_BinarySearch(3, 10, m.pos.data()), 0);
-    EXPECT_EQ(CSort::LPos_BinarySearch(3, 29.9, m.pos.data()), 1);
-    EXPECT_EQ(CSort::LPos_BinarySearch(3, 100, m.pos.data()), 2);
+    EXPECT_EQ(LPos_BinarySearch(3, 9.99, m.pos.data()), -1);
+    EXPECT_EQ(LPos_BinarySearch(3, 10, m.pos.data()), 0);
+    EXPECT_EQ(LPos_BinarySearch(3, 29.9, m.pos.data()), 1);
+    EXPECT_EQ(LPos_BinarySearch(3, 100, m.pos.data()), 2);
 }
 
 TEST(Crossovers, PositionsAreDistinctSortedAndInsideTheChromosome)

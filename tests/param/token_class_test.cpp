@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "param/errmsg.h"
+#include "support/errmsg.h"
 #include "param/lex.h"
 
 TEST(TokenClass, IntegersAreDigitsWithinTheirRange)

@@ -8,7 +8,6 @@
 #include <type_traits>
 
 #include "app/simclass.h"
-#include "output/rep_summary.h"
 #include "support/files.h"
 #include "support/messages.h"
 

@@ -1,4 +1,4 @@
-#include "param/errmsg.h"
+#include "support/errmsg.h"
 
 #include "support/messages.h"
 
