@@ -90,24 +90,6 @@ TEST(UserFiles, FilesAndFoldersKeepTheUsersFileCreationMask)
     }
 }
 
-TEST(WriteFailures, AFileCutByTheSizeLimitStopsTheRunAndIsRemoved)
-{
-    TempDir dir;
-    std::string text = WithOutput("linkage_map;");
-    text.replace(text.find("nmloci = 5;"), 11, "nmloci = 6000;");  // a map of about 160 kB
-    WriteFile(dir / "run.prm", text);
-    RunResult r = RunIn(dir.path(), "ulimit -f 100 && " + std::string(DAVOK_BIN) + " run.prm");
-    EXPECT_EQ(r.exitCode, 1);
-    EXPECT_NE(r.err.find("Error - Could not write [r_run/lm_mrk_001.txt]; File too large. "
-                         "The incomplete file is removed.\nAborted.\n"),
-              std::string::npos)
-        << r.err;
-    EXPECT_EQ(r.out.find("Completed"), std::string::npos);
-    EXPECT_FALSE(FileExists(dir / "r_run/lm_mrk_001.txt"));
-    const std::string report = ReadFile(dir / "r_run/report.txt");
-    EXPECT_EQ(report.substr(report.size() - 9), "Aborted.\n");
-}
-
 TEST(WriteFailures, ASeedFileThatCannotBeWrittenStopsTheRunAndReleasesTheLock)
 {
     TempDir dir;
