@@ -1,6 +1,7 @@
 // Bad machines and bad files around a run, through the real binary: every fault ends with its
 // message and exit code 1 (or the run goes on unchanged), never with a crash, and never with a
-// cut file left looking complete.
+// cut file left looking complete; the user's own files are never removed, and files keep the
+// user's permissions.
 #include <gtest/gtest.h>
 
 #include <sys/mount.h>
@@ -55,6 +56,18 @@ bool EndsWith(const std::string& text, const std::string& tail)
     return text.size() >= tail.size() && text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
 }
 
+// The minimal parameter file with an output block.
+std::string WithOutput(const std::string& statements)
+{
+    return TestParam("minimal.prm") + "begin_output;\n" + statements + "\nend_output;\n";
+}
+
+unsigned Permissions(const std::string& path)
+{
+    struct stat st;
+    return stat(path.c_str(), &st) == 0 ? st.st_mode & 0777 : 01000;
+}
+
 }  // namespace
 
 TEST(Faults, AnOutputFolderThatCannotBeWrittenStopsBeforeAnythingIsSimulated)
@@ -95,8 +108,7 @@ TEST(Faults, AFileCutByASizeLimitOrAFullDiskStopsTheRunAndIsRemoved)
         std::string name, text, folder, limit, file, reason;
     };
     // A linkage map of about 160 kB, and genotype files of 1.7 MB.
-    const std::string map = Edited(TestParam("minimal.prm"), "nmloci = 5;", "nmloci = 6000;") +
-                            "begin_output;\n linkage_map;\nend_output;\n";
+    const std::string map = Edited(WithOutput("linkage_map;"), "nmloci = 5;", "nmloci = 6000;");
     const Case cases[] = {
         {"a map over the file-size limit", map, dir.path(), "ulimit -f 100 && ", "lm_mrk_001.txt", "File too large"},
         {"genotypes over the file-size limit", Genotypes(""), dir.path(), "ulimit -f 1000 && ", "p1_mrk_001.txt",
@@ -161,4 +173,85 @@ TEST(Faults, ARunKilledMidWayAndStartedAgainWithOverwriteGivesTheUninterruptedRe
     ASSERT_EQ(again.exitCode, 0) << again.err;
     ExpectSameResultFiles(whole / "r_run", killed / "r_run");
     EXPECT_EQ(ReadFile(killed / "r_run/seed"), ReadFile(whole / "r_run/seed"));
+}
+
+TEST(UserFiles, AnOutputFolderThatIsTheWorkingFolderOrHoldsItIsRefused)
+{
+    // Every folder named here lies inside the temporary folder: a failure must not empty any
+    // folder outside it.
+    TempDir dir;
+    mkdir((dir / "sub").c_str(), 0700);
+    mkdir((dir / "sub/deep").c_str(), 0700);
+    ASSERT_EQ(symlink(".", (dir / "here").c_str()), 0);
+    struct Case {
+        const char* cwd;     // where the run starts, inside the temporary folder
+        std::string folder;  // the output_folder value
+    };
+    for (const Case& c : {Case{".", "./"}, Case{".", ".//"}, Case{".", "sub/.."}, Case{".", dir.path()},
+                          Case{".", "here"}, Case{"sub", "../"}, Case{"sub/deep", "./../.."}}) {
+        SCOPED_TRACE(c.folder);
+        const std::string cwd = dir / c.cwd;
+        WriteFile(cwd + "/mine.txt", "the user's own file\n");
+        WriteFile(cwd + "/run.prm", WithOutput("output_folder = \"" + c.folder + "\";"));
+        RunResult r = RunIn(cwd, std::string(DAVOK_BIN) + " run.prm -o");
+        EXPECT_EQ(r.exitCode, 1);
+        EXPECT_NE(r.err.find("is the working folder or a folder that holds it.\nAborted.\n"), std::string::npos)
+            << r.err;
+        EXPECT_TRUE(FileExists(cwd + "/mine.txt"));
+        EXPECT_TRUE(FileExists(cwd + "/run.prm"));
+        EXPECT_FALSE(FileExists(cwd + "/report.txt"));
+    }
+}
+
+TEST(UserFiles, EmptyingTheOutputFolderKeepsTheFilesTheRunReads)
+{
+    TempDir dir;
+    CopyTestParam(dir, "minimal.prm", "first.prm");
+    RunResult first = RunDavok(dir, "first.prm");
+    ASSERT_EQ(first.exitCode, 0) << first.err;
+    const std::string seed = ReadFile(dir / "r_first/seed");
+
+    // The parameter file lies in its own output folder and names a seed file there too.
+    const std::string again = "seed = \"r_first/seed\";\n" + TestParam("minimal.prm");
+    WriteFile(dir / "r_first/first.prm", again);
+    RunResult r = RunDavok(dir, "r_first/first.prm -o");
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_NE(r.out.find("\"r_first/first.prm\" is read by this run. Kept.\n"), std::string::npos);
+    EXPECT_NE(r.out.find("Seed for random number generator : r_first/seed\n"), std::string::npos);
+    EXPECT_EQ(ReadFile(dir / "r_first/first.prm"), again);
+    EXPECT_EQ(ReadFile(dir / "r_first/seed"), seed);
+    EXPECT_TRUE(FileExists(dir / "r_first/report.txt"));
+}
+
+TEST(UserFiles, FilesAndFoldersKeepTheUsersFileCreationMask)
+{
+    struct Case {
+        const char* mask;
+        unsigned file;
+    };
+    for (Case c : {Case{"022", 0644}, Case{"077", 0600}}) {
+        SCOPED_TRACE(c.mask);
+        TempDir dir;
+        WriteFile(dir / "run.prm", WithOutput("linkage_map;"));
+        RunResult r = RunIn(dir.path(), std::string("umask ") + c.mask + " && " + DAVOK_BIN + " run.prm");
+        ASSERT_EQ(r.exitCode, 0) << r.err;
+        EXPECT_EQ(Permissions(dir / "r_run"), 0700u);
+        for (const char* file : {"seed.prv", "r_run/report.txt", "r_run/seed", "r_run/run.prm", "r_run/lm_mrk_001.txt"})
+            EXPECT_EQ(Permissions(dir / file), c.file) << file;
+    }
+}
+
+TEST(WriteFailures, ASeedFileThatCannotBeWrittenStopsTheRunAndReleasesTheLock)
+{
+    TempDir dir;
+    CopyTestParam(dir, "minimal.prm");
+    ASSERT_EQ(symlink("/dev/full", (dir / "seed.prv").c_str()), 0);
+    RunResult r = RunDavok(dir, "minimal.prm");
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_NE(r.err.find("Error - Could not write [seed.prv]; No space left on device. "
+                         "The incomplete file is removed.\nAborted.\n"),
+              std::string::npos)
+        << r.err;
+    EXPECT_FALSE(FileExists(dir / "seed.lck"));
+    EXPECT_TRUE(FileExists("/dev/full"));
 }
