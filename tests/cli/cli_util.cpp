@@ -4,10 +4,18 @@
 
 #include <cstdio>
 #include <dirent.h>
+#include <sstream>
 
 RunResult RunDavok(const TempDir& dir, const std::string& args, const std::string& input)
 {
     return RunIn(dir.path(), std::string(DAVOK_BIN) + " " + args, input);
+}
+
+RunResult RunParam(const TempDir& dir, const std::string& name, const std::string& text, const std::string& args)
+{
+    WriteFile(dir / (name + ".prm"), text);
+    remove((dir / "seed.prv").c_str());
+    return RunDavok(dir, name + ".prm " + args);
 }
 
 std::string TestParam(const std::string& name)
@@ -20,9 +28,36 @@ void CopyTestParam(const TempDir& dir, const std::string& name, const std::strin
     WriteFile(dir / (as.empty() ? name : as), TestParam(name));
 }
 
-void RemoveClockSeedRecord(const TempDir& dir)
+std::string Edited(std::string text, const std::string& from, const std::string& to)
 {
-    remove((dir / "seed.prv").c_str());
+    const size_t at = text.find(from);
+    if (at == std::string::npos) {
+        ADD_FAILURE() << "no \"" << from << "\" to replace";
+        return text;
+    }
+    return text.replace(at, from.size(), to);
+}
+
+std::string Minimal(const std::string& globals) { return Edited(TestParam("minimal.prm"), "nrep = 1;\n", globals); }
+
+std::string Genome(int chromosomes, int length, int markers, int qtl, const std::string& extra,
+                   const std::string& markerAlleles)
+{
+    return "begin_genome;\n" + extra + " begin_chr = " + std::to_string(chromosomes) + ";\n  chrlen = " +
+           std::to_string(length) + ";\n  nmloci = " + std::to_string(markers) + ";\n  mpos = rnd;\n  nma = " +
+           markerAlleles + ";\n  maf = eql;\n  nqloci = " + std::to_string(qtl) +
+           ";\n  qpos = rnd;\n  nqa = all 2;\n  qaf = eql;\n  qae = rndg 0.4;\n end_chr;\nend_genome;\n";
+}
+
+std::string HpFounders(int males, int females)
+{
+    return " begin_founder;\n  male [n = " + std::to_string(males) + ", pop = \"hp\"];\n  female [n = " +
+           std::to_string(females) + ", pop = \"hp\"];\n end_founder;\n";
+}
+
+std::string Population(const std::string& name, const std::string& founders, const std::string& body)
+{
+    return "begin_pop = \"" + name + "\";\n" + founders + body + "end_pop;\n";
 }
 
 std::set<std::string> ResultFiles(const std::string& folder)
@@ -56,4 +91,20 @@ std::vector<int> ConsoleSizes(const std::string& out, const std::string& name)
         sizes.push_back(std::stoi(out.substr(at)));
     }
     return sizes;
+}
+
+std::vector<std::string> Fields(const std::string& line)
+{
+    std::istringstream in(line);
+    std::vector<std::string> fields;
+    for (std::string f; in >> f;) fields.push_back(f);
+    return fields;
+}
+
+std::vector<std::vector<std::string>> Rows(const std::string& text)
+{
+    std::vector<std::vector<std::string>> rows;
+    const std::vector<std::string> lines = Lines(text);
+    for (size_t i = 1; i < lines.size(); ++i) rows.push_back(Fields(lines[i]));
+    return rows;
 }

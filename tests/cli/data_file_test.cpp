@@ -4,67 +4,36 @@
 #include <cmath>
 #include <map>
 #include <set>
-#include <sstream>
 #include <vector>
 
 #include "cli/cli_util.h"
 
 namespace {
 
-const char* const kGenome =
-    "begin_genome;\n begin_chr = 2;\n  chrlen = 100;\n  nmloci = 60;\n  mpos = rnd;\n  nma = all 2;\n"
-    "  maf = eql;\n  nqloci = 6;\n  qpos = rnd;\n  nqa = all 2;\n  qaf = eql;\n  qae = rndg 0.4;\n end_chr;\n"
-    "end_genome;\n";
-
 // Population "a" from the historical population, "b" founded from two of a's generations.
 std::string TwoPopulations(const std::string& globals, const std::string& dataA, const std::string& dataB)
 {
-    return "nrep = 1;\nh2 = 0.4;\nqtlh2 = 0.2;\nphvar = 1.0;\n" + globals +
-           "begin_hp;\n hg_size = 200 [0] 200 [5];\nend_hp;\n"
-           "begin_pop = \"a\";\n begin_founder;\n  male [n = 6, pop = \"hp\"];\n  female [n = 30, pop = \"hp\"];\n"
-           " end_founder;\n ls = 2 3 [0.5];\n ng = 4;\n sr = 0.5;\n dr = 0.5;\n begin_popoutput;\n  " +
-           dataA +
-           "\n end_popoutput;\nend_pop;\n"
-           "begin_pop = \"b\";\n begin_founder;\n  male [n = 3, pop = \"a\", gen = 4];\n"
-           "  female [n = 10, pop = \"a\", gen = 3];\n end_founder;\n ls = 2;\n ng = 2;\n begin_popoutput;\n  " +
-           dataB + "\n end_popoutput;\nend_pop;\n" + kGenome;
+    return "nrep = 1;\nh2 = 0.4;\nqtlh2 = 0.2;\nphvar = 1.0;\n" + globals + "begin_hp;\n hg_size = 200 [0] 200 [5];\nend_hp;\n" +
+           Population("a", HpFounders(6, 30),
+                      " ls = 2 3 [0.5];\n ng = 4;\n sr = 0.5;\n dr = 0.5;\n begin_popoutput;\n  " + dataA + "\n end_popoutput;\n") +
+           Population("b", " begin_founder;\n  male [n = 3, pop = \"a\", gen = 4];\n  female [n = 10, pop = \"a\", gen = 3];\n end_founder;\n",
+                      " ls = 2;\n ng = 2;\n begin_popoutput;\n  " + dataB + "\n end_popoutput;\n") +
+           Genome(2, 100, 60, 6);
 }
 
 using Row = std::vector<std::string>;
 
-// Whitespace-separated fields of every line after the header.
-std::vector<Row> Rows(const std::string& text, std::string* header = nullptr)
-{
-    std::istringstream in(text);
-    std::string line;
-    std::getline(in, line);
-    if (header) *header = line;
-    std::vector<Row> rows;
-    while (std::getline(in, line)) {
-        std::istringstream fields(line);
-        Row r;
-        for (std::string f; fields >> f;) r.push_back(f);
-        rows.push_back(r);
-    }
-    return rows;
-}
-
-RunResult RunText(const TempDir& dir, const std::string& text)
-{
-    WriteFile(dir / "run.prm", text);
-    return RunDavok(dir, "run.prm");
-}
+std::string Header(const std::string& path) { return Lines(ReadFile(path)).at(0); }
 
 }  // namespace
 
 TEST(DataFile, HoldsEveryIndividualWithAConsistentPedigreeAndRecords)
 {
     TempDir dir;
-    RunResult r = RunText(dir, TwoPopulations("no_male_rec;\n", "data;", "data /gen 0 2;"));
+    RunResult r = RunParam(dir, "run", TwoPopulations("no_male_rec;\n", "data;", "data /gen 0 2;"));
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    std::string header;
-    std::vector<Row> rows = Rows(ReadFile(dir / "r_run/a_data_001.txt"), &header);
-    EXPECT_EQ(header, "Progeny Sire    Dam     Sex  G   NMPrg NFPrg F        Homo     Phen      Res       "
+    std::vector<Row> rows = Rows(ReadFile(dir / "r_run/a_data_001.txt"));
+    EXPECT_EQ(Header(dir / "r_run/a_data_001.txt"), "Progeny Sire    Dam     Sex  G   NMPrg NFPrg F        Homo     Phen      Res       "
                       "Polygene  QTL      ");
 
     std::vector<int> sizes = ConsoleSizes(r.out, "a");
@@ -100,13 +69,11 @@ TEST(DataFile, HoldsEveryIndividualWithAConsistentPedigreeAndRecords)
     // A missing record fills the phenotype's field exactly, so the values after it stay in their
     // columns: the residual starts where it starts on a row with a one-digit phenotype.
     std::set<size_t> residualColumns;
-    std::istringstream lines(ReadFile(dir / "r_run/a_data_001.txt"));
-    std::string line;
-    std::getline(lines, line);
-    for (size_t i = 0; std::getline(lines, line); ++i)
+    const std::vector<std::string> lines = Lines(ReadFile(dir / "r_run/a_data_001.txt"));
+    for (size_t i = 0; i < rows.size(); ++i)
         if (rows[i][9] == "---" || std::fabs(std::stod(rows[i][9])) < 10) {
-            const size_t phenEnd = line.find(rows[i][9], 60) + rows[i][9].size();
-            residualColumns.insert(line.find(rows[i][10], phenEnd));
+            const size_t phenEnd = lines[i + 1].find(rows[i][9], 60) + rows[i][9].size();
+            residualColumns.insert(lines[i + 1].find(rows[i][10], phenEnd));
         }
     EXPECT_EQ(residualColumns.size(), 1u) << "the residual column moves between rows with and without a record";
 
@@ -121,11 +88,10 @@ TEST(DataFile, HoldsEveryIndividualWithAConsistentPedigreeAndRecords)
 TEST(DataFile, HidesExactlyTheRoundedShareOfParentsInEveryGeneration)
 {
     TempDir dir;
-    RunResult r = RunText(dir, TwoPopulations("", "data /sire_miss_rate 0.1 /dam_miss_rate 0.3;", "stat;"));
+    RunResult r = RunParam(dir, "run", TwoPopulations("", "data /sire_miss_rate 0.1 /dam_miss_rate 0.3;", "stat;"));
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    std::string header;
-    std::vector<Row> rows = Rows(ReadFile(dir / "r_run/a_data_001.txt"), &header);
-    EXPECT_EQ(header.substr(0, 48), "Progeny Sire    Dam     Sire*   Dam*    Sex  G  ");
+    std::vector<Row> rows = Rows(ReadFile(dir / "r_run/a_data_001.txt"));
+    EXPECT_EQ(Header(dir / "r_run/a_data_001.txt").substr(0, 48), "Progeny Sire    Dam     Sire*   Dam*    Sex  G  ");
 
     std::vector<int> sizes = ConsoleSizes(r.out, "a"), hiddenSires(sizes.size(), 0), hiddenDams(sizes.size(), 0);
     int hiddenAtGenerationStart = 0;
@@ -154,11 +120,10 @@ TEST(DataFile, HidesExactlyTheRoundedShareOfParentsInEveryGeneration)
 TEST(JointPedigree, ListsEveryIndividualOfAllPopulationsOnceWithParentsFirst)
 {
     TempDir dir;
-    RunResult r = RunText(dir, TwoPopulations("joint_pop;\n", "data;", "data;"));
+    RunResult r = RunParam(dir, "run", TwoPopulations("joint_pop;\n", "data;", "data;"));
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    std::string header;
-    std::vector<Row> ped = Rows(ReadFile(dir / "r_run/pedigree_001.txt"), &header);
-    EXPECT_EQ(header, "Progeny Sire    Dam     Sex");
+    std::vector<Row> ped = Rows(ReadFile(dir / "r_run/pedigree_001.txt"));
+    EXPECT_EQ(Header(dir / "r_run/pedigree_001.txt"), "Progeny Sire    Dam     Sex");
 
     // b's founders are a's individuals: they appear in the pedigree once, as a's.
     int males = 0, individuals = 0;
@@ -193,12 +158,10 @@ TEST(JointPedigree, ListsEveryIndividualOfAllPopulationsOnceWithParentsFirst)
 TEST(DataFile, BreedingValuesOfAccuracyOneAreTheTrueBreedingValues)
 {
     TempDir dir;
-    std::string text = TwoPopulations("", "data;", "stat;");
-    text.replace(text.find(" sr = 0.5;"), 10, " sr = 0.5;\n ebv_est = accur 1;");
-    RunResult r = RunText(dir, text);
+    RunResult r = RunParam(dir, "run", Edited(TwoPopulations("", "data;", "stat;"), " sr = 0.5;", " sr = 0.5;\n ebv_est = accur 1;"));
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    std::string header;
-    std::vector<Row> rows = Rows(ReadFile(dir / "r_run/a_data_001.txt"), &header);
+    std::vector<Row> rows = Rows(ReadFile(dir / "r_run/a_data_001.txt"));
+    const std::string header = Header(dir / "r_run/a_data_001.txt");
     EXPECT_EQ(header.substr(header.size() - 9), "Final_EBV");
     ASSERT_FALSE(rows.empty());
     for (const Row& row : rows) {

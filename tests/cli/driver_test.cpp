@@ -4,22 +4,10 @@
 
 #include "cli/cli_util.h"
 
-namespace {
-
-std::string Minimal(const std::string& globals)
-{
-    std::string text = TestParam("minimal.prm");
-    text.replace(text.find("nrep = 1;\n"), 10, globals);
-    return text;
-}
-
-}  // namespace
-
 TEST(Driver, TheRunSummaryListsTheSettings)
 {
     TempDir dir;
-    WriteFile(dir / "run.prm", Minimal("nrep = 1;\nnthread = 3;\nskip_inbreeding;\n"));
-    RunResult r = RunDavok(dir, "run.prm");
+    RunResult r = RunParam(dir, "run", Minimal("nrep = 1;\nnthread = 3;\nskip_inbreeding;\n"));
     ASSERT_EQ(r.exitCode, 0) << r.err;
     EXPECT_NE(r.out.find("\nMax. no. threads                 : 3\n"
                          "No. replicates                   : 1\n"
@@ -43,10 +31,8 @@ TEST(Driver, TheRunSummaryListsTheSettings)
 TEST(Driver, RatesAndJointInbreedingAppearOnlyWhenTheyApply)
 {
     TempDir dir;
-    std::string text = Minimal("nrep = 1;\njoint_pop;\n");
-    text.replace(text.find("begin_genome;"), 13, "begin_genome;\n rmmg = 0.1 /rndg 2;\n rqge = 0.02;\n");
-    WriteFile(dir / "run.prm", text);
-    RunResult r = RunDavok(dir, "run.prm");
+    RunResult r = RunParam(dir, "run", Edited(Minimal("nrep = 1;\njoint_pop;\n"), "begin_genome;",
+                                              "begin_genome;\n rmmg = 0.1 /rndg 2;\n rqge = 0.02;\n"));
     ASSERT_EQ(r.exitCode, 0) << r.err;
     EXPECT_EQ(r.out.find("Inbreeding"), std::string::npos);  // joint_pop with one population
     EXPECT_NE(r.out.find("Rate of missing marker genotypes : 0.1 /rndg 2\n"
@@ -59,8 +45,7 @@ TEST(Driver, RatesAndJointInbreedingAppearOnlyWhenTheyApply)
 TEST(Driver, EveryReplicateHasItsHeadingAndThePopulationsTheirs)
 {
     TempDir dir;
-    WriteFile(dir / "run.prm", Minimal("nrep = 3;\n"));
-    RunResult r = RunDavok(dir, "run.prm");
+    RunResult r = RunParam(dir, "run", Minimal("nrep = 3;\n"));
     ASSERT_EQ(r.exitCode, 0) << r.err;
     EXPECT_NE(r.out.find("~~~~~~~~~~~~~~~~~~~~~~ Replicate   2 ~~~~~~~~~~~~~~~~~~~~~~~\n"), std::string::npos);
     EXPECT_EQ(CountOf(r.out, "--------------------- Population \"p1\" ----------------------\n"), 3);
@@ -73,45 +58,44 @@ TEST(Driver, TheUserCommandRunsAfterEveryReplicateWithItsNumber)
 {
     TempDir dir;
     WriteFile(dir / "mark.sh", "echo done > rep$1.txt\n");
-    WriteFile(dir / "run.prm", Minimal("nrep = 2;\nsystem = \"sh mark.sh\" /nrep;\n"));
-    RunResult r = RunDavok(dir, "run.prm");
+    RunResult r = RunParam(dir, "run", Minimal("nrep = 2;\nsystem = \"sh mark.sh\" /nrep;\n"));
     ASSERT_EQ(r.exitCode, 0) << r.err;
     EXPECT_EQ(ReadFile(dir / "rep1.txt"), "done\n");
     EXPECT_EQ(ReadFile(dir / "rep2.txt"), "done\n");
     EXPECT_NE(r.out.find("System command : sh mark.sh 1\n"), std::string::npos);
 
-    RemoveClockSeedRecord(dir);
-    WriteFile(dir / "plain.prm", Minimal("nrep = 2;\nsystem = \"echo x >> calls.txt\";\n"));
-    r = RunDavok(dir, "plain.prm");
+    r = RunParam(dir, "plain", Minimal("nrep = 2;\nsystem = \"echo x >> calls.txt\";\n"));
     ASSERT_EQ(r.exitCode, 0) << r.err;
     EXPECT_EQ(ReadFile(dir / "calls.txt"), "x\nx\n");
 }
 
-TEST(Driver, TheReplicateControlFileRaisesOrLowersTheNumberOfReplicates)
+TEST(Driver, TheReplicateControlFileSetsTheNumberOfReplicatesWhenItHoldsOneInRange)
 {
-    // The user command writes the control file after the first replicate.
+    // The user command writes the control file after every replicate.
+    struct Case {
+        std::string nrep, control;
+        int replicates;
+        std::string err, completion;
+    };
+    const std::string outOfRange = "Warning - The specified value in nrep.txt should be between 1 and 20,000.\n";
+    const Case cases[] = {
+        {"1", "echo 3", 3, "Warning - The number of replicates is adjusted to 3 from 1 by the user.\n",
+         "Completed (1 warnings!).\n"},
+        {"5", "echo 2", 2, "Warning - The number of replicates is adjusted to 2 from 5 by the user.\n",
+         "Completed (1 warnings!).\n"},
+        {"2", "echo 20001", 2, outOfRange + outOfRange, "Completed (2 warnings!).\n"},
+        // Garbage changes nothing.
+        {"2", "echo three", 2, "", "Completed normally.\n"},
+        {"2", "true", 2, "", "Completed normally.\n"},
+        {"2", "head -c 4096 /bin/true", 2, "", "Completed normally.\n"},
+    };
     TempDir dir;
-    WriteFile(dir / "up.prm", Minimal("nrep = 1;\nsystem = \"echo 3 > r_up/nrep.txt\";\n"));
-    RunResult r = RunDavok(dir, "up.prm");
-    ASSERT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_EQ(CountOf(r.out, "Replicate   "), 3);
-    EXPECT_EQ(r.err, "Warning - The number of replicates is adjusted to 3 from 1 by the user.\n");
-    EXPECT_NE(r.out.find("Completed (1 warnings!).\n"), std::string::npos);
-
-    RemoveClockSeedRecord(dir);
-    WriteFile(dir / "down.prm", Minimal("nrep = 5;\nsystem = \"echo 2 > r_down/nrep.txt\";\n"));
-    r = RunDavok(dir, "down.prm");
-    ASSERT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_EQ(CountOf(r.out, "Replicate   "), 2);
-}
-
-TEST(Driver, AControlFileOutOfRangeOnlyWarns)
-{
-    TempDir dir;
-    WriteFile(dir / "run.prm", Minimal("nrep = 2;\nsystem = \"echo 20001 > r_run/nrep.txt\";\n"));
-    RunResult r = RunDavok(dir, "run.prm");
-    ASSERT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_EQ(CountOf(r.out, "Replicate   "), 2);
-    EXPECT_EQ(CountOf(r.err, "Warning - The specified value in nrep.txt should be between 1 and 20,000.\n"), 2);
-    EXPECT_NE(r.out.find("Completed (2 warnings!).\n"), std::string::npos);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.control);
+        RunResult r = RunParam(dir, "run", Minimal("nrep = " + c.nrep + ";\nsystem = \"" + c.control + " > r_run/nrep.txt\";\n"), "-o");
+        ASSERT_EQ(r.exitCode, 0) << r.err;
+        EXPECT_EQ(CountOf(r.out, "Replicate   "), c.replicates);
+        EXPECT_EQ(r.err, c.err);
+        EXPECT_NE(r.out.find(c.completion), std::string::npos);
+    }
 }

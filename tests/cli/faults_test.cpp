@@ -1,6 +1,7 @@
 // Bad machines and bad files around a run, through the real binary: every fault ends with its
 // message and exit code 1 (or the run goes on unchanged), never with a crash, and never with a
-// cut file left looking complete.
+// cut file left looking complete; the user's own files are never removed, and files keep the
+// user's permissions.
 #include <gtest/gtest.h>
 
 #include <sys/mount.h>
@@ -12,18 +13,12 @@
 namespace {
 
 const std::string kDavok = DAVOK_BIN;
+const std::string kCut = "The incomplete file is removed.\nAborted.\n";
 
-// genotypes.prm with its first statement replaced and `extra` put in front.
+// genotypes.prm with `nrep` for its first statement and `extra` put in front.
 std::string Genotypes(const std::string& extra, const std::string& nrep = "nrep = 2;")
 {
-    std::string text = TestParam("genotypes.prm");
-    text.replace(text.find("nrep = 2;"), 9, nrep);
-    return extra + text;
-}
-
-std::string WithOutputFolder(const std::string& folder)
-{
-    return Genotypes("", "nrep = 1;") + "begin_output;\n output_folder = \"" + folder + "\";\nend_output;\n";
+    return extra + Edited(TestParam("genotypes.prm"), "nrep = 2;", nrep);
 }
 
 // A small tmpfs mounted on `path` for the object's lifetime; mounted() is false where this
@@ -61,6 +56,18 @@ bool EndsWith(const std::string& text, const std::string& tail)
     return text.size() >= tail.size() && text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
 }
 
+// The minimal parameter file with an output block.
+std::string WithOutput(const std::string& statements)
+{
+    return TestParam("minimal.prm") + "begin_output;\n" + statements + "\nend_output;\n";
+}
+
+unsigned Permissions(const std::string& path)
+{
+    struct stat st;
+    return stat(path.c_str(), &st) == 0 ? st.st_mode & 0777 : 01000;
+}
+
 }  // namespace
 
 TEST(Faults, AnOutputFolderThatCannotBeWrittenStopsBeforeAnythingIsSimulated)
@@ -84,9 +91,8 @@ TEST(Faults, AnOutputFolderThatCannotBeWrittenStopsBeforeAnythingIsSimulated)
             std::printf("  [ skipped ] %s: no read-only folder can be made here\n", c.folder.c_str());
             continue;
         }
-        WriteFile(dir / "run.prm", WithOutputFolder(c.folder));
-        RemoveClockSeedRecord(dir);
-        RunResult r = RunDavok(dir, "run.prm -o");
+        const std::string text = Genotypes("", "nrep = 1;") + "begin_output;\n output_folder = \"" + c.folder + "\";\nend_output;\n";
+        RunResult r = RunParam(dir, "run", text, "-o");
         EXPECT_EQ(r.exitCode, 1);
         EXPECT_NE(r.err.find(c.message), std::string::npos) << r.err;
         EXPECT_EQ(r.out.find("Replicate"), std::string::npos) << "nothing may be simulated";
@@ -94,133 +100,53 @@ TEST(Faults, AnOutputFolderThatCannotBeWrittenStopsBeforeAnythingIsSimulated)
     }
 }
 
-TEST(Faults, ADiskThatFillsWhileGenotypesAreWrittenStopsTheRunAndKeepsWhatWasFinished)
-{
-    const std::string cut = "The incomplete file is removed.\nAborted.\n";
-    {
-        SCOPED_TRACE("a file-size limit");
-        TempDir dir;
-        WriteFile(dir / "run.prm", Genotypes(""));
-        RunResult r = RunIn(dir.path(), "ulimit -f 1000 && " + kDavok + " run.prm");
-        EXPECT_EQ(r.exitCode, 1);
-        EXPECT_TRUE(EndsWith(r.err, "Error - Could not write [r_run/p1_mrk_001.txt]; File too large. " + cut)) << r.err;
-        EXPECT_FALSE(FileExists(dir / "r_run/p1_mrk_001.txt"));
-        EXPECT_TRUE(EndsWith(ReadFile(dir / "r_run/report.txt"), cut));
-    }
-    {
-        SCOPED_TRACE("a full disk");
-        TempDir dir;
-        SmallDisk disk(dir / "disk", "size=500k");
-        if (!disk.mounted()) {
-            std::printf("  [ skipped ] a full disk: no tmpfs can be mounted here\n");
-        } else {
-            WriteFile(dir / "disk/run.prm", Genotypes(""));
-            RunResult r = RunIn(dir / "disk", kDavok + " run.prm");
-            EXPECT_EQ(r.exitCode, 1);
-            EXPECT_TRUE(EndsWith(r.err, "Error - Could not write [r_run/p1_mrk_001.txt]; No space left on device. " + cut))
-                << r.err;
-            EXPECT_FALSE(FileExists(dir / "disk/r_run/p1_mrk_001.txt"));
-            // Removing the cut file gives the report room for its last lines.
-            EXPECT_TRUE(EndsWith(ReadFile(dir / "disk/r_run/report.txt"), cut));
-        }
-    }
-    {
-        // The device fills in the second replicate: the first replicate's files stay exactly as
-        // a run without the fault writes them.
-        SCOPED_TRACE("a full device in the second replicate");
-        TempDir dir;
-        WriteFile(dir / "good.prm", Genotypes(""));
-        ASSERT_EQ(RunDavok(dir, "good.prm").exitCode, 0);
-        RemoveClockSeedRecord(dir);
-        WriteFile(dir / "full.prm",
-                  Genotypes("seed = \"r_good/seed\";\nsystem = \"ln -sf /dev/full r_full/p1_mrk_002.txt\";\n"));
-        RunResult r = RunDavok(dir, "full.prm");
-        EXPECT_EQ(r.exitCode, 1);
-        EXPECT_TRUE(EndsWith(r.err, "Error - Could not write [r_full/p1_mrk_002.txt]; No space left on device. " + cut))
-            << r.err;
-        EXPECT_FALSE(FileExists(dir / "r_full/p1_mrk_002.txt"));
-        EXPECT_TRUE(FileExists("/dev/full"));
-        for (const char* f : {"p1_data_001.txt", "p1_mrk_001.txt", "p1_qtl_001.txt"})
-            EXPECT_EQ(ReadFile(dir / ("r_full/" + std::string(f))), ReadFile(dir / ("r_good/" + std::string(f)))) << f;
-        EXPECT_EQ(ReadFile(dir / "r_full/report.txt").find("Completed"), std::string::npos);
-    }
-}
-
-TEST(Faults, AnUnreadableOrMalformedSeedFileIsRefused)
+TEST(Faults, AFileCutByASizeLimitOrAFullDiskStopsTheRunAndIsRemoved)
 {
     TempDir dir;
-    CopyTestParam(dir, "minimal.prm");
-    ASSERT_EQ(RunDavok(dir, "minimal.prm").exitCode, 0);
-    const std::string seed = ReadFile(dir / "r_minimal/seed");
-    auto replaceFirstNumber = [&](const std::string& by) {
-        std::string s = seed;
-        const size_t at = s.find_first_not_of(' ', s.find('\n') + 1);
-        return s.replace(at, s.find(' ', at) - at, by);
-    };
-    const std::string withoutHeader = seed.substr(seed.find('\n') + 1);
+    SmallDisk disk(dir / "disk", "size=500k");
     struct Case {
-        std::string name, content, message;
+        std::string name, text, folder, limit, file, reason;
     };
+    // A linkage map of about 160 kB, and genotype files of 1.7 MB.
+    const std::string map = Edited(WithOutput("linkage_map;"), "nmloci = 5;", "nmloci = 6000;");
     const Case cases[] = {
-        {"without its heading", withoutHeader, "Error - Invalid seed number in [without its heading]\n"},
-        {"above 32 bits", replaceFirstNumber("4294967296"), "Error - Invalid seed number in [above 32 bits]\n"},
-        {"negative", replaceFirstNumber("-5"), "Error - Invalid seed number in [negative]\n"},
-        {"a letter", replaceFirstNumber("x12"), "Error - Invalid seed number in [a letter]\n"},
-        {"binary", ReadFile("/bin/true").substr(0, 9000) + "\n", "Error - Invalid seed number in [binary]\n"},
-        {"cut", seed.substr(0, seed.size() / 2) + "\n", "Error - Invalid seed number in [cut]\n"},
-        {"no final line feed", seed.substr(0, seed.size() - 1),
-         "Last line of file \"no final line feed\" ends without a newline.\n"},
-        {"a folder", "", "Could not open [a folder]; Is a directory\n"},
+        {"a map over the file-size limit", map, dir.path(), "ulimit -f 100 && ", "lm_mrk_001.txt", "File too large"},
+        {"genotypes over the file-size limit", Genotypes(""), dir.path(), "ulimit -f 1000 && ", "p1_mrk_001.txt",
+         "File too large"},
+        {"genotypes on a full disk", Genotypes(""), dir / "disk", "", "p1_mrk_001.txt", "No space left on device"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        if (c.name == "a folder") mkdir((dir / c.name).c_str(), 0700);
-        else WriteFile(dir / c.name, c.content);
-        WriteFile(dir / "bad.prm", "seed = \"" + c.name + "\";\n" + TestParam("minimal.prm"));
-        RunResult r = RunDavok(dir, "bad.prm -o");
+        if (c.limit.empty() && !disk.mounted()) {
+            std::printf("  [ skipped ] %s: no tmpfs can be mounted here\n", c.name.c_str());
+            continue;
+        }
+        WriteFile(c.folder + "/run.prm", c.text);
+        RunResult r = RunIn(c.folder, "rm -rf r_run seed.prv && " + c.limit + kDavok + " run.prm");
         EXPECT_EQ(r.exitCode, 1);
-        EXPECT_EQ(r.err, c.message + "Aborted.\n");
-        EXPECT_EQ(r.out.find("Replicate"), std::string::npos);
-        EXPECT_EQ(ReadFile(dir / "r_bad/report.txt").find("Completed"), std::string::npos);
+        EXPECT_TRUE(EndsWith(r.err, "Error - Could not write [r_run/" + c.file + "]; " + c.reason + ". " + kCut)) << r.err;
+        EXPECT_EQ(r.out.find("Completed"), std::string::npos);
+        EXPECT_FALSE(FileExists(c.folder + "/r_run/" + c.file));
+        // Removing the cut file gives the report room for its last lines.
+        EXPECT_TRUE(EndsWith(ReadFile(c.folder + "/r_run/report.txt"), kCut));
     }
 }
 
-TEST(Faults, AStaleLockIsNamedAndTheRunStartsOnceItIsRemoved)
+TEST(Faults, ADeviceThatFillsInTheSecondReplicateKeepsTheFirstReplicatesFiles)
 {
+    // The first replicate's files stay exactly as a run without the fault writes them.
     TempDir dir;
-    CopyTestParam(dir, "minimal.prm");
-    WriteFile(dir / "seed.lck", "seed.prv file is locked.\n");
-    RunResult r = RunDavok(dir, "minimal.prm");
+    ASSERT_EQ(RunParam(dir, "good", Genotypes("")).exitCode, 0);
+    RunResult r =
+        RunParam(dir, "full", Genotypes("seed = \"r_good/seed\";\nsystem = \"ln -sf /dev/full r_full/p1_mrk_002.txt\";\n"));
     EXPECT_EQ(r.exitCode, 1);
-    EXPECT_NE(r.err.find("If this is not true, remove [seed.lck] and retry.\n"), std::string::npos) << r.err;
-    // Following the advice is all a restart needs.
-    ASSERT_EQ(remove((dir / "seed.lck").c_str()), 0);
-    r = RunDavok(dir, "minimal.prm -o");
-    EXPECT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_NE(r.out.find("Completed"), std::string::npos);
-    EXPECT_FALSE(FileExists(dir / "seed.lck"));
-}
-
-TEST(Faults, AReplicateControlFileThatIsNotANumberChangesNothing)
-{
-    TempDir dir;
-    WriteFile(dir / "words", "three\n");
-    WriteFile(dir / "empty", "");
-    WriteFile(dir / "binary", ReadFile("/bin/true").substr(0, 4096));
-    for (const char* garbage : {"words", "empty", "binary"}) {
-        SCOPED_TRACE(garbage);
-        WriteFile(dir / "run.prm",
-                  "system = \"cp " + std::string(garbage) + " r_run/nrep.txt\";\n" + TestParam("minimal.prm"));
-        std::string text = ReadFile(dir / "run.prm");
-        text.replace(text.find("nrep = 1;"), 9, "nrep = 2;");
-        WriteFile(dir / "run.prm", text);
-        RemoveClockSeedRecord(dir);
-        RunResult r = RunDavok(dir, "run.prm -o");
-        ASSERT_EQ(r.exitCode, 0) << r.err;
-        EXPECT_EQ(CountOf(r.out, "Replicate   "), 2);
-        EXPECT_EQ(r.err, "");
-        EXPECT_NE(r.out.find("Completed normally.\n"), std::string::npos);
-    }
+    EXPECT_TRUE(EndsWith(r.err, "Error - Could not write [r_full/p1_mrk_002.txt]; No space left on device. " + kCut))
+        << r.err;
+    EXPECT_FALSE(FileExists(dir / "r_full/p1_mrk_002.txt"));
+    EXPECT_TRUE(FileExists("/dev/full"));
+    for (const std::string f : {"p1_data_001.txt", "p1_mrk_001.txt", "p1_qtl_001.txt"})
+        EXPECT_EQ(ReadFile(dir / ("r_full/" + f)), ReadFile(dir / ("r_good/" + f))) << f;
+    EXPECT_EQ(ReadFile(dir / "r_full/report.txt").find("Completed"), std::string::npos);
 }
 
 TEST(Faults, ARunKilledMidWayAndStartedAgainWithOverwriteGivesTheUninterruptedResults)
@@ -247,4 +173,85 @@ TEST(Faults, ARunKilledMidWayAndStartedAgainWithOverwriteGivesTheUninterruptedRe
     ASSERT_EQ(again.exitCode, 0) << again.err;
     ExpectSameResultFiles(whole / "r_run", killed / "r_run");
     EXPECT_EQ(ReadFile(killed / "r_run/seed"), ReadFile(whole / "r_run/seed"));
+}
+
+TEST(UserFiles, AnOutputFolderThatIsTheWorkingFolderOrHoldsItIsRefused)
+{
+    // Every folder named here lies inside the temporary folder: a failure must not empty any
+    // folder outside it.
+    TempDir dir;
+    mkdir((dir / "sub").c_str(), 0700);
+    mkdir((dir / "sub/deep").c_str(), 0700);
+    ASSERT_EQ(symlink(".", (dir / "here").c_str()), 0);
+    struct Case {
+        const char* cwd;     // where the run starts, inside the temporary folder
+        std::string folder;  // the output_folder value
+    };
+    for (const Case& c : {Case{".", "./"}, Case{".", ".//"}, Case{".", "sub/.."}, Case{".", dir.path()},
+                          Case{".", "here"}, Case{"sub", "../"}, Case{"sub/deep", "./../.."}}) {
+        SCOPED_TRACE(c.folder);
+        const std::string cwd = dir / c.cwd;
+        WriteFile(cwd + "/mine.txt", "the user's own file\n");
+        WriteFile(cwd + "/run.prm", WithOutput("output_folder = \"" + c.folder + "\";"));
+        RunResult r = RunIn(cwd, std::string(DAVOK_BIN) + " run.prm -o");
+        EXPECT_EQ(r.exitCode, 1);
+        EXPECT_NE(r.err.find("is the working folder or a folder that holds it.\nAborted.\n"), std::string::npos)
+            << r.err;
+        EXPECT_TRUE(FileExists(cwd + "/mine.txt"));
+        EXPECT_TRUE(FileExists(cwd + "/run.prm"));
+        EXPECT_FALSE(FileExists(cwd + "/report.txt"));
+    }
+}
+
+TEST(UserFiles, EmptyingTheOutputFolderKeepsTheFilesTheRunReads)
+{
+    TempDir dir;
+    CopyTestParam(dir, "minimal.prm", "first.prm");
+    RunResult first = RunDavok(dir, "first.prm");
+    ASSERT_EQ(first.exitCode, 0) << first.err;
+    const std::string seed = ReadFile(dir / "r_first/seed");
+
+    // The parameter file lies in its own output folder and names a seed file there too.
+    const std::string again = "seed = \"r_first/seed\";\n" + TestParam("minimal.prm");
+    WriteFile(dir / "r_first/first.prm", again);
+    RunResult r = RunDavok(dir, "r_first/first.prm -o");
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_NE(r.out.find("\"r_first/first.prm\" is read by this run. Kept.\n"), std::string::npos);
+    EXPECT_NE(r.out.find("Seed for random number generator : r_first/seed\n"), std::string::npos);
+    EXPECT_EQ(ReadFile(dir / "r_first/first.prm"), again);
+    EXPECT_EQ(ReadFile(dir / "r_first/seed"), seed);
+    EXPECT_TRUE(FileExists(dir / "r_first/report.txt"));
+}
+
+TEST(UserFiles, FilesAndFoldersKeepTheUsersFileCreationMask)
+{
+    struct Case {
+        const char* mask;
+        unsigned file;
+    };
+    for (Case c : {Case{"022", 0644}, Case{"077", 0600}}) {
+        SCOPED_TRACE(c.mask);
+        TempDir dir;
+        WriteFile(dir / "run.prm", WithOutput("linkage_map;"));
+        RunResult r = RunIn(dir.path(), std::string("umask ") + c.mask + " && " + DAVOK_BIN + " run.prm");
+        ASSERT_EQ(r.exitCode, 0) << r.err;
+        EXPECT_EQ(Permissions(dir / "r_run"), 0700u);
+        for (const char* file : {"seed.prv", "r_run/report.txt", "r_run/seed", "r_run/run.prm", "r_run/lm_mrk_001.txt"})
+            EXPECT_EQ(Permissions(dir / file), c.file) << file;
+    }
+}
+
+TEST(WriteFailures, ASeedFileThatCannotBeWrittenStopsTheRunAndReleasesTheLock)
+{
+    TempDir dir;
+    CopyTestParam(dir, "minimal.prm");
+    ASSERT_EQ(symlink("/dev/full", (dir / "seed.prv").c_str()), 0);
+    RunResult r = RunDavok(dir, "minimal.prm");
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_NE(r.err.find("Error - Could not write [seed.prv]; No space left on device. "
+                         "The incomplete file is removed.\nAborted.\n"),
+              std::string::npos)
+        << r.err;
+    EXPECT_FALSE(FileExists(dir / "seed.lck"));
+    EXPECT_TRUE(FileExists("/dev/full"));
 }

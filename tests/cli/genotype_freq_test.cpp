@@ -6,7 +6,6 @@
 #include <cmath>
 #include <cstring>
 #include <map>
-#include <sstream>
 #include <vector>
 
 #include "cli/cli_util.h"
@@ -19,40 +18,19 @@ const int kMarkers = 40, kQtl = 6;
 // global and genome statements.
 std::string OnePopulation(const std::string& globals, const std::string& popOutput, const std::string& genome = "")
 {
-    return "nrep = 1;\nh2 = 0.4;\nqtlh2 = 0.2;\nphvar = 1.0;\n" + globals +
-           "begin_hp;\n hg_size = 100 [0] 100 [5];\nend_hp;\n"
-           "begin_pop = \"a\";\n begin_founder;\n  male [n = 5, pop = \"hp\"];\n  female [n = 20, pop = \"hp\"];\n"
-           " end_founder;\n ls = 2;\n ng = 2;\n sr = 0.5;\n dr = 0.5;\n begin_popoutput;\n  " + popOutput +
-           "\n end_popoutput;\nend_pop;\n"
-           "begin_genome;\n begin_chr = 2;\n  chrlen = 100;\n  nmloci = 20;\n  mpos = rnd;\n  nma = all 2;\n"
-           "  maf = eql;\n  nqloci = 3;\n  qpos = rnd;\n  nqa = all 2;\n  qaf = eql;\n  qae = rndg 0.4;\n end_chr;\n" +
-           genome + "end_genome;\n";
-}
-
-RunResult RunText(const TempDir& dir, const std::string& name, const std::string& text)
-{
-    WriteFile(dir / (name + ".prm"), text);
-    RemoveClockSeedRecord(dir);
-    return RunDavok(dir, name + ".prm");
-}
-
-std::vector<std::string> Fields(const std::string& line)
-{
-    std::istringstream in(line);
-    std::vector<std::string> f;
-    for (std::string w; in >> w;) f.push_back(w);
-    return f;
+    return "nrep = 1;\nh2 = 0.4;\nqtlh2 = 0.2;\nphvar = 1.0;\n" + globals + "begin_hp;\n hg_size = 100 [0] 100 [5];\nend_hp;\n" +
+           Population("a", HpFounders(5, 20), " ls = 2;\n ng = 2;\n sr = 0.5;\n dr = 0.5;\n begin_popoutput;\n  " + popOutput +
+                                                   "\n end_popoutput;\n") +
+           Genome(2, 100, 20, 3, genome);
 }
 
 // Allele pairs of every row of a text genotype file: row -> {id, p1, m1, p2, m2, ...}.
 std::vector<std::vector<int>> TextGenotypes(const std::string& path)
 {
     std::vector<std::vector<int>> rows;
-    std::vector<std::string> lines = Lines(ReadFile(path));
-    for (size_t i = 1; i < lines.size(); ++i) {
-        std::vector<int> row;
-        for (const std::string& f : Fields(lines[i])) row.push_back(std::stoi(f));
-        rows.push_back(row);
+    for (const std::vector<std::string>& fields : Rows(ReadFile(path))) {
+        rows.emplace_back();
+        for (const std::string& f : fields) rows.back().push_back(std::stoi(f));
     }
     return rows;
 }
@@ -68,14 +46,8 @@ std::map<int, double> LabelValues(const std::string& line)
     return pairs;
 }
 
-int Code(int p, int m)
-{
-    if (p == 1 && m == 1) return 0;
-    if (p == 2 && m == 2) return 2;
-    if (p == 1 && m == 2) return 3;
-    if (p == 2 && m == 1) return 4;
-    return 5;
-}
+// The SNP code of an allele pair: 0 and 2 the homozygotes, 3 and 4 the heterozygotes, 5 missing.
+int Code(int p, int m) { return p == 0 || m == 0 ? 5 : p == m ? 2 * (p - 1) : p == 1 ? 3 : 4; }
 
 }  // namespace
 
@@ -86,10 +58,9 @@ TEST(GenotypeFiles, TextCodesAndBinaryOfOneSeedHoldTheSameGenotypesWithEitherThr
         TempDir dir;
         const std::string globals = "nthread = " + std::to_string(threads) + ";\n";
         const std::string seeded = globals + "seed = \"r_text/seed\";\n";
-        ASSERT_EQ(RunText(dir, "text", OnePopulation(globals, "genotype;", genome)).exitCode, 0);
-        ASSERT_EQ(RunText(dir, "again", OnePopulation(seeded, "genotype;", genome)).exitCode, 0);
-        ASSERT_EQ(RunText(dir, "code", OnePopulation(seeded, "genotype /snp_code;", genome)).exitCode, 0);
-        ASSERT_EQ(RunText(dir, "bin", OnePopulation(seeded, "genotype /binary;", genome)).exitCode, 0);
+        ASSERT_EQ(RunParam(dir, "text", OnePopulation(globals, "genotype;", genome)).exitCode, 0);
+        for (const auto& [name, option] : {std::pair<std::string, std::string>{"again", ""}, {"code", " /snp_code"}, {"bin", " /binary"}})
+            ASSERT_EQ(RunParam(dir, name, OnePopulation(seeded, "genotype" + option + ";", genome)).exitCode, 0);
         for (const char* kind : {"mrk", "qtl"})
             EXPECT_EQ(ReadFile(dir / ("r_text/a_" + std::string(kind) + "_001.txt")),
                       ReadFile(dir / ("r_again/a_" + std::string(kind) + "_001.txt")))
@@ -125,7 +96,7 @@ TEST(GenotypeFiles, TextCodesAndBinaryOfOneSeedHoldTheSameGenotypesWithEitherThr
 TEST(AlleleFrequencyFile, AgreesWithTheGenotypeFilesAndTheQtlEffects)
 {
     TempDir dir;
-    RunResult r = RunText(dir, "run", OnePopulation("", "genotype;\n  allele_freq /mafbin 5;", "") + "begin_output;\n allele_effect;\nend_output;\n");
+    RunResult r = RunParam(dir, "run", OnePopulation("", "genotype;\n  allele_freq /mafbin 5;") + "begin_output;\n allele_effect;\nend_output;\n");
     ASSERT_EQ(r.exitCode, 0) << r.err;
     const std::vector<int> sizes = ConsoleSizes(r.out, "a");
     ASSERT_EQ(sizes.size(), 3u);
@@ -181,8 +152,8 @@ TEST(AlleleFrequencyFile, AgreesWithTheGenotypeFilesAndTheQtlEffects)
 TEST(GenotypeFiles, GenerationsLeftOutStillMoveTheGeneratorOn)
 {
     TempDir dir;
-    ASSERT_EQ(RunText(dir, "all", OnePopulation("", "genotype;")).exitCode, 0);
-    RunResult r = RunText(dir, "last", OnePopulation("seed = \"r_all/seed\";\n", "genotype /gen 2;"));
+    ASSERT_EQ(RunParam(dir, "all", OnePopulation("", "genotype;")).exitCode, 0);
+    RunResult r = RunParam(dir, "last", OnePopulation("seed = \"r_all/seed\";\n", "genotype /gen 2;"));
     ASSERT_EQ(r.exitCode, 0);
     const std::vector<int> sizes = ConsoleSizes(r.out, "a");
     const std::vector<std::string> all = Lines(ReadFile(dir / "r_all/a_mrk_001.txt"));
@@ -194,9 +165,8 @@ TEST(GenotypeFiles, GenerationsLeftOutStillMoveTheGeneratorOn)
 TEST(GenotypeFiles, MergedReplicatesHaveOneHeadingAndOneHeaderEach)
 {
     TempDir dir;
-    std::string text = OnePopulation("", "genotype /snp_code;\n  allele_freq;") + "begin_output;\n attach_rep;\nend_output;\n";
-    text.replace(text.find("nrep = 1;"), 9, "nrep = 2;");
-    ASSERT_EQ(RunText(dir, "run", text).exitCode, 0);
+    const std::string text = OnePopulation("", "genotype /snp_code;\n  allele_freq;") + "begin_output;\n attach_rep;\nend_output;\n";
+    ASSERT_EQ(RunParam(dir, "run", Edited(text, "nrep = 1;", "nrep = 2;")).exitCode, 0);
     for (const char* file : {"a_mrk.txt", "a_qtl.txt", "a_freq_mrk.txt", "a_freq_qtl.txt"}) {
         std::vector<std::string> headings;
         for (const std::string& line : Lines(ReadFile(dir / ("r_run/" + std::string(file))))) {

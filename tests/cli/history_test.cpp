@@ -2,8 +2,6 @@
 // files, and runs repeated from a seed file.
 #include <gtest/gtest.h>
 
-#include <set>
-
 #include "cli/cli_util.h"
 
 namespace {
@@ -21,10 +19,8 @@ const char* kHistory =
 
 std::string WithThreads(int threads, const std::string& seedFile = "")
 {
-    std::string text = kHistory;
-    text.insert(0, "nthread = " + std::to_string(threads) + ";\n");
-    if (!seedFile.empty()) text.insert(0, "seed = \"" + seedFile + "\";\n");
-    return text;
+    return (seedFile.empty() ? "" : "seed = \"" + seedFile + "\";\n") + "nthread = " + std::to_string(threads) + ";\n" +
+           kHistory;
 }
 
 }  // namespace
@@ -32,8 +28,7 @@ std::string WithThreads(int threads, const std::string& seedFile = "")
 TEST(HistoryRun, PrintsTheTableTheCountsAndTheLastGenerationOnTheConsoleAndInTheReport)
 {
     TempDir dir;
-    WriteFile(dir / "hp.prm", WithThreads(2));
-    RunResult r = RunDavok(dir, "hp.prm");
+    RunResult r = RunParam(dir, "hp", WithThreads(2));
     ASSERT_EQ(r.exitCode, 0) << r.err;
     std::string report = ReadFile(dir / "r_hp/report.txt");
     for (const std::string& text :
@@ -59,12 +54,8 @@ TEST(HistoryRun, TheSameSeedFileAndThreadCountGiveByteIdenticalResults)
 {
     for (int threads : {1, 2}) {
         TempDir dir;
-        WriteFile(dir / "first.prm", WithThreads(threads));
-        RunResult first = RunDavok(dir, "first.prm");
-        ASSERT_EQ(first.exitCode, 0) << first.err;
-        WriteFile(dir / "again.prm", WithThreads(threads, "r_first/seed"));
-        RunResult again = RunDavok(dir, "again.prm");
-        ASSERT_EQ(again.exitCode, 0) << again.err;
+        ASSERT_EQ(RunParam(dir, "first", WithThreads(threads)).exitCode, 0);
+        ASSERT_EQ(RunParam(dir, "again", WithThreads(threads, "r_first/seed")).exitCode, 0);
         SCOPED_TRACE(threads);
         EXPECT_GE(ExpectSameResultFiles(dir / "r_first", dir / "r_again").size(), 10u);
     }
@@ -73,10 +64,7 @@ TEST(HistoryRun, TheSameSeedFileAndThreadCountGiveByteIdenticalResults)
 TEST(HistoryRun, AttachRepPutsEveryReplicateIntoOneFileBehindItsHeading)
 {
     TempDir dir;
-    std::string text = WithThreads(1);
-    text.replace(text.find("   hp_stat;\n"), 12, "   hp_stat;\n   attach_rep;\n");
-    WriteFile(dir / "hp.prm", text);
-    RunResult r = RunDavok(dir, "hp.prm");
+    RunResult r = RunParam(dir, "hp", Edited(WithThreads(1), "   hp_stat;\n", "   hp_stat;\n   attach_rep;\n"));
     ASSERT_EQ(r.exitCode, 0) << r.err;
     std::string stat = ReadFile(dir / "r_hp/hp_stat.txt");
     size_t first = stat.find(std::string(32, '~') + " Replicate   1 " + std::string(33, '~') + "\n");
@@ -92,16 +80,11 @@ TEST(HistoryRun, AnErrorMetBySeveralWorkersStopsTheRunOnce)
 {
     // With 8 workers and about 500 crossovers per sampled gamete, every worker meets the limit
     // of 300 in the first generation; the error is printed once, on the console and in the report.
-    std::string text = kHistory;
-    text.insert(0, "nthread = 8;\n");
-    text.replace(text.find("hg_size = 60 [0] 60 [30] 40 [40];"), 33, "hg_size = 2000 [0] 2000 [2];");
-    text.replace(text.find("chrlen = 100;"), 13, "chrlen = 10000;");
-    text.replace(text.find("begin_chr"), 9, "mean_crossover = 5;\n   begin_chr");
+    std::string text = Edited(WithThreads(8), "hg_size = 60 [0] 60 [30] 40 [40];", "hg_size = 2000 [0] 2000 [2];");
+    text = Edited(Edited(text, "chrlen = 100;", "chrlen = 10000;"), "begin_chr", "mean_crossover = 5;\n   begin_chr");
     TempDir dir;
-    WriteFile(dir / "hp.prm", text);
     for (int run = 0; run < 2; ++run) {
-        RemoveClockSeedRecord(dir);
-        RunResult r = RunDavok(dir, "hp.prm -o");
+        RunResult r = RunParam(dir, "hp", text, "-o");
         EXPECT_EQ(r.exitCode, 1);
         EXPECT_EQ(CountOf(r.err, "Error - Too many crossovers!"), 1) << r.err;
         EXPECT_EQ(CountOf(r.err, "Aborted.\n"), 1) << r.err;

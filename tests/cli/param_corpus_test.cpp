@@ -28,20 +28,14 @@ std::vector<std::string> ParamFiles(const std::string& kind)
     return names;
 }
 
-RunResult RunCorpusFile(const TempDir& dir, const std::string& kind, const std::string& name)
-{
-    WriteFile(dir / (name + ".prm"), ReadFile(CorpusDir(kind) + "/" + name + ".prm"));
-    return RunDavok(dir, name + ".prm");
-}
-
 // Files that run to the end do so from a fixed seed: with a clock seed a small population can
 // now and then draw too few progeny of one sex for the next founders, or a QTL of `qae = pd`
 // nearly equal effects (error 57), as the rules demand.
-RunResult RunSeededCorpusFile(const TempDir& dir, const std::string& kind, const std::string& name)
+RunResult RunCorpusFile(const TempDir& dir, const std::string& kind, const std::string& name)
 {
     WriteFile(dir / "corpus.seed", ReadFile(CorpusDir("valid") + "/corpus.seed"));
-    WriteFile(dir / (name + ".prm"), "seed = \"corpus.seed\";\n" + ReadFile(CorpusDir(kind) + "/" + name + ".prm"));
-    return RunDavok(dir, name + ".prm");
+    const std::string seed = kind == "invalid" ? "" : "seed = \"corpus.seed\";\n";
+    return RunParam(dir, name, seed + ReadFile(CorpusDir(kind) + "/" + name + ".prm"));
 }
 
 std::string NameOf(const testing::TestParamInfo<std::string>& info) { return info.param; }
@@ -71,7 +65,7 @@ TEST_P(InvalidParamFile, StopsWithItsErrorDisplay)
 TEST_P(ParamFileWithWarnings, PrintsItsWarningsAndRuns)
 {
     TempDir dir;
-    RunResult r = RunSeededCorpusFile(dir, "warnings", GetParam());
+    RunResult r = RunCorpusFile(dir, "warnings", GetParam());
     EXPECT_EQ(r.exitCode, 0) << r.err;
     std::string base = CorpusDir("warnings") + "/" + GetParam();
     std::string err = ReadFile(base + ".err"), out = ReadFile(base + ".out");
@@ -86,7 +80,7 @@ TEST_P(ParamFileWithWarnings, PrintsItsWarningsAndRuns)
 TEST_P(ValidParamFile, IsAccepted)
 {
     TempDir dir;
-    RunResult r = RunSeededCorpusFile(dir, "valid", GetParam());
+    RunResult r = RunCorpusFile(dir, "valid", GetParam());
     EXPECT_EQ(r.exitCode, 0) << r.err;
     EXPECT_EQ(r.err.find("Error"), std::string::npos) << r.err;
 }
@@ -97,16 +91,10 @@ INSTANTIATE_TEST_SUITE_P(Corpus, ValidParamFile, testing::ValuesIn(ParamFiles("v
 
 TEST(ParamFileLimits, MoreThanAThousandPopulationsAreRefused)
 {
-    std::string text = TestParam("minimal.prm");
     std::string blocks;
-    for (int i = 0; i < 1000; ++i)
-        blocks += "begin_pop = \"q" + std::to_string(i) +
-                  "\"; begin_founder; male [n = 1, pop = \"hp\"]; female [n = 1, pop = \"hp\"]; end_founder;"
-                  " ls = 1; ng = 0; end_pop;\n";
-    text.replace(text.find("begin_genome;"), 0, blocks);
+    for (int i = 0; i < 1000; ++i) blocks += Population("q" + std::to_string(i), HpFounders(1, 1), " ls = 1; ng = 0;\n");
     TempDir dir;
-    WriteFile(dir / "many.prm", text);
-    RunResult r = RunDavok(dir, "many.prm");
+    RunResult r = RunParam(dir, "many", Edited(TestParam("minimal.prm"), "begin_genome;", blocks + "begin_genome;"));
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_EQ(r.err, "Error - Number of recent populations cannot be larger than 1000\nAborted.\n");
 }
@@ -114,9 +102,7 @@ TEST(ParamFileLimits, MoreThanAThousandPopulationsAreRefused)
 TEST(ParamFileLimits, OutputFolderNameIsNormalised)
 {
     TempDir dir;
-    std::string text = TestParam("minimal.prm") + "begin_output;\n   output_folder = \"a//b\";\nend_output;\n";
-    WriteFile(dir / "run.prm", text);
-    RunResult r = RunDavok(dir, "run.prm");
+    RunResult r = RunParam(dir, "run", TestParam("minimal.prm") + "begin_output;\n   output_folder = \"a//b\";\nend_output;\n");
     EXPECT_EQ(r.exitCode, 0) << r.err;
     EXPECT_NE(r.out.find("Output folder                    : a/b/\n"), std::string::npos);
     EXPECT_TRUE(FileExists(dir / "a/b/report.txt"));

@@ -2,27 +2,17 @@
 // runs repeated from a seed file with every mating design.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <set>
 
 #include "cli/cli_util.h"
 
 namespace {
 
-const char* const kGenome =
-    "begin_genome;\n begin_chr = 2;\n  chrlen = 100;\n  nmloci = 60;\n  mpos = rnd;\n  nma = all 2;\n"
-    "  maf = eql;\n  nqloci = 6;\n  qpos = rnd;\n  nqa = all 2;\n  qaf = eql;\n  qae = rndg 0.4;\n end_chr;\n"
-    " rmmg = 0.05 /rndg 2;\n rqge = 0.02;\nend_genome;\n";
+const std::string kGenome = Genome(2, 100, 60, 6, " rmmg = 0.05 /rndg 2;\n rqge = 0.02;\n");
 
 std::string Founders(const std::string& lines)
 {
     return " begin_founder;\n" + lines + " end_founder;\n";
-}
-
-std::string HpFounders(int males, int females)
-{
-    return Founders("  male [n = " + std::to_string(males) + ", pop = \"hp\"];\n  female [n = " +
-                    std::to_string(females) + ", pop = \"hp\"];\n");
 }
 
 // Every result file a population can write.
@@ -50,15 +40,14 @@ std::string EveryDesign(int threads, const std::string& seedFile)
         {"na", " ls = 2;\n md = n_assort /ebv;\n sr = 0.5;\n dr = 0.5;\n sd = ebv;\n ebv_est = blup;\n"},
         {"acc", " ls = 2;\n sr = 0.5;\n sd = ebv;\n cd = ebv;\n ebv_est = accur_male 0.6 accur_female 0.8;\n"},
     };
-    for (const Design& d : designs)
-        text += std::string("begin_pop = \"") + d.name + "\";\n" + HpFounders(6, 24) + d.body +
-                " ng = 4;\n" + kEveryOutput + "end_pop;\n";
-    text += "begin_pop = \"mixed\";\n" +
-            Founders("  male [n = 3, pop = \"rnd\", gen = 4, select = tbv /h];\n"
-                     "  female [n = 20, pop = \"minf\", gen = 3] /not_founder_yet;\n"
-                     "  female [n = 10, pop = \"hp\"] /not_founder_yet;\n") +
-            " ls = 2;\n ng = 2;\n" + kEveryOutput + "end_pop;\n";
-    return text + kGenome;
+    for (const Design& d : designs) text += Population(d.name, HpFounders(6, 24), d.body + std::string(" ng = 4;\n") + kEveryOutput);
+    return text +
+           Population("mixed",
+                      Founders("  male [n = 3, pop = \"rnd\", gen = 4, select = tbv /h];\n"
+                               "  female [n = 20, pop = \"minf\", gen = 3] /not_founder_yet;\n"
+                               "  female [n = 10, pop = \"hp\"] /not_founder_yet;\n"),
+                      " ls = 2;\n ng = 2;\n" + std::string(kEveryOutput)) +
+           kGenome;
 }
 
 // The console lines of the populations' generations ("G1     Size=..." and what follows them).
@@ -72,17 +61,6 @@ std::string GenerationLines(const std::string& out)
         at = end;
     }
     return lines;
-}
-
-std::string Population(const std::string& name, const std::string& founders, const std::string& body)
-{
-    return "begin_pop = \"" + name + "\";\n" + founders + body + "end_pop;\n";
-}
-
-std::string SmallRun(const std::string& pops)
-{
-    return "nrep = 1;\nh2 = 0.4;\nqtlh2 = 0.2;\nphvar = 1.0;\nbegin_hp;\n hg_size = 100 [0] 100 [5];\nend_hp;\n" +
-           pops + kGenome;
 }
 
 }  // namespace
@@ -104,11 +82,9 @@ TEST(PopulationRun, TheSameSeedFileAndThreadCountGiveByteIdenticalResultsForEver
 {
     for (int threads : {1, 2}) {
         TempDir dir;
-        WriteFile(dir / "first.prm", EveryDesign(threads, ""));
-        RunResult first = RunDavok(dir, "first.prm");
+        RunResult first = RunParam(dir, "first", EveryDesign(threads, ""));
         ASSERT_EQ(first.exitCode, 0) << first.err;
-        WriteFile(dir / "again.prm", EveryDesign(threads, "r_first/seed"));
-        RunResult again = RunDavok(dir, "again.prm");
+        RunResult again = RunParam(dir, "again", EveryDesign(threads, "r_first/seed"));
         ASSERT_EQ(again.exitCode, 0) << again.err;
         EXPECT_EQ(GenerationLines(first.out), GenerationLines(again.out));
         EXPECT_NE(first.out.find(", Mating:"), std::string::npos);
@@ -128,52 +104,37 @@ TEST(PopulationRun, MissingFoundersOrProgenyStopTheRunAndKeepWhatWasWritten)
     const Case cases[] = {
         {Population("p", HpFounders(2, 60), " ls = 1;\n ng = 1;\n"),
          "Error - Pop \"p\": 60 females requested but 50 females found in the last historical generation.\n"},
-        {Population("a", HpFounders(2, 10), " ls = 1;\n ng = 2;\n") +
+        // Population a, which writes every file, ends before b stops the run.
+        {Population("a", HpFounders(2, 10), " ls = 1;\n ng = 2;\n" + std::string(kEveryOutput)) +
              Population("b", Founders("  male [n = 20, pop = \"a\", gen = 1];\n  female [n = 30, pop = \"hp\"];\n"),
-                        " ls = 1;\n ng = 1;\n"),
+                        " ls = 1;\n ng = 1;\n begin_popoutput;\n  data;\n end_popoutput;\n"),
          "Error - Pop \"b\": 20 males requested but "},
         // No male progeny, and the number of sires is to double: the sires cannot be replaced.
         {Population("p", HpFounders(2, 10), " ls = 2;\n pmp = 0 /fix;\n sr = 1 1;\n ng = 2;\n"),
          "Error - Sire replacement - Pop \"p\" G1: At least 2 more male progeny were needed.\n"},
     };
     for (const Case& c : cases) {
+        SCOPED_TRACE(c.message);
         TempDir dir;
-        WriteFile(dir / "run.prm", SmallRun(c.pops));
-        RunResult r = RunDavok(dir, "run.prm");
-        EXPECT_EQ(r.exitCode, 1) << c.pops;
+        const std::string text =
+            "nrep = 1;\nh2 = 0.4;\nqtlh2 = 0.2;\nphvar = 1.0;\nbegin_hp;\n hg_size = 100 [0] 100 [5];\nend_hp;\n" + c.pops + kGenome;
+        RunResult r = RunParam(dir, "run", text);
+        EXPECT_EQ(r.exitCode, 1);
         EXPECT_NE(r.err.find(c.message), std::string::npos) << r.err;
         EXPECT_NE(r.err.find("Aborted."), std::string::npos);
-        if (c.pops.find("pop = \"a\"") != std::string::npos) {
-            EXPECT_NE(r.err.find(" males found in generation 1 of population \"a\".\n"), std::string::npos) << r.err;
-        }
-        std::string report = ReadFile(dir / "r_run/report.txt");
-        EXPECT_NE(report.find(c.message), std::string::npos);
-        EXPECT_EQ(ReadFile(dir / "r_run/run.prm"), ReadFile(dir / "run.prm"));
+        EXPECT_NE(ReadFile(dir / "r_run/report.txt").find(c.message), std::string::npos);
+        EXPECT_EQ(ReadFile(dir / "r_run/run.prm"), text);
         EXPECT_TRUE(FileExists(dir / "r_run/seed"));
-    }
-}
+        if (c.pops.find("pop = \"a\"") == std::string::npos) continue;
 
-TEST(PopulationRun, APopulationThatStopsTheRunLeavesTheFilesOfTheOnesBeforeItComplete)
-{
-    TempDir dir;
-    const std::string pops =
-        Population("a", HpFounders(2, 10), " ls = 1;\n ng = 2;\n" + std::string(kEveryOutput)) +
-        Population("b", Founders("  male [n = 20, pop = \"a\", gen = 1];\n  female [n = 30, pop = \"hp\"];\n"),
-                   " ls = 1;\n ng = 1;\n begin_popoutput;\n  data;\n end_popoutput;\n");
-    WriteFile(dir / "run.prm", SmallRun(pops));
-    RunResult r = RunDavok(dir, "run.prm");
-    ASSERT_EQ(r.exitCode, 1) << r.out;
-    // Population a wrote 12 founders and two generations of 10 progeny in every file.
-    auto lines = [&](const std::string& name) {
-        const std::string text = ReadFile(dir / ("r_run/a_" + name + "_001.txt"));
-        return std::count(text.begin(), text.end(), '\n');
-    };
-    EXPECT_EQ(lines("data"), 1 + 32);
-    EXPECT_EQ(lines("mrk"), 1 + 32);
-    EXPECT_EQ(lines("qtl"), 1 + 32);
-    EXPECT_NE(ReadFile(dir / "r_run/a_stat_001.txt").find("\nOverall "), std::string::npos);
-    EXPECT_NE(ReadFile(dir / "r_run/a_ld_decay_001.txt").find("Mean X2'(SD)"), std::string::npos);
-    EXPECT_NE(ReadFile(dir / "r_run/a_freq_mrk_001.txt").find("Distribution of minor allele frequency"),
-              std::string::npos);
-    EXPECT_EQ(ReadFile(dir / "r_run/b_data_001.txt"), "");
+        EXPECT_NE(r.err.find(" males found in generation 1 of population \"a\".\n"), std::string::npos) << r.err;
+        // Population a wrote 12 founders and two generations of 10 progeny in every file.
+        for (const std::string kind : {"data", "mrk", "qtl"})
+            EXPECT_EQ(CountOf(ReadFile(dir / ("r_run/a_" + kind + "_001.txt")), "\n"), 1 + 32) << kind;
+        EXPECT_NE(ReadFile(dir / "r_run/a_stat_001.txt").find("\nOverall "), std::string::npos);
+        EXPECT_NE(ReadFile(dir / "r_run/a_ld_decay_001.txt").find("Mean X2'(SD)"), std::string::npos);
+        EXPECT_NE(ReadFile(dir / "r_run/a_freq_mrk_001.txt").find("Distribution of minor allele frequency"),
+                  std::string::npos);
+        EXPECT_EQ(ReadFile(dir / "r_run/b_data_001.txt"), "");
+    }
 }

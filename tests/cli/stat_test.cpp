@@ -6,7 +6,6 @@
 #include <cmath>
 #include <numeric>
 #include <set>
-#include <sstream>
 #include <vector>
 
 #include "cli/cli_util.h"
@@ -17,29 +16,16 @@ namespace {
 // (no evaluation, litters of 2, 2 generations) founded from a. Both write stat and data.
 std::string TwoPopulations(const std::string& globals)
 {
-    const std::string out = " begin_popoutput;\n  stat;\n  data;\n end_popoutput;\nend_pop;\n";
-    return globals + "phvar = 1.0;\nbegin_hp;\n hg_size = 200 [0] 200 [5];\nend_hp;\nbegin_pop = \"a\";\n"
-                     " begin_founder;\n  male [n = 6, pop = \"hp\"];\n  female [n = 30, pop = \"hp\"];\n end_founder;\n"
-                     " ls = 2 3 [0.5];\n ng = 3;\n sr = 0.5;\n dr = 0.5;\n ebv_est = blup;\n" +
-           out +
-           "begin_pop = \"b\";\n begin_founder;\n  male [n = 3, pop = \"a\", gen = 3];\n"
-           "  female [n = 10, pop = \"a\", gen = 2];\n end_founder;\n ls = 2;\n ng = 2;\n" +
-           out +
-           "begin_genome;\n begin_chr = 2;\n  chrlen = 100;\n  nmloci = 60;\n  mpos = rnd;\n  nma = all 2;\n"
-           "  maf = eql;\n  nqloci = 6;\n  qpos = rnd;\n  nqa = all 2;\n  qaf = eql;\n  qae = rndg 0.4;\n end_chr;\n"
-           "end_genome;\n";
+    const std::string out = " begin_popoutput;\n  stat;\n  data;\n end_popoutput;\n";
+    return globals + "phvar = 1.0;\nbegin_hp;\n hg_size = 200 [0] 200 [5];\nend_hp;\n" +
+           Population("a", HpFounders(6, 30), " ls = 2 3 [0.5];\n ng = 3;\n sr = 0.5;\n dr = 0.5;\n ebv_est = blup;\n" + out) +
+           Population("b", " begin_founder;\n  male [n = 3, pop = \"a\", gen = 3];\n  female [n = 10, pop = \"a\", gen = 2];\n end_founder;\n",
+                      " ls = 2;\n ng = 2;\n" + out) +
+           Genome(2, 100, 60, 6);
 }
 
 using Row = std::vector<std::string>;
 using TextLines = std::vector<std::string>;
-
-Row Fields(const std::string& line)
-{
-    std::istringstream in(line);
-    Row r;
-    for (std::string f; in >> f;) r.push_back(f);
-    return r;
-}
 
 TextLines ReadLines(const std::string& path) { return Lines(ReadFile(path)); }
 
@@ -87,9 +73,7 @@ std::vector<Row> Table(const TextLines& lines, const std::string& title, size_t 
 TEST(StatRep, MeansAndStandardErrorsAreThoseOfTheReplicateStatisticsFiles)
 {
     TempDir dir;
-    WriteFile(dir / "run.prm",
-              TwoPopulations("title = \"Stat test\";\nnrep = 3;\nh2 = 0.4;\nqtlh2 = 0.2;\nno_male_rec;\n"));
-    RunResult r = RunDavok(dir, "run.prm");
+    RunResult r = RunParam(dir, "run", TwoPopulations("title = \"Stat test\";\nnrep = 3;\nh2 = 0.4;\nqtlh2 = 0.2;\nno_male_rec;\n"));
     ASSERT_EQ(r.exitCode, 0) << r.err;
     const TextLines rep = ReadLines(dir / "r_run/stat_rep.txt");
     ASSERT_GE(rep.size(), 4u);
@@ -162,8 +146,7 @@ TEST(StatisticsFile, SectionsFollowThePopulationAndTheModelAndCountTheDataFile)
 {
     TempDir dir;
     // One replicate, and QTL explain the whole heritability: no polygenic variance.
-    WriteFile(dir / "run.prm", TwoPopulations("nrep = 1;\nh2 = 0.3;\nqtlh2 = 0.3;\n"));
-    RunResult r = RunDavok(dir, "run.prm");
+    RunResult r = RunParam(dir, "run", TwoPopulations("nrep = 1;\nh2 = 0.3;\nqtlh2 = 0.3;\n"));
     ASSERT_EQ(r.exitCode, 0) << r.err;
     EXPECT_FALSE(FileExists(dir / "r_run/stat_rep.txt")) << "one replicate has no summary";
 

@@ -38,13 +38,10 @@ def cluster(cwd, *args, check=True, env=None):
 def write_prm(folder, name, extra_globals="", extra_output="", nucleus_ebv="blup"):
     """The test study under another name, with statements added to the global and output blocks and
     the nucleus' breeding values estimated another way."""
-    with open(STUDY_PRM) as f:
-        text = f.read()
-    text = text.replace("nrep = 1;\n", "nrep = 1;\n" + extra_globals)
+    text = read_or_empty(STUDY_PRM).replace("nrep = 1;\n", "nrep = 1;\n" + extra_globals)
     text = text.replace("   hp_stat;\n", "   hp_stat;\n" + extra_output)
     text = text.replace("ebv_est = blup;", f"ebv_est = {nucleus_ebv};")
-    with open(os.path.join(folder, name), "w") as f:
-        f.write(text)
+    write(os.path.join(folder, name), text)
 
 
 def differing_files(a, b):
@@ -56,9 +53,12 @@ def differing_files(a, b):
 
 
 class Scratch(unittest.TestCase):
+    """A fresh folder holding the test study."""
+
     def setUp(self):
         self.dir = tempfile.mkdtemp(prefix="davok-cluster-")
         self.addCleanup(shutil.rmtree, self.dir, True)
+        shutil.copy(STUDY_PRM, self.dir)
 
 
 class SplitTest(Scratch):
@@ -67,7 +67,6 @@ class SplitTest(Scratch):
         return [read_or_empty(os.path.join(folder, n)) for n in sorted(os.listdir(folder))]
 
     def test_a_master_seed_fixes_every_job(self):
-        shutil.copy(STUDY_PRM, self.dir)
         cluster(self.dir, "split", "study.prm", "6", "--seed", MASTER_SEED, "--dir", "a")
         cluster(self.dir, "split", "study.prm", "6", "--seed", MASTER_SEED, "--dir", "b")
         cluster(self.dir, "split", "study.prm", "2", "--reps-per-job", "3", "--seed", MASTER_SEED, "--dir", "c")
@@ -79,14 +78,12 @@ class SplitTest(Scratch):
         self.assertTrue(set(self.seeds("a")).isdisjoint(self.seeds("d")))
 
     def test_bad_input_ends_with_a_message_and_exit_code_1(self):
-        shutil.copy(STUDY_PRM, self.dir)
         cluster(self.dir, "split", "study.prm", "2", "--seed", "1", "--dir", "taken")
         output_folders = {"absolute": "/tmp/davok-cluster-everyone", "above": "../r_above", "here": "./"}
         for name, folder in output_folders.items():
             write_prm(self.dir, name + ".prm", extra_output=f'   output_folder = "{folder}";\n')
         write_prm(self.dir, "full.prm", extra_globals=f'system = "ls {os.path.realpath(self.dir)}/r_full";\n')
-        with open(os.path.join(self.dir, "broken.prm"), "w") as f:
-            f.write("nrep = many;\n")
+        write(os.path.join(self.dir, "broken.prm"), "nrep = many;\n")
         cases = [
             (["split", "absolute.prm", "2", "--seed", "1"], "is an absolute path"),
             (["split", "above.prm", "2", "--seed", "1"], "[../r_above] is not a folder below"),
@@ -180,10 +177,8 @@ class ParallelStudyTest(unittest.TestCase):
     def davok_run(self, prm, seed, nrep, folder):
         """The plain Davok run of nrep replicates from a seed file."""
         os.mkdir(folder)
-        with open(os.path.join(self.dir, prm)) as f:
-            text = f.read().replace("nrep = 1;", f'nrep = {nrep};\nseed = "{seed}";')
-        with open(os.path.join(folder, "run.prm"), "w") as f:
-            f.write(text)
+        text = read_or_empty(os.path.join(self.dir, prm)).replace("nrep = 1;", f'nrep = {nrep};\nseed = "{seed}";')
+        write(os.path.join(folder, "run.prm"), text)
         run([DAVOK, "run.prm", "-o"], folder)
         return os.path.join(folder, "r_run")
 
@@ -211,8 +206,7 @@ class ParallelStudyTest(unittest.TestCase):
 
     def test_summary_holds_the_means_and_standard_errors_of_the_replicate_files(self):
         summary = os.path.join(self.merged, "stat_rep.txt")
-        with open(summary) as f:
-            self.assertIn("No. replicates: 4\n", f.read())
+        self.assertIn("No. replicates: 4\n", read_or_empty(summary))
         checked = 0
         for population in ("nucleus", "line"):
             replicates = [stat_sections(os.path.join(self.merged, f"{population}_stat_{r:03d}.txt"))
@@ -234,13 +228,11 @@ class ParallelStudyTest(unittest.TestCase):
         attached = os.path.join(self.dir, "r_c_attached")
         for kind in ("nucleus_stat", "nucleus_data", "hp_stat", "lm_mrk"):
             with self.subTest(kind=kind):
-                with open(os.path.join(attached, kind + ".txt")) as f:
-                    parts = re.split(r"^~+ Replicate +(\d+) ~+\n", f.read(), flags=re.M)
+                parts = re.split(r"^~+ Replicate +(\d+) ~+\n", read_or_empty(os.path.join(attached, kind + ".txt")), flags=re.M)
                 self.assertEqual(parts[0], "")
                 self.assertEqual([int(n) for n in parts[1::2]], [1, 2, 3, 4])
                 for rep, body in zip((1, 2, 3, 4), parts[2::2]):
-                    with open(os.path.join(self.merged, f"{kind}_{rep:03d}.txt")) as f:
-                        self.assertEqual(body, f.read())
+                    self.assertEqual(body, read_or_empty(os.path.join(self.merged, f"{kind}_{rep:03d}.txt")))
 
     def test_submit_shows_each_job_that_ended_with_the_time_left(self):
         first, last = [line for line in self.submitted["c_study"].splitlines() if "jobs ended" in line]
@@ -272,11 +264,28 @@ class ParallelStudyTest(unittest.TestCase):
         self.assertIn("nothing to submit", result.stdout)
         self.assertIn("2 of 2 jobs finished", cluster(self.dir, "status", "c_study").stdout)
 
+    def test_merge_o_replaces_only_merged_files(self):
+        cluster(self.dir, "merge", "c_study", "--out", "r_again")
+        out = os.path.join(self.dir, "r_again")
+        merged = sorted(os.listdir(out))
+        write(os.path.join(out, "notes.txt"))
+        result = cluster(self.dir, "merge", "c_study", "--out", "r_again", "-o", check=False)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("notes.txt", result.stderr)
+        self.assertEqual(sorted(os.listdir(out)), sorted(merged + ["notes.txt"]))
+
+        os.remove(os.path.join(out, "notes.txt"))
+        os.makedirs(os.path.join(out, "plots"))
+        write(os.path.join(out, "plots", "a.png"))
+        write(os.path.join(out, "report_job_007.txt"))  # of an earlier, larger study
+        cluster(self.dir, "merge", "c_study", "--out", "r_again", "-o")
+        self.assertEqual(sorted(os.listdir(out)), sorted(merged + ["plots"]))
+        self.assertEqual(os.listdir(os.path.join(out, "plots")), ["a.png"])
+
 
 class BrokenStudyTest(Scratch):
     def setUp(self):
         super().setUp()
-        shutil.copy(STUDY_PRM, self.dir)
         cluster(self.dir, "split", "study.prm", "3", "--seed", MASTER_SEED)
         cluster(self.dir, "submit", "c_study", "--parallel", "--jobs", "2")
         self.runs = os.path.join(self.dir, "c_study", "runs")
@@ -295,8 +304,7 @@ class BrokenStudyTest(Scratch):
         def not_completed():
             path = os.path.join(self.runs, "job_002", "r_study", "report.txt")
             text = read_or_empty(path).replace("Completed", "Cancelled")  # the same size
-            with open(path, "w") as f:
-                f.write(text)
+            write(path, text)
 
         cases = [(remove_done, "job 2 (replicate 2): it has not finished"),
                  (remove_result, "job 3 (replicate 3): [line_stat_001.txt] is missing"),
@@ -326,12 +334,10 @@ class BrokenStudyTest(Scratch):
                  "a value too many": "".join(lines[:2]) + lines[2] + "".join(lines[2:]),
                  "empty": ""}
         listing = os.path.join(self.dir, "list")
-        with open(listing, "w") as f:
-            f.write(os.path.join(self.runs, "job_001", "r_study", "replicate_sums_001.txt") + "\n" + sums + "\n")
+        write(listing, os.path.join(self.runs, "job_001", "r_study", "replicate_sums_001.txt") + "\n" + sums + "\n")
         for damage, damaged in cases.items():
             with self.subTest(damage=damage):
-                with open(sums, "w") as f:
-                    f.write(damaged)
+                write(sums, damaged)
                 result = run([engine, "summary", os.path.join(self.dir, "study.prm"), self.dir, listing], self.dir,
                              check=False)
                 self.assertEqual(result.returncode, 1)
@@ -349,7 +355,7 @@ class KilledJobTest(Scratch):
         done = os.path.join(self.dir, "c_study", "runs", "job_001", "r_study", "done.txt")
         done_before = os.stat(done).st_mtime_ns
 
-        open(flag, "w").close()
+        write(flag)
         job = subprocess.Popen([TOOL, "job", "c_study", "2"], cwd=self.dir, start_new_session=True,
                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         self.addCleanup(self.stop, job)
@@ -365,8 +371,8 @@ class KilledJobTest(Scratch):
         self.assertIn("Not finished: 2", cluster(self.dir, "status", "c_study").stdout)
         self.assertEqual(cluster(self.dir, "merge", "c_study", check=False).returncode, 1)
         cluster(self.dir, "submit", "c_study", "--parallel")
-        with open(os.path.join(self.dir, "c_study", "logs", "parallel.log")) as f:
-            ran = [line.split("\t")[-1].split()[-1] for line in f.readlines()[1:]]
+        log = read_or_empty(os.path.join(self.dir, "c_study", "logs", "parallel.log")).splitlines()
+        ran = [line.split("\t")[-1].split()[-1] for line in log[1:]]
         self.assertEqual(ran, ["2"])
         self.assertEqual(os.stat(done).st_mtime_ns, done_before)
         cluster(self.dir, "merge", "c_study")
@@ -390,8 +396,7 @@ class WorkingFolderTest(Scratch):
         write_prm(self.dir, "ext.prm", nucleus_ebv='external_bv "sleep 0.2 && sh external_bv.sh 0.4"')
         os.mkdir(os.path.join(self.dir, "r_ext"))  # an earlier run's folder, and files of one
         for name in self.USER_FILES:
-            with open(os.path.join(self.dir, name), "w") as f:
-                f.write("the user's own\n")
+            write(os.path.join(self.dir, name), "the user's own\n")
         for study, at_once in (("c_four", "4"), ("c_one", "1")):
             cluster(self.dir, "split", "ext.prm", "4", "--seed", MASTER_SEED, "--dir", study)
             cluster(self.dir, "submit", study, "--parallel", "--jobs", at_once)
@@ -417,11 +422,9 @@ class OverwriteTest(Scratch):
     """-o removes only what the tool wrote; anything else stops it before anything is removed."""
 
     def test_split_o_removes_only_the_earlier_study(self):
-        shutil.copy(STUDY_PRM, self.dir)
         os.makedirs(os.path.join(self.dir, "data", "sub"))
         shutil.copy(STUDY_PRM, os.path.join(self.dir, "data", "run.prm"))
-        with open(os.path.join(self.dir, "data", "sub", "notes.txt"), "w") as f:
-            f.write("notes\n")
+        write(os.path.join(self.dir, "data", "sub", "notes.txt"), "notes\n")
         cluster(self.dir, "split", "study.prm", "1", "--seed", "1")
         cluster(self.dir, "job", "c_study", "1")
         study = os.path.join(self.dir, "c_study")
@@ -432,49 +435,25 @@ class OverwriteTest(Scratch):
         for args, foreign, message in cases:
             with self.subTest(args=args, foreign=foreign):
                 if foreign:
-                    open(os.path.join(study, foreign), "w").close()
-                before = sorted(os.path.relpath(os.path.join(d, n), self.dir)
-                                for d, dirs, files in os.walk(self.dir) for n in dirs + files)
+                    write(os.path.join(study, foreign))
+                before = tree(self.dir)
                 result = cluster(self.dir, "split", *args, "1", "--seed", "1", "-o", check=False)
                 self.assertEqual(result.returncode, 1)
                 self.assertIn(message, result.stderr)
-                self.assertEqual(sorted(os.path.relpath(os.path.join(d, n), self.dir)
-                                        for d, dirs, files in os.walk(self.dir) for n in dirs + files), before)
+                self.assertEqual(tree(self.dir), before)
                 if foreign:
                     os.remove(os.path.join(study, foreign))
         os.makedirs(os.path.join(study, "kept"))
-        open(os.path.join(study, "kept", "mine.txt"), "w").close()
+        write(os.path.join(study, "kept", "mine.txt"))
         cluster(self.dir, "split", "study.prm", "2", "--seed", "1", "-o")
         self.assertEqual(sorted(os.listdir(study)), ["kept", "logs", "runs", "seeds", "study.prm", "study.txt"])
         self.assertEqual(os.listdir(os.path.join(study, "kept")), ["mine.txt"])
         self.assertEqual(os.listdir(os.path.join(study, "runs")), [])
         self.assertTrue(os.path.isfile(os.path.join(self.dir, "data", "sub", "notes.txt")))
 
-    def test_merge_o_replaces_only_merged_files(self):
-        shutil.copy(STUDY_PRM, self.dir)
-        cluster(self.dir, "split", "study.prm", "2", "--seed", "1")
-        cluster(self.dir, "submit", "c_study", "--parallel", "--jobs", "2")
-        cluster(self.dir, "merge", "c_study")
-        out = os.path.join(self.dir, "r_study")
-        merged = sorted(os.listdir(out))
-        open(os.path.join(out, "notes.txt"), "w").close()
-        result = cluster(self.dir, "merge", "c_study", "-o", check=False)
-        self.assertEqual(result.returncode, 1)
-        self.assertIn("notes.txt", result.stderr)
-        self.assertEqual(sorted(os.listdir(out)), sorted(merged + ["notes.txt"]))
-
-        os.remove(os.path.join(out, "notes.txt"))
-        os.makedirs(os.path.join(out, "plots"))
-        open(os.path.join(out, "plots", "a.png"), "w").close()
-        open(os.path.join(out, "report_job_007.txt"), "w").close()  # of an earlier, larger study
-        cluster(self.dir, "merge", "c_study", "-o")
-        self.assertEqual(sorted(os.listdir(out)), sorted(merged + ["plots"]))
-        self.assertEqual(os.listdir(os.path.join(out, "plots")), ["a.png"])
-
 
 class SubmitTest(Scratch):
     def test_study_folders_with_a_blank_or_a_quote_run_with_parallel(self):
-        shutil.copy(STUDY_PRM, self.dir)
         for folder in ("with blank", "it's"):
             with self.subTest(folder=folder):
                 cluster(self.dir, "split", "study.prm", "1", "--seed", "1", "--dir", folder)
@@ -482,7 +461,6 @@ class SubmitTest(Scratch):
                 self.assertIn("1 of 1 jobs finished", cluster(self.dir, "status", folder).stdout)
 
     def test_slurm_is_the_default_only_where_a_controller_answers(self):
-        shutil.copy(STUDY_PRM, self.dir)
         bin_folder = os.path.join(self.dir, "bin")
         os.mkdir(bin_folder)
         write_script(os.path.join(bin_folder, "sbatch"), "echo 77")
@@ -499,9 +477,18 @@ class SubmitTest(Scratch):
                 self.assertEqual("1 of 1 jobs finished" in cluster(self.dir, "status", f"c_{number}").stdout, runs_here)
 
 
-def write_script(path, body):
+def write(path, text=""):
     with open(path, "w") as f:
-        f.write("#!/bin/sh\n" + body + "\n")
+        f.write(text)
+
+
+def tree(folder):
+    """Every file and folder below folder, by its relative path."""
+    return sorted(os.path.relpath(os.path.join(d, n), folder) for d, dirs, files in os.walk(folder) for n in dirs + files)
+
+
+def write_script(path, body):
+    write(path, "#!/bin/sh\n" + body + "\n")
     os.chmod(path, 0o755)
 
 
@@ -553,8 +540,7 @@ class SlurmTest(Scratch):
         for sub in ("state", "spool"):
             os.makedirs(os.path.join(slurm, sub))
         conf = os.path.join(slurm, "slurm.conf")
-        with open(conf, "w") as f:
-            f.write(SLURM_CONF.format(ctld_port=free_port(), d_port=free_port(), dir=slurm))
+        write(conf, SLURM_CONF.format(ctld_port=free_port(), d_port=free_port(), dir=slurm))
         self.env = dict(os.environ, SLURM_CONF=conf)
         self.daemons = []
         for command in (["slurmctld", "-D", "-f", conf], ["slurmd", "-D", "-f", conf, "-N", "localhost"]):
@@ -590,7 +576,6 @@ class SlurmTest(Scratch):
                 daemon.wait()
 
     def test_jobs_through_slurm_merge_to_the_same_folder_as_through_parallel(self):
-        shutil.copy(STUDY_PRM, self.dir)
         cluster(self.dir, "split", "study.prm", "3", "--seed", MASTER_SEED, "--dir", "c_slurm")
         cluster(self.dir, "split", "study.prm", "3", "--seed", MASTER_SEED, "--dir", "c_parallel")
         submitted = cluster(self.dir, "submit", "c_slurm", "--time=10", env=self.env)  # its controller answers

@@ -16,28 +16,6 @@ namespace {
 
 const std::string kExport = EXPORT_BIN;
 
-std::string Replace(std::string text, const std::string& key, const std::string& value)
-{
-    const size_t at = text.find(key);
-    if (at != std::string::npos) text.replace(at, key.size(), value);
-    return text;
-}
-
-// One run of data/export.prm from the fixed seed, in folder r_<name> of dir.
-std::string MakeRun(const TempDir& dir, const std::string& name, const std::string& genotype,
-                    const std::string& qtlAlleles, const std::string& missing, bool attach)
-{
-    std::string prm = ReadFile(std::string(EXPORT_TEST_DATA) + "/export.prm");
-    prm = Replace(prm, "@GENOTYPE@", genotype);
-    prm = Replace(prm, "@QTL_ALLELES@", qtlAlleles);
-    prm = Replace(prm, "@MISSING@", missing);
-    prm = Replace(prm, "@ATTACH@", attach ? "attach_rep;" : "");
-    WriteFile(dir / (name + ".prm"), prm);
-    const RunResult run = RunIn(dir.path(), std::string(DAVOK_BIN) + " " + name + ".prm -o");
-    EXPECT_EQ(run.exitCode, 0) << run.err;
-    return dir / ("r_" + name);
-}
-
 RunResult Export(const TempDir& dir, const std::string& args)
 {
     return RunIn(dir.path(), kExport + " " + args);
@@ -83,8 +61,16 @@ protected:
         const TempDir& d = Dir();
         if (!FileExists(d / (name + ".prm"))) {
             const bool two = name == "biallelic" || name == "seq";
-            const std::string genotype = name == "snp" ? "/snp_code" : name == "binary" ? "/binary" : name == "seq" ? "/seq" : "";
-            MakeRun(d, name, genotype, two ? "2" : "6", name == "missing" ? "rmmg = 0.2;" : "", name == "merged");
+            const std::map<std::string, std::string> fills = {
+                {"@GENOTYPE@", name == "snp" ? "/snp_code" : name == "binary" ? "/binary" : name == "seq" ? "/seq" : ""},
+                {"@QTL_ALLELES@", two ? "2" : "6"},
+                {"@MISSING@", name == "missing" ? "rmmg = 0.2;" : ""},
+                {"@ATTACH@", name == "merged" ? "attach_rep;" : ""}};
+            std::string prm = ReadFile(std::string(EXPORT_TEST_DATA) + "/export.prm");
+            for (const auto& [key, value] : fills) prm.replace(prm.find(key), key.size(), value);
+            WriteFile(d / (name + ".prm"), prm);
+            const RunResult run = RunIn(d.path(), std::string(DAVOK_BIN) + " " + name + ".prm -o");
+            EXPECT_EQ(run.exitCode, 0) << run.err;
         }
         return d / ("r_" + name);
     }

@@ -9,8 +9,7 @@
 #include <sstream>
 
 #include "support/test_util.h"
-#include "correlation.h"
-#include "population_file.h"
+#include "test_data.h"
 
 namespace {
 
@@ -122,7 +121,7 @@ TEST(GenomicEvaluation, FailuresStopTheRunWithTheProgramsMessage)
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         TempDir dir;
-        RunDavok(dir, "run", Param(c.evaluation, c.output));
+        WriteFile(dir / "run.prm", Param(c.evaluation, c.output));
         // Console and errors as a terminal shows them (script gives the run one): the program's
         // message starts a line of its own, not the end of Davok's open progress line.
         const RunResult r = RunIn(dir.path(), "script -qec '" + std::string(DAVOK_BIN) + " run.prm -o' /dev/null");
@@ -130,16 +129,6 @@ TEST(GenomicEvaluation, FailuresStopTheRunWithTheProgramsMessage)
         EXPECT_NE(r.out.find("\ndavok-gblup: Error - " + c.message), std::string::npos) << r.out;
         EXPECT_NE(r.out.find("failed with exit status 1"), std::string::npos) << r.out;
     }
-}
-
-TEST(GenomicEvaluation, MalformedDataFileIsRefused)
-{
-    TempDir dir;
-    WriteFile(dir / "data.tmp", "Progeny Sire Dam\n1 0 0 - F\n");
-    const RunResult r = RunIn(dir.path(), std::string(GBLUP_BIN) + " --h2 0.3 --geno none");
-    EXPECT_EQ(r.exitCode, 1);
-    EXPECT_NE(r.err.find("Line 2 of data.tmp is not a line of the population file"), std::string::npos) << r.err;
-    EXPECT_FALSE(FileExists(dir / "my_bv.txt"));
 }
 
 // Three genotyped founders and a newborn, for runs of the program alone.
@@ -210,11 +199,12 @@ TEST(GenomicEvaluation, ParameterFileGivesTheHeritabilityTheSimulatorUses)
     }
 }
 
-TEST(GenomicEvaluation, OptionsOutOfRangeAreRefused)
+TEST(GenomicEvaluation, OptionsOutOfRangeAndAMalformedDataFileAreRefused)
 {
     struct Case {
         const char* options;
         const char* message;
+        const char* data = nullptr;  // in place of the good data.tmp
     };
     const Case cases[] = {
         {"--h2 0.5 --threads 100000", "--threads needs a whole number from 1 to 256, not \"100000\""},
@@ -225,11 +215,13 @@ TEST(GenomicEvaluation, OptionsOutOfRangeAreRefused)
         {"--h2 0.5 --ridge 0", "--ridge needs a number above 0 and at most 1, not \"0\""},
         {"--h2 0.5 --ridge inf", "--ridge needs a number above 0 and at most 1, not \"inf\""},
         {"--h2 0.5 --prm run.prm", "Give either --h2 or --prm, not both"},
+        {"--h2 0.3", "Line 2 of data.tmp is not a line of the population file", "Progeny Sire Dam\n1 0 0 - F\n"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.options);
         TempDir dir;
         WriteSmallEvaluation(dir);
+        if (c.data) WriteFile(dir / "data.tmp", c.data);
         const RunResult r = RunIn(dir.path(), std::string(GBLUP_BIN) + " --geno geno.txt " + c.options);
         EXPECT_EQ(r.exitCode, 1);
         EXPECT_NE(r.err.find(std::string("davok-gblup: Error - ") + c.message), std::string::npos) << r.err;

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "model.h"
-#include "population_file.h"
+#include "test_data.h"
 #include "support/test_util.h"
 
 namespace {

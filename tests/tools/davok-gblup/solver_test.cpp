@@ -7,7 +7,7 @@
 #include <random>
 
 #include "model.h"
-#include "correlation.h"
+#include "test_data.h"
 
 namespace {
 

@@ -1,4 +1,6 @@
-"""davok-plot on the three studies of the guide, run at test size."""
+"""davok-plot on the three studies of the guide, run at test size. The small study files of
+examples/small/, which users run in seconds and the tests run, are the full studies with every
+`// test:` setting applied and nothing else changed."""
 
 import filecmp
 import glob
@@ -7,6 +9,7 @@ import itertools
 import os
 import shutil
 import struct
+import tempfile
 import types
 import unittest
 import xml.etree.ElementTree as ET
@@ -14,7 +17,7 @@ import xml.etree.ElementTree as ET
 import numpy as np
 
 import davok
-from runs import PLOT, TempFolder, plot, run_davok, run_study, tiny
+from runs import EXAMPLES, PLOT, plot, reduced, run_davok, run_study, tiny
 
 WIDTH_IN, HEIGHT_IN, DPI = 6.4, 4.0, 100  # the figure size davok-plot promises
 
@@ -40,8 +43,8 @@ RUNS = {}
 
 def setUpModule():
     global TMP
-    TMP = TempFolder()
-    RUNS.update({name: run_study(TMP.path, name) for name in ("study_dairy", "study_conservation", "study_genomic")})
+    TMP = tempfile.TemporaryDirectory(prefix="davok_plot_")
+    RUNS.update({name: run_study(TMP.name, name) for name in ("study_dairy", "study_conservation", "study_genomic")})
 
 
 def tearDownModule():
@@ -54,7 +57,7 @@ class StudyFigures(unittest.TestCase):
         cls.tmp, cls.runs = TMP, RUNS
         cls.plots = {}
         for name, folder in cls.runs.items():
-            out = os.path.join(cls.tmp.path, "plots_" + name)
+            out = os.path.join(cls.tmp.name, "plots_" + name)
             done = plot(folder, "--out", out)
             if done.returncode != 0:
                 raise RuntimeError(done.stderr)
@@ -87,7 +90,7 @@ class StudyFigures(unittest.TestCase):
                         self.assertEqual(svg_size_pt(path), (WIDTH_IN * 72, HEIGHT_IN * 72))
 
     def test_figures_of_the_same_run_are_byte_identical(self):
-        again = os.path.join(self.tmp.path, "again")
+        again = os.path.join(self.tmp.name, "again")
         done = plot(self.runs["study_dairy"], "--out", again, "--format", "svg,png")
         self.assertEqual(done.returncode, 0, done.stderr)
         first = self.plots["study_dairy"]
@@ -115,7 +118,7 @@ class SummarySources(unittest.TestCase):
 
     def only(self, name, pattern):
         """A copy of the run folder that keeps only the files matching pattern."""
-        folder = os.path.join(self.tmp.path, name)
+        folder = os.path.join(self.tmp.name, name)
         os.makedirs(folder, exist_ok=True)
         for f in glob.glob(os.path.join(self.folder, pattern)):
             shutil.copy(f, folder)
@@ -160,10 +163,10 @@ class PopulationNames(unittest.TestCase):
 
     @classmethod
     def setUpClass(cls):
-        cls.folder = run_davok(TMP.path, "names", tiny(*cls.NAMES))
+        cls.folder = run_davok(TMP.name, "names", tiny(*cls.NAMES))
 
     def figures(self, folder, name):
-        out = os.path.join(TMP.path, name)
+        out = os.path.join(TMP.name, name)
         done = plot(folder, "--out", out, "--format", "png")
         self.assertEqual(done.returncode, 0, done.stderr)
         return out
@@ -175,7 +178,7 @@ class PopulationNames(unittest.TestCase):
         self.assertEqual(sorted(os.listdir(out)), sorted(s + ".png" for s in stems))
 
     def test_genotype_files_are_not_read(self):
-        corrupt = shutil.copytree(self.folder, os.path.join(TMP.path, "names_corrupt"))
+        corrupt = shutil.copytree(self.folder, os.path.join(TMP.name, "names_corrupt"))
         for pop, kind in itertools.product(self.NAMES, ("mrk", "qtl")):
             for path in glob.glob(os.path.join(corrupt, f"{pop}_{kind}_*.txt")):
                 with open(path, "w") as f:
@@ -187,21 +190,21 @@ class PopulationNames(unittest.TestCase):
 
 class Refusals(unittest.TestCase):
     def test_bad_folders_and_formats_end_with_a_message_and_exit_code(self):
-        tmp = TempFolder()
+        tmp = tempfile.TemporaryDirectory(prefix="davok_plot_")
         self.addCleanup(tmp.cleanup)
 
         def folder(name, files):
-            os.mkdir(os.path.join(tmp.path, name))
+            os.mkdir(os.path.join(tmp.name, name))
             for file, text in files.items():
-                with open(os.path.join(tmp.path, name, file), "w") as f:
+                with open(os.path.join(tmp.name, name, file), "w") as f:
                     f.write(text)
-            return os.path.join(tmp.path, name)
+            return os.path.join(tmp.name, name)
 
         empty = folder("empty", {})
         broken = folder("broken", {"p1_ld_decay_001.txt": "No. marker pairs\nBin\\Gen. 0\n[0,.05) x\n"})
         no_generation = folder("no_generation", {"p1_data_001.txt": "ID Polygene QTL F\n1 0.1 0.2 0.0\n"})
         cases = [
-            ([os.path.join(tmp.path, "missing")], "is not a folder"),
+            ([os.path.join(tmp.name, "missing")], "is not a folder"),
             ([empty], "nothing to plot"),
             ([empty, "--format", "gif"], "unknown format"),
             ([broken], "p1_ld_decay_001.txt cannot be read"),
@@ -213,6 +216,22 @@ class Refusals(unittest.TestCase):
                 self.assertEqual(done.returncode, 1)
                 self.assertIn(message, done.stderr)
                 self.assertNotIn("Traceback", done.stderr)
+
+
+
+class SmallStudies(unittest.TestCase):
+    def test_each_small_study_is_its_full_study_at_the_test_settings(self):
+        studies = sorted(glob.glob(os.path.join(EXAMPLES, "study_*.prm")))
+        self.assertEqual(len(studies), 3)
+        for full in studies:
+            with self.subTest(study=os.path.basename(full)):
+                with open(full) as f:
+                    expected = reduced(f.read())
+                with open(os.path.join(EXAMPLES, "small", os.path.basename(full))) as f:
+                    lines = f.read().split("\n")
+                self.assertTrue(lines[0].startswith("// examples/" + os.path.basename(full)), lines[0])
+                self.assertEqual("\n".join(lines[2:]), expected,
+                                 "examples/small/ is out of date: rewrite it from the full study")
 
 
 if __name__ == "__main__":

@@ -1,12 +1,13 @@
 """The readers against each other, against stat_rep.txt and across the forms of one run."""
 
+import tempfile
 import unittest
 
 import numpy as np
 import pandas as pd
 
 import davok
-from runs import TempFolder, run_davok, tiny
+from runs import run_davok, tiny
 
 # A blank, and an ending that is also a kind: "p one_freq_mrk" is a genotype file of this
 # population, not the marker frequencies of "p one".
@@ -16,12 +17,12 @@ POP = "p one_freq"
 class Readers(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.tmp = TempFolder()
-        cls.folder = run_davok(cls.tmp.path, "split", tiny(POP))
+        cls.tmp = tempfile.TemporaryDirectory(prefix="davok_plot_")
+        cls.folder = run_davok(cls.tmp.name, "split", tiny(POP))
         cls.split = davok.load_run(cls.folder)
-        cls.attached = davok.load_run(run_davok(cls.tmp.path, "attached", tiny(POP, extra="   attach_rep;\n")))
+        cls.attached = davok.load_run(run_davok(cls.tmp.name, "attached", tiny(POP, extra="   attach_rep;\n")))
         binary = tiny(POP).replace("genotype /gen 3;", "genotype /binary /gen 3;")
-        cls.binary = davok.load_run(run_davok(cls.tmp.path, "binary", binary))
+        cls.binary = davok.load_run(run_davok(cls.tmp.name, "binary", binary))
 
     @classmethod
     def tearDownClass(cls):
@@ -115,7 +116,7 @@ class Readers(unittest.TestCase):
     def test_stat_file_without_polygenes_with_female_records_and_litter_classes(self):
         text = (tiny(POP).replace("qtlh2 = 0.1;", "qtlh2 = 0.3;\nno_male_rec;")
                 .replace("ls = 2;", "ls = 1 2 [0.5];"))
-        run = davok.load_run(run_davok(self.tmp.path, "forms", text))
+        run = davok.load_run(run_davok(self.tmp.name, "forms", text))
         stat, data = run[POP, "stat"], run[POP, "data"]
         self.assertIn("Phenotype (females):Mean", stat.columns)
         self.assertFalse([c for c in stat.columns if c.startswith(("Polygenes:", "Phenotype:"))])

@@ -3,7 +3,6 @@
 import os
 import re
 import subprocess
-import tempfile
 
 import numpy as np
 
@@ -104,12 +103,3 @@ def run_study(folder, example):
 
 def plot(*args):
     return subprocess.run([PLOT, *args], capture_output=True, text=True)
-
-
-class TempFolder:
-    def __init__(self):
-        self._dir = tempfile.TemporaryDirectory(prefix="davok_plot_")
-        self.path = self._dir.name
-
-    def cleanup(self):
-        self._dir.cleanup()
