@@ -8,6 +8,10 @@
 #include "row_store.h"
 #include "support/messages.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 int64_t BasePosition(double cM)
 {
     const int64_t bp = std::max<int64_t>(1, std::llround(cM * 1e6));
@@ -178,16 +182,16 @@ bool CReader::NextAnimal(int& id)
 // Ors the animal's codes into the row of its group of four; the row is stored when full.
 bool CReader::AppendBed(size_t animal)
 {
-    for (size_t s = 0; s < plan.sources.size(); ++s)
-        if (!plan.sources[s]->ReadBedCodes(codes[s].data())) return false;
     const unsigned shift = 2 * (animal % 4);
-    const size_t n = plan.loci.size();
     uint8_t* out = row.data();
     if (plan.identity) {
-        const uint8_t* in = codes[0].data();
-        for (size_t l = 0; l < n; ++l) out[l] = static_cast<uint8_t>(out[l] | in[l] << shift);
+        if (!plan.sources[0]->ReadBedCodes(out, shift)) return false;
     } else {
-        for (size_t l = 0; l < n; ++l)
+        for (size_t s = 0; s < plan.sources.size(); ++s) {
+            std::fill(codes[s].begin(), codes[s].end(), 0);
+            if (!plan.sources[s]->ReadBedCodes(codes[s].data(), 0)) return false;
+        }
+        for (size_t l = 0; l < plan.loci.size(); ++l)
             out[l] = static_cast<uint8_t>(out[l] | codes[static_cast<size_t>(plan.loci[l].source)][static_cast<size_t>(plan.loci[l].column)] << shift);
     }
     if (shift == 6) {
@@ -284,6 +288,45 @@ CAlleleSet AllelesOfBedRow(uint8_t* row, size_t nAnimals)
 // stretches, few enough that the columns being filled stay in the processor's cache.
 constexpr size_t kLociPerRange = 2048;
 
+#if defined(__SSE2__)
+// 16 rows of 16 bytes (from `in`, `stride` apart) written as 16 columns, column j at out + j * n:
+// four rounds of interleaving row k with row k + 8 turn a 16 x 16 byte matrix.
+inline void Transpose16(const uint8_t* in, size_t stride, uint8_t* out, size_t n)
+{
+    __m128i x[16], y[16];
+    for (size_t k = 0; k < 16; ++k) x[k] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + k * stride));
+    for (int round = 0; round < 4; ++round) {
+        for (int k = 0; k < 8; ++k) {
+            y[2 * k] = _mm_unpacklo_epi8(x[k], x[k + 8]);
+            y[2 * k + 1] = _mm_unpackhi_epi8(x[k], x[k + 8]);
+        }
+        std::copy(y, y + 16, x);
+    }
+    for (size_t j = 0; j < 16; ++j) _mm_storeu_si128(reinterpret_cast<__m128i*>(out + j * n), x[j]);
+}
+#endif
+
+// Bytes 0..width-1 of every row turned into columns: out[j * rows.size() + r] = rows[r][j]. Sixteen
+// rows at a time are copied whole into a buffer that stays in the cache (each row is then read
+// in one stretch) and turned there in 16 x 16 tiles.
+void Transpose(const std::vector<const uint8_t*>& rows, size_t width, uint8_t* out)
+{
+    constexpr size_t kTile = 16;
+    const size_t n = rows.size(), stride = width + 64;  // rows of the buffer off the 4 kB alignment
+    std::vector<uint8_t> near(kTile * stride);
+    for (size_t r0 = 0; r0 < n; r0 += kTile) {
+        const size_t r1 = std::min(n, r0 + kTile);
+        for (size_t r = r0; r < r1; ++r) memcpy(near.data() + (r - r0) * stride, rows[r], width);
+        size_t j0 = 0;
+#if defined(__SSE2__)
+        if (r1 - r0 == kTile)
+            for (; j0 + kTile <= width; j0 += kTile) Transpose16(near.data() + j0, stride, out + j0 * n + r0, n);
+#endif
+        for (size_t j = j0; j < width; ++j)
+            for (size_t r = r0; r < r1; ++r) out[j * n + r] = near[(r - r0) * stride + j];
+    }
+}
+
 // Hands the writer the loci of a .bed store: each range of loci of the group rows turned into
 // one .bed row per locus.
 void WriteBedStore(CRowStore& store, size_t nLoci, size_t nAnimals, long long memoryBytes, CBedRowWriter& writer,
@@ -291,10 +334,12 @@ void WriteBedStore(CRowStore& store, size_t nLoci, size_t nAnimals, long long me
 {
     const size_t groups = store.Rows();
     std::vector<uint8_t> columns(std::min(kLociPerRange, nLoci) * groups);
+    std::vector<const uint8_t*> rows(groups);
     store.ForEachRange(kLociPerRange, static_cast<size_t>(memoryBytes) / 4,
                        [&](size_t g, const uint8_t* data, size_t c0, size_t c1) {
-                           for (size_t j = 0; j < c1 - c0; ++j) columns[j * groups + g] = data[j];
+                           rows[g] = data;
                            if (g + 1 < groups) return;
+                           Transpose(rows, c1 - c0, columns.data());
                            for (size_t l = c0; l < c1; ++l) {
                                uint8_t* row = columns.data() + (l - c0) * groups;
                                writer.WriteBedRow(l, AllelesOfBedRow(row, nAnimals), row);

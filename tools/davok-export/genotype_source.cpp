@@ -9,6 +9,10 @@
 
 #include "support/messages.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace {
 
 constexpr size_t kChunk = 4 << 20;
@@ -24,16 +28,64 @@ inline uint32_t BedCode(uint32_t p, uint32_t m)
     return p == 0 || m == 0 ? kBedMissing : code;
 }
 
-// Four bytes "p m " of a text line XOR "0 0 ": the .bed code, and into bad a nonzero value
-// unless p and m are digits 0 to 2 followed by blanks (the last blank checked when `mask` says so).
-inline uint8_t BedCodeOfText(const char* text, uint32_t mask, uint32_t& bad)
+// A locus of a text line with one-digit labels ("p m ") XOR kTextPattern and a locus of a binary
+// record (p and m as 16-bit numbers) look alike: four bytes, p in byte 0 and m in byte 2, the
+// other two bytes 0 when the labels are below 256.
+constexpr uint32_t kTextPattern = 0x20302030u;
+
+// The four bytes of a locus XOR pattern: the .bed code, and into bad a nonzero value unless p
+// and m are 0 to 2 and the other bytes 0 (the last byte checked when `mask` says so).
+inline uint32_t BedCodeOfLocus(const char* at, uint32_t pattern, uint32_t mask, uint32_t& bad)
 {
     uint32_t w;
-    memcpy(&w, text, 4);
-    const uint32_t v = (w ^ 0x20302030u) & mask;
+    memcpy(&w, at, 4);
+    const uint32_t v = (w ^ pattern) & mask;
     const uint32_t p = v & 0xFF, m = v >> 16 & 0xFF;
     bad |= (v & 0xFFFCFFFCu) | (((p + 1) | (m + 1)) & 4);
-    return static_cast<uint8_t>(BedCode(p, m));
+    return BedCode(p, m);
+}
+
+#if defined(__SSE2__)
+// The .bed codes of 16 loci as bytes, their bad bytes ored into bad. The product p * m (0, 1, 2
+// or 4; 0 when an allele is missing) gives the code as bits 2-3 of 11 p m + 4: 1, 3, 2 and 0.
+inline __m128i BedCodesOf16(const char* at, __m128i pattern, __m128i& bad)
+{
+    const __m128i* in = reinterpret_cast<const __m128i*>(at);
+    const __m128i a = _mm_xor_si128(_mm_loadu_si128(in), pattern), b = _mm_xor_si128(_mm_loadu_si128(in + 1), pattern);
+    const __m128i c = _mm_xor_si128(_mm_loadu_si128(in + 2), pattern), d = _mm_xor_si128(_mm_loadu_si128(in + 3), pattern);
+    // Every byte within its bound (2 for p and m, 0 for the others), checked on the largest.
+    const __m128i largest = _mm_max_epu8(_mm_max_epu8(a, b), _mm_max_epu8(c, d));
+    bad = _mm_or_si128(bad, _mm_subs_epu8(largest, _mm_set1_epi32(0x00020002)));
+    const auto codes = [](__m128i pm) {  // 16-bit lanes p + 256 m
+        const __m128i product = _mm_mullo_epi16(pm, _mm_srli_epi16(pm, 8));
+        const __m128i t = _mm_add_epi16(_mm_mullo_epi16(product, _mm_set1_epi16(11)), _mm_set1_epi16(4));
+        return _mm_and_si128(_mm_srli_epi16(t, 2), _mm_set1_epi16(3));
+    };
+    return _mm_packus_epi16(codes(_mm_packus_epi16(a, b)), codes(_mm_packus_epi16(c, d)));
+}
+#endif
+
+// Ors the .bed codes of n loci of four bytes (see kTextPattern) into out, shifted by `shift`;
+// nonzero when a locus is not two labels of 0 to 2 (out then holds some codes of the record).
+uint32_t OrBedCodes(const char* in, size_t n, uint32_t pattern, uint32_t lastMask, uint8_t* out, unsigned shift)
+{
+    uint32_t bad = 0;
+    size_t k = 0;
+#if defined(__SSE2__)
+    const __m128i pattern16 = _mm_set1_epi32(static_cast<int>(pattern)), count = _mm_cvtsi32_si128(static_cast<int>(shift));
+    __m128i bad16 = _mm_setzero_si128();
+    // The last locus, whose last byte may end the line, is left to the loop below.
+    for (; k + 16 < n; k += 16) {
+        __m128i* to = reinterpret_cast<__m128i*>(out + k);
+        // Codes of 0 to 3 shifted by at most 6 stay within their byte.
+        const __m128i codes = _mm_sll_epi16(BedCodesOf16(in + 4 * k, pattern16, bad16), count);
+        _mm_storeu_si128(to, _mm_or_si128(_mm_loadu_si128(to), codes));
+    }
+    bad |= _mm_movemask_epi8(_mm_cmpeq_epi8(bad16, _mm_setzero_si128())) ^ 0xFFFF;
+#endif
+    for (; k + 1 < n; ++k) out[k] = static_cast<uint8_t>(out[k] | BedCodeOfLocus(in + 4 * k, pattern, 0xFFFFFFFFu, bad) << shift);
+    if (n > 0) out[n - 1] = static_cast<uint8_t>(out[n - 1] | BedCodeOfLocus(in + 4 * (n - 1), pattern, lastMask, bad) << shift);
+    return bad;
 }
 
 int OpenForReading(const std::string& path)
@@ -196,36 +248,41 @@ bool CGenotypeSource::NextId(int& id)
     return true;
 }
 
-bool CGenotypeSource::ReadBedCodes(uint8_t* codes)
+// The loci of the record in the four-byte layout of kTextPattern: every binary record, and a
+// text line of one-digit labels ("p m p m ... p m"); null for other text lines.
+const char* CGenotypeSource::FourBytesALocus()
+{
+    if (form == EGenoForm::Binary) return buffer.data() + at;
+    while (buffer[at] == ' ') ++at;
+    size_t end = lineEnd;
+    while (end > at && buffer[end - 1] == ' ') --end;
+    return nColumns > 0 && end - at == 4 * static_cast<size_t>(nColumns) - 1 ? buffer.data() + at : nullptr;
+}
+
+bool CGenotypeSource::ReadBedCodes(uint8_t* out, unsigned shift)
 {
     const int n = nColumns;
     if (form == EGenoForm::Codes) {
         const char* d = Digits();
-        for (int k = 0; k < n; ++k) codes[k] = kCodeBed[d[k] - '0'];
+        for (int k = 0; k < n; ++k) out[k] = static_cast<uint8_t>(out[k] | kCodeBed[d[k] - '0'] << shift);
         return true;
     }
-    if (form == EGenoForm::Pairs) {
-        // Nearly every line is "p m p m ... p m" with one-digit labels: read four bytes a locus.
-        while (buffer[at] == ' ') ++at;
-        size_t end = lineEnd;
-        while (end > at && buffer[end - 1] == ' ') --end;
-        const char* text = buffer.data() + at;
-        if (n > 0 && end - at == 4 * static_cast<size_t>(n) - 1) {
-            uint32_t bad = 0;
-            for (int k = 0; k + 1 < n; ++k) codes[k] = BedCodeOfText(text + 4 * k, 0xFFFFFFFFu, bad);
-            codes[n - 1] = BedCodeOfText(text + 4 * (n - 1), 0x00FFFFFFu, bad);
-            if (bad == 0) {
-                at = lineEnd + 1;
-                return true;
-            }
-        }
+    const bool binary = form == EGenoForm::Binary;
+    const char* loci = FourBytesALocus();
+    if (loci && OrBedCodes(loci, static_cast<size_t>(n), binary ? 0 : kTextPattern, binary ? 0xFFFFFFFFu : 0x00FFFFFFu,
+                           out, shift) == 0) {
+        SkipRecord();
+        return true;
     }
+    // Labels of several digits, blanks of another width, or damage: parsed number by number.
+    if (loci)
+        for (int k = 0; k < n; ++k) out[k] = static_cast<uint8_t>(out[k] & ~(3u << shift));
     scratch.resize(2 * static_cast<size_t>(n));
     ReadPairs(scratch.data());
     for (int k = 0; k < n; ++k) {
         const uint16_t p = scratch[2 * k], m = scratch[2 * k + 1];
         if (p > 2 || m > 2) return false;
-        codes[k] = static_cast<uint8_t>(BedCode(p, m));
+        out[k] = static_cast<uint8_t>(out[k] | BedCode(p, m) << shift);
     }
     return true;
 }

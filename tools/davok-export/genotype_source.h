@@ -36,9 +36,10 @@ public:
     // The identifier of the replicate's next record; false after the last. Then exactly one of
     // ReadBedCodes, ReadPairs or SkipRecord.
     bool NextId(int& id);
-    // One .bed code per column (see kBedMissing); false, with the record read, when an allele
-    // label above 2 occurs.
-    bool ReadBedCodes(uint8_t* codes);
+    // Ors the .bed code of every column (see kBedMissing), shifted left by `shift` (0, 2, 4 or
+    // 6), into out[column], whose bits there must be clear; false, with the record read, when an
+    // allele label above 2 occurs.
+    bool ReadBedCodes(uint8_t* out, unsigned shift);
     // The paternal and maternal allele of every column (0 = missing).
     void ReadPairs(uint16_t* pairs);
     void SkipRecord();
@@ -56,6 +57,7 @@ private:
     int64_t Tell() const { return bufferStart + static_cast<int64_t>(at); }
     // The next decimal number after blanks of the current line, at most `limit`.
     unsigned Number(unsigned limit);
+    const char* FourBytesALocus();
     void ParsePairs(uint16_t* pairs);
     void EndOfLine();
     const char* Digits();

@@ -20,7 +20,7 @@ public:
     void Reset(size_t rowBytes);
     // Calls use(row, bytes c0..c1-1 of that row, c0, c1) for every row and every range [c0, c1) of
     // at most `width` bytes, range after range; rows kept in the file are read a range at a time
-    // within `bufferBytes`.
+    // within `bufferBytes`. The bytes handed over stay in place until the range's last row.
     template <class Use>
     void ForEachRange(size_t width, size_t bufferBytes, Use use);
 
