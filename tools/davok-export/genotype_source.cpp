@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr size_t kChunk = 4 << 20;
+constexpr size_t kChunk = 1 << 20;
 // The (paternal, maternal) pair of each code digit 0..5; 5 and anything else is missing.
 constexpr uint16_t kCodePairs[6][2] = {{1, 1}, {0, 0}, {2, 2}, {1, 2}, {2, 1}, {0, 0}};
 // The .bed code of each code digit 0..9 (6 to 9 read as 5, missing).
