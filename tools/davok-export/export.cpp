@@ -335,7 +335,7 @@ void WriteBedStore(CRowStore& store, size_t nLoci, size_t nAnimals, long long me
     const size_t groups = store.Rows();
     std::vector<uint8_t> columns(std::min(kLociPerRange, nLoci) * groups);
     std::vector<const uint8_t*> rows(groups);
-    store.ForEachRange(kLociPerRange, static_cast<size_t>(memoryBytes) / 4,
+    store.ForEachRange(kLociPerRange, 1, static_cast<size_t>(memoryBytes) / 4,
                        [&](size_t g, const uint8_t* data, size_t c0, size_t c1) {
                            rows[g] = data;
                            if (g + 1 < groups) return;
@@ -356,7 +356,7 @@ void WriteLabelStore(CRowStore& store, const std::vector<CAlleleSet>& alleles, s
     const size_t nLoci = alleles.size();
     const size_t perRange = std::clamp<size_t>(static_cast<size_t>(memoryBytes) / 4 / (2 * nAnimals), 1, nLoci);
     std::vector<uint8_t> block(perRange * 2 * nAnimals);
-    store.ForEachRange(4 * perRange, static_cast<size_t>(memoryBytes) / 4,
+    store.ForEachRange(4 * perRange, 4, static_cast<size_t>(memoryBytes) / 4,
                        [&](size_t a, const uint8_t* data, size_t c0, size_t c1) {
                            const size_t l0 = c0 / 4, l1 = c1 / 4;
                            for (size_t l = l0; l < l1; ++l) {

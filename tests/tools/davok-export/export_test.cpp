@@ -25,9 +25,10 @@ std::string Replace(std::string text, const std::string& key, const std::string&
 
 // One run of data/export.prm from the fixed seed, in folder r_<name> of dir.
 std::string MakeRun(const TempDir& dir, const std::string& name, const std::string& genotype,
-                    const std::string& qtlAlleles, const std::string& missing, bool attach)
+                    const std::string& qtlAlleles, const std::string& missing, bool attach, int markersPerChr = 20)
 {
     std::string prm = ReadFile(std::string(EXPORT_TEST_DATA) + "/export.prm");
+    prm = Replace(prm, "nmloci = 20", "nmloci = " + std::to_string(markersPerChr));
     prm = Replace(prm, "@GENOTYPE@", genotype);
     prm = Replace(prm, "@QTL_ALLELES@", qtlAlleles);
     prm = Replace(prm, "@MISSING@", missing);
@@ -77,14 +78,16 @@ protected:
     }
     // name: text, snp, binary, merged (attach_rep), missing (a fifth of the marker genotypes
     // missing), all with six QTL alleles (labels above 4 become symbolic VCF alleles); biallelic
-    // and seq with two.
+    // and seq with two; large with 1,500 markers a chromosome and 20 QTL alleles.
     static std::string Run(const std::string& name)
     {
         const TempDir& d = Dir();
         if (!FileExists(d / (name + ".prm"))) {
             const bool two = name == "biallelic" || name == "seq";
             const std::string genotype = name == "snp" ? "/snp_code" : name == "binary" ? "/binary" : name == "seq" ? "/seq" : "";
-            MakeRun(d, name, genotype, two ? "2" : "6", name == "missing" ? "rmmg = 0.2;" : "", name == "merged");
+            const bool large = name == "large";
+            MakeRun(d, name, genotype, two ? "2" : large ? "20" : "6", name == "missing" ? "rmmg = 0.2;" : "",
+                    name == "merged", large ? 1500 : 20);
         }
         return d / ("r_" + name);
     }
@@ -266,6 +269,22 @@ TEST_F(ExportTest, BinaryGenotypesNeedNoLinkageMap)
     const std::vector<std::string> bim = Lines(ReadFile(Dir() / "bare.bim"));
     ASSERT_EQ(bim.size(), 40u);
     EXPECT_EQ(Words(bim[20])[0] + Words(bim[20])[1] + Words(bim[20])[3], "2M211");
+}
+
+TEST_F(ExportTest, GenotypesBeyondTheMemoryBoundExportAsThoseWithin)
+{
+    // 220 animals x 3,006 loci, QTL labels up to 20: with --memory 1 most stored genotypes lie in
+    // the temporary file and are read back in ranges of loci that must not split a genotype.
+    for (const char* args : {" --loci both --format vcf", " --loci both", " --format vcf", ""}) {
+        SCOPED_TRACE(args);
+        ASSERT_EQ(Export(Dir(), Run("large") + args + " --memory 1 --out bound").exitCode, 0);
+        ASSERT_EQ(Export(Dir(), Run("large") + args + " --memory 256 --out free").exitCode, 0);
+        for (const std::string ext : {".vcf", ".bed"}) {
+            if (!FileExists(Dir() / ("free" + ext))) continue;
+            EXPECT_TRUE(ReadFile(Dir() / ("bound" + ext)) == ReadFile(Dir() / ("free" + ext))) << ext;
+        }
+        RunIn(Dir().path(), "rm -f bound.* free.*");
+    }
 }
 
 TEST_F(ExportTest, ProgressLineOnlyForLongExports)
