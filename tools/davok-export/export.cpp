@@ -134,9 +134,17 @@ const SAnimalInfo* FindAnimal(const std::vector<SAnimalInfo>& info, int id)
     return it != info.end() && it->id == id ? &*it : nullptr;
 }
 
-// Genotypes as the reading stores them: .bed codes of four animals a byte when every label is
-// 0, 1 or 2 and the format takes .bed rows, else the two 16-bit labels of every animal and locus.
-enum class EStoreForm { Bed, Labels };
+// Genotypes as the reading stores them, the most compact form the labels allow: .bed codes of
+// four animals a byte when every label is 0, 1 or 2 and the format takes .bed rows; else a byte
+// per genotype, paternal label + 16 x maternal, while every label is 15 at most; else the two
+// 16-bit labels of every genotype.
+enum class EStoreForm { Bed, Nibbles, Labels };
+
+// Bytes a genotype takes in a store of labels.
+size_t GenotypeBytes(EStoreForm form)
+{
+    return form == EStoreForm::Labels ? 4 : 1;
+}
 
 // The single reading of the genotype files: picks the animals of the generations asked for and
 // appends their genotypes to the store, locus by locus in export order.
@@ -148,12 +156,13 @@ public:
     {
     }
 
-    // False when a .bed store meets an allele label above 2.
+    // False when a label is too large for the form: above 2 for .bed codes, above 15 for nibbles.
     bool Read(EStoreForm form, SAnimals& animals, std::vector<CAlleleSet>& alleles);
 
 private:
     bool NextAnimal(int& id);
     bool AppendBed(size_t animal);
+    bool AppendNibbles();
     void AppendLabels(std::vector<CAlleleSet>& alleles);
 
     SPlan& plan;
@@ -161,9 +170,10 @@ private:
     const SExportOptions& o;
     CRowStore& store;
     CProgress& progress;
-    std::vector<std::vector<uint8_t>> codes;    // per file, the .bed codes of the record
+    std::vector<std::vector<uint8_t>> codes;    // per file, the .bed codes or nibble pairs of the record
     std::vector<std::vector<uint16_t>> pairs;   // per file, the labels of the record
     std::vector<uint8_t> row;                   // the row being filled
+    std::vector<uint16_t> seen;                 // nibble store: bit a of a locus set when label a occurs
 };
 
 // The identifier of the next record of every file, which must agree; false after the last.
@@ -201,6 +211,32 @@ bool CReader::AppendBed(size_t animal)
     return true;
 }
 
+// The bits of the two labels of a nibble pair.
+struct SNibbleBits {
+    uint16_t of[256];
+    SNibbleBits()
+    {
+        for (unsigned g = 0; g < 256; ++g) of[g] = static_cast<uint16_t>(1u << (g & 15) | 1u << (g >> 4));
+    }
+};
+
+bool CReader::AppendNibbles()
+{
+    static const SNibbleBits bits;
+    uint8_t* out = row.data();
+    if (plan.identity) {
+        if (!plan.sources[0]->ReadNibblePairs(out)) return false;
+    } else {
+        for (size_t s = 0; s < plan.sources.size(); ++s)
+            if (!plan.sources[s]->ReadNibblePairs(codes[s].data())) return false;
+        for (size_t l = 0; l < plan.loci.size(); ++l)
+            out[l] = codes[static_cast<size_t>(plan.loci[l].source)][static_cast<size_t>(plan.loci[l].column)];
+    }
+    for (size_t l = 0; l < plan.loci.size(); ++l) seen[l] = static_cast<uint16_t>(seen[l] | bits.of[out[l]]);
+    store.Append(out);
+    return true;
+}
+
 void CReader::AppendLabels(std::vector<CAlleleSet>& alleles)
 {
     for (size_t s = 0; s < plan.sources.size(); ++s) plan.sources[s]->ReadPairs(pairs[s].data());
@@ -226,8 +262,8 @@ bool CReader::Read(EStoreForm form, SAnimals& animals, std::vector<CAlleleSet>& 
         codes[s].resize(columns);
         pairs[s].resize(2 * columns);
     }
-    const size_t width = form == EStoreForm::Bed ? 1 : 4;
-    row.assign(plan.loci.size() * width, 0);
+    row.assign(plan.loci.size() * GenotypeBytes(form), 0);
+    seen.assign(form == EStoreForm::Nibbles ? plan.loci.size() : 0, 0);
     store.Reset(row.size());
     animals = SAnimals();
     alleles.assign(plan.loci.size(), CAlleleSet());
@@ -243,12 +279,15 @@ bool CReader::Read(EStoreForm form, SAnimals& animals, std::vector<CAlleleSet>& 
         if (g != o.gens.end()) ++perGen[static_cast<size_t>(g - o.gens.begin())];
         if (form == EStoreForm::Labels)
             AppendLabels(alleles);
-        else if (!AppendBed(animals.Size()))
+        else if (!(form == EStoreForm::Bed ? AppendBed(animals.Size()) : AppendNibbles()))
             return false;
         animals.ids.push_back(id);
         animals.info.push_back(a ? static_cast<int>(a - info.data()) : -1);
     }
     if (form == EStoreForm::Bed && animals.Size() % 4 != 0) store.Append(row.data());
+    for (size_t l = 0; l < seen.size(); ++l)
+        for (uint16_t a = 0; a < 16; ++a)
+            if (seen[l] >> a & 1) alleles[l].Add(a);
     for (size_t k = 0; k < o.gens.size(); ++k)
         if (perGen[k] == 0)
             Abort("Error - Generation %d has no genotyped animals in [%s]\n", o.gens[k], plan.sources[0]->Path().c_str());
@@ -348,25 +387,44 @@ void WriteBedStore(CRowStore& store, size_t nLoci, size_t nAnimals, long long me
                        });
 }
 
-// Hands the writer the loci of a store of labels: for a range of loci at a time, the allele
-// indices of every animal.
-void WriteLabelStore(CRowStore& store, const std::vector<CAlleleSet>& alleles, size_t nAnimals, long long memoryBytes,
-                     CGenotypeWriter& writer, CProgress& progress)
+// The paternal and maternal label of a stored genotype of `bytes` bytes (a nibble pair or two
+// 16-bit labels).
+inline void LabelsOf(const uint8_t* genotype, size_t bytes, uint16_t pair[2])
+{
+    if (bytes == 4) {
+        memcpy(pair, genotype, 4);
+    } else {
+        pair[0] = genotype[0] & 15;
+        pair[1] = static_cast<uint16_t>(genotype[0] >> 4);
+    }
+}
+
+// Hands the writer the loci of a store of labels (genotypes of `bytes` bytes): for a range of
+// loci at a time, the allele indices of every animal.
+void WriteLabelStore(CRowStore& store, size_t bytes, const std::vector<CAlleleSet>& alleles, size_t nAnimals,
+                     long long memoryBytes, CGenotypeWriter& writer, CProgress& progress)
 {
     const size_t nLoci = alleles.size();
     const size_t perRange = std::clamp<size_t>(static_cast<size_t>(memoryBytes) / 4 / (2 * nAnimals), 1, nLoci);
     std::vector<uint8_t> block(perRange * 2 * nAnimals);
-    store.ForEachRange(4 * perRange, 4, static_cast<size_t>(memoryBytes) / 4,
+    std::vector<const uint8_t*> rows(nAnimals);
+    store.ForEachRange(bytes * perRange, bytes, static_cast<size_t>(memoryBytes) / 4,
                        [&](size_t a, const uint8_t* data, size_t c0, size_t c1) {
-                           const size_t l0 = c0 / 4, l1 = c1 / 4;
-                           for (size_t l = l0; l < l1; ++l) {
-                               uint16_t pair[2];
-                               memcpy(pair, data + 4 * (l - l0), 4);
-                               uint8_t* cell = block.data() + (l - l0) * 2 * nAnimals + 2 * a;
-                               cell[0] = static_cast<uint8_t>(alleles[l].Index(pair[0]));
-                               cell[1] = static_cast<uint8_t>(alleles[l].Index(pair[1]));
-                           }
+                           rows[a] = data;
                            if (a + 1 < nAnimals) return;
+                           const size_t l0 = c0 / bytes, l1 = c1 / bytes;
+                           // Sixteen animals at a time, so that the lines of the block being
+                           // filled stay in the cache.
+                           for (size_t a0 = 0; a0 < nAnimals; a0 += 16)
+                               for (size_t l = l0; l < l1; ++l) {
+                                   uint8_t* cell = block.data() + (l - l0) * 2 * nAnimals;
+                                   for (size_t b = a0; b < std::min(nAnimals, a0 + 16); ++b) {
+                                       uint16_t pair[2];
+                                       LabelsOf(rows[b] + (l - l0) * bytes, bytes, pair);
+                                       cell[2 * b] = static_cast<uint8_t>(alleles[l].Index(pair[0]));
+                                       cell[2 * b + 1] = static_cast<uint8_t>(alleles[l].Index(pair[1]));
+                                   }
+                               }
                            for (size_t l = l0; l < l1; ++l) writer.WriteLocus(l, alleles[l], block.data() + (l - l0) * 2 * nAnimals);
                            progress.Show(0.8 + 0.2 * static_cast<double>(l1) / static_cast<double>(nLoci), "writing");
                        });
@@ -399,20 +457,21 @@ void Export(const SExportOptions& o)
     SAnimals animals;
     std::vector<CAlleleSet> alleles;
     CBedRowWriter* bedRows = writer->BedRows();
-    // A label above 2 ends the .bed store: the files are read again into a store of labels.
-    const bool bed = bedRows && reader.Read(EStoreForm::Bed, animals, alleles);
-    if (!bed) {
-        reader.Read(EStoreForm::Labels, animals, alleles);
+    // A label too large for the store's form ends the reading: the files are read again into the
+    // next form.
+    EStoreForm form = bedRows ? EStoreForm::Bed : EStoreForm::Nibbles;
+    while (!reader.Read(form, animals, alleles)) form = form == EStoreForm::Bed ? EStoreForm::Nibbles : EStoreForm::Labels;
+    if (form != EStoreForm::Bed) {
         for (CAlleleSet& a : alleles) a.Seal();
         for (size_t l = 0; l < plan.loci.size(); ++l)
             if (alleles[l].Count() > 254)
                 Abort("Error - Locus %s has %d alleles; at most 254 can be exported\n", plan.loci[l].id.c_str(), alleles[l].Count());
     }
     writer->Begin(animals, info, plan.loci, alleles);
-    if (bed)
+    if (form == EStoreForm::Bed)
         WriteBedStore(store, plan.loci.size(), animals.Size(), o.memoryBytes, *bedRows, progress);
     else
-        WriteLabelStore(store, alleles, animals.Size(), o.memoryBytes, *writer, progress);
+        WriteLabelStore(store, GenotypeBytes(form), alleles, animals.Size(), o.memoryBytes, *writer, progress);
     writer->Finish();
     fprintf(stderr, "%s: %zu animals, %zu loci of population \"%s\", replicate %d\n", out.c_str(), animals.Size(),
             plan.loci.size(), run.Pop().c_str(), o.rep);

@@ -78,7 +78,7 @@ protected:
     }
     // name: text, snp, binary, merged (attach_rep), missing (a fifth of the marker genotypes
     // missing), all with six QTL alleles (labels above 4 become symbolic VCF alleles); biallelic
-    // and seq with two; large with 1,500 markers a chromosome and 20 QTL alleles.
+    // and seq with two; large with 1,500 markers a chromosome and 40 QTL alleles (labels above 15).
     static std::string Run(const std::string& name)
     {
         const TempDir& d = Dir();
@@ -86,7 +86,7 @@ protected:
             const bool two = name == "biallelic" || name == "seq";
             const std::string genotype = name == "snp" ? "/snp_code" : name == "binary" ? "/binary" : name == "seq" ? "/seq" : "";
             const bool large = name == "large";
-            MakeRun(d, name, genotype, two ? "2" : large ? "20" : "6", name == "missing" ? "rmmg = 0.2;" : "",
+            MakeRun(d, name, genotype, two ? "2" : large ? "40" : "6", name == "missing" ? "rmmg = 0.2;" : "",
                     name == "merged", large ? 1500 : 20);
         }
         return d / ("r_" + name);
@@ -273,7 +273,7 @@ TEST_F(ExportTest, BinaryGenotypesNeedNoLinkageMap)
 
 TEST_F(ExportTest, GenotypesBeyondTheMemoryBoundExportAsThoseWithin)
 {
-    // 220 animals x 3,006 loci, QTL labels up to 20: with --memory 1 most stored genotypes lie in
+    // 220 animals x 3,006 loci, QTL labels up to 40: with --memory 1 most stored genotypes lie in
     // the temporary file and are read back in ranges of loci that must not split a genotype.
     for (const char* args : {" --loci both --format vcf", " --loci both", " --format vcf", ""}) {
         SCOPED_TRACE(args);
