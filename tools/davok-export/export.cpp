@@ -345,17 +345,17 @@ inline void Transpose16(const uint8_t* in, size_t stride, uint8_t* out, size_t n
 }
 #endif
 
-// Bytes 0..width-1 of every row turned into columns: out[j * rows.size() + r] = rows[r][j]. Sixteen
-// rows at a time are copied whole into a buffer that stays in the cache (each row is then read
-// in one stretch) and turned there in 16 x 16 tiles.
-void Transpose(const std::vector<const uint8_t*>& rows, size_t width, uint8_t* out)
+// Bytes from..from+width-1 of every row turned into columns: out[j * rows.size() + r] =
+// rows[r][from + j]. Sixteen rows at a time are copied whole into a buffer that stays in the
+// cache (each row is then read in one stretch) and turned there in 16 x 16 tiles.
+void Transpose(const std::vector<const uint8_t*>& rows, size_t from, size_t width, uint8_t* out)
 {
     constexpr size_t kTile = 16;
     const size_t n = rows.size(), stride = width + 64;  // rows of the buffer off the 4 kB alignment
     std::vector<uint8_t> near(kTile * stride);
     for (size_t r0 = 0; r0 < n; r0 += kTile) {
         const size_t r1 = std::min(n, r0 + kTile);
-        for (size_t r = r0; r < r1; ++r) memcpy(near.data() + (r - r0) * stride, rows[r], width);
+        for (size_t r = r0; r < r1; ++r) memcpy(near.data() + (r - r0) * stride, rows[r] + from, width);
         size_t j0 = 0;
 #if defined(__SSE2__)
         if (r1 - r0 == kTile)
@@ -378,7 +378,7 @@ void WriteBedStore(CRowStore& store, size_t nLoci, size_t nAnimals, long long me
                        [&](size_t g, const uint8_t* data, size_t c0, size_t c1) {
                            rows[g] = data;
                            if (g + 1 < groups) return;
-                           Transpose(rows, c1 - c0, columns.data());
+                           Transpose(rows, 0, c1 - c0, columns.data());
                            for (size_t l = c0; l < c1; ++l) {
                                uint8_t* row = columns.data() + (l - c0) * groups;
                                writer.WriteBedRow(l, AllelesOfBedRow(row, nAnimals), row);
@@ -387,20 +387,50 @@ void WriteBedStore(CRowStore& store, size_t nLoci, size_t nAnimals, long long me
                        });
 }
 
-// The paternal and maternal label of a stored genotype of `bytes` bytes (a nibble pair or two
-// 16-bit labels).
-inline void LabelsOf(const uint8_t* genotype, size_t bytes, uint16_t pair[2])
+// The allele indices (paternal, then maternal byte) of a stored genotype of two 16-bit labels.
+inline uint16_t IndexPairOfLabels(const CAlleleSet& alleles, const uint8_t* genotype)
 {
+    uint16_t pair[2];
+    memcpy(pair, genotype, 4);
+    return static_cast<uint16_t>(alleles.Index(pair[0]) | alleles.Index(pair[1]) << 8);
+}
+
+// Turns the genotypes of loci l0..l1-1 of every row (`bytes` a genotype) into allele indices:
+// block[(l - l0) * 2 * rows.size() + 2 * a] paternal, + 1 maternal. Nibble pairs are turned
+// locus-major a stretch of loci at a time and looked up in a table of the locus; 16-bit labels
+// are looked up sixteen animals at a time, so that the lines of the block being filled stay in
+// the cache.
+void IndexBlock(const std::vector<const uint8_t*>& rows, size_t bytes, const std::vector<CAlleleSet>& alleles,
+                size_t l0, size_t l1, uint8_t* block)
+{
+    const size_t n = rows.size();
     if (bytes == 4) {
-        memcpy(pair, genotype, 4);
-    } else {
-        pair[0] = genotype[0] & 15;
-        pair[1] = static_cast<uint16_t>(genotype[0] >> 4);
+        for (size_t a0 = 0; a0 < n; a0 += 16)
+            for (size_t l = l0; l < l1; ++l)
+                for (size_t a = a0; a < std::min(n, a0 + 16); ++a) {
+                    const uint16_t pair = IndexPairOfLabels(alleles[l], rows[a] + (l - l0) * 4);
+                    memcpy(block + (l - l0) * 2 * n + 2 * a, &pair, 2);
+                }
+        return;
+    }
+    constexpr size_t kStretch = 256;
+    std::vector<uint8_t> columns(std::min(kStretch, l1 - l0) * n);
+    uint16_t table[256];
+    for (size_t t0 = l0; t0 < l1; t0 += kStretch) {
+        const size_t t1 = std::min(l1, t0 + kStretch);
+        Transpose(rows, t0 - l0, t1 - t0, columns.data());
+        for (size_t l = t0; l < t1; ++l) {
+            for (unsigned g = 0; g < 256; ++g)
+                table[g] = static_cast<uint16_t>(alleles[l].Index(g & 15) | alleles[l].Index(static_cast<uint16_t>(g >> 4)) << 8);
+            const uint8_t* column = columns.data() + (l - t0) * n;
+            uint8_t* cell = block + (l - l0) * 2 * n;
+            for (size_t a = 0; a < n; ++a) memcpy(cell + 2 * a, &table[column[a]], 2);
+        }
     }
 }
 
-// Hands the writer the loci of a store of labels (genotypes of `bytes` bytes): for a range of
-// loci at a time, the allele indices of every animal.
+// Hands the writer the loci of a store of labels (genotypes of `bytes` bytes: a nibble pair or
+// two 16-bit labels): for a range of loci at a time, the allele indices of every animal.
 void WriteLabelStore(CRowStore& store, size_t bytes, const std::vector<CAlleleSet>& alleles, size_t nAnimals,
                      long long memoryBytes, CGenotypeWriter& writer, CProgress& progress)
 {
@@ -413,18 +443,7 @@ void WriteLabelStore(CRowStore& store, size_t bytes, const std::vector<CAlleleSe
                            rows[a] = data;
                            if (a + 1 < nAnimals) return;
                            const size_t l0 = c0 / bytes, l1 = c1 / bytes;
-                           // Sixteen animals at a time, so that the lines of the block being
-                           // filled stay in the cache.
-                           for (size_t a0 = 0; a0 < nAnimals; a0 += 16)
-                               for (size_t l = l0; l < l1; ++l) {
-                                   uint8_t* cell = block.data() + (l - l0) * 2 * nAnimals;
-                                   for (size_t b = a0; b < std::min(nAnimals, a0 + 16); ++b) {
-                                       uint16_t pair[2];
-                                       LabelsOf(rows[b] + (l - l0) * bytes, bytes, pair);
-                                       cell[2 * b] = static_cast<uint8_t>(alleles[l].Index(pair[0]));
-                                       cell[2 * b + 1] = static_cast<uint8_t>(alleles[l].Index(pair[1]));
-                                   }
-                               }
+                           IndexBlock(rows, bytes, alleles, l0, l1, block.data());
                            for (size_t l = l0; l < l1; ++l) writer.WriteLocus(l, alleles[l], block.data() + (l - l0) * 2 * nAnimals);
                            progress.Show(0.8 + 0.2 * static_cast<double>(l1) / static_cast<double>(nLoci), "writing");
                        });
