@@ -312,6 +312,23 @@ TEST_F(ExportTest, BadInputGivesAMessageExitOneAndNoFile)
     RunIn(bad.path(), "mkdir r_cut && cp " + Run("binary") + "/lm_mrk_001.txt r_cut/");
     const std::string whole = ReadFile(Run("binary") + "/p1_mrk_001.txt");
     WriteFile(cut + "/p1_mrk_001.txt", whole.substr(0, whole.size() - 3));
+    // Text genotype files damaged in their second record (a letter for an allele among the loci
+    // read sixteen at a time, a locus too few or too many; the first gives the number of loci
+    // without a run report) or cut in their last line.
+    const std::string text = ReadFile(Run("text") + "/p1_mrk_001.txt");
+    const size_t second = text.find('\n', text.find('\n') + 1) + 1, secondEnd = text.find('\n', second);
+    std::string letter = text;
+    letter[text.find_first_not_of(' ', text.find(' ', second)) + 4 * 5] = 'x';
+    const std::map<std::string, std::string> damaged = {
+        {"r_letter", letter},
+        {"r_short", text.substr(0, secondEnd - 4) + text.substr(secondEnd)},
+        {"r_long", text.substr(0, secondEnd) + " 1 1" + text.substr(secondEnd)},
+        {"r_unended", text.substr(0, text.size() - 1)},
+    };
+    for (const auto& [name, genotypes] : damaged) {
+        RunIn(bad.path(), "mkdir " + name + " && cp " + Run("text") + "/lm_mrk_001.txt " + name);
+        WriteFile(bad / (name + "/p1_mrk_001.txt"), genotypes);
+    }
 
     struct Case {
         std::string args, message;
@@ -324,6 +341,10 @@ TEST_F(ExportTest, BadInputGivesAMessageExitOneAndNoFile)
         {cut + " --gen 0", "Error - --gen needs the data file ["},
         {bad / "r_lm_line", "Error - The linkage map [" + bad / "r_lm_line/lm_mrk_001.txt] is cut"},
         {bad / "r_lm_mid", "Error - The linkage map [" + bad / "r_lm_mid/lm_mrk_001.txt] is cut"},
+        {bad / "r_letter", "is cut or damaged at record 2: not a number (40 loci expected)"},
+        {bad / "r_short", "is cut or damaged at record 2: the line is short"},
+        {bad / "r_long", "is cut or damaged at record 2: the line is long"},
+        {bad / "r_unended", "the last line has no line feed"},
     };
     for (const Case& c : cases) {
         for (const char* format : {"plink", "vcf"}) {
