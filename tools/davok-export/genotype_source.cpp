@@ -46,11 +46,11 @@ inline void LabelsOfLocus(const char* at, uint32_t pattern, uint32_t mask, uint3
     bad |= (v & 0xFF00FF00u) | (p > limit) | (m > limit);
 }
 
-// Calls sixteen(k, pm) for the loci k..k+15 as two vectors of 16-bit lanes p + 256 m (where SSE2
-// is there) and one(k, p, m) for the others; nonzero when a locus breaks the bounds of `loci`
-// (some loci of the record may then have been handed over).
+// Calls sixteen(k, lo, hi) for the loci k..k+15 as two vectors of eight 16-bit lanes p + 256 m
+// (where SSE2 is there) and one(k, p, m) for the others; nonzero when a locus breaks the bounds
+// of `loci` (some loci of the record may then have been handed over).
 template <class Sixteen, class One>
-uint32_t ForEachLocus(const SFourByteLoci& loci, Sixteen sixteen, One one)
+uint32_t ForEachLocus(const SFourByteLoci& loci, [[maybe_unused]] Sixteen sixteen, One one)
 {
     uint32_t bad = 0, p = 0, m = 0;
     size_t k = 0;
