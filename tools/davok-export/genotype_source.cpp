@@ -9,9 +9,13 @@
 
 #include "support/messages.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace {
 
-constexpr size_t kChunk = 4 << 20;
+constexpr size_t kChunk = 1 << 20;
 // The (paternal, maternal) pair of each code digit 0..5; 5 and anything else is missing.
 constexpr uint16_t kCodePairs[6][2] = {{1, 1}, {0, 0}, {2, 2}, {1, 2}, {2, 1}, {0, 0}};
 // The .bed code of each code digit 0..9 (6 to 9 read as 5, missing).
@@ -24,16 +28,93 @@ inline uint32_t BedCode(uint32_t p, uint32_t m)
     return p == 0 || m == 0 ? kBedMissing : code;
 }
 
-// Four bytes "p m " of a text line XOR "0 0 ": the .bed code, and into bad a nonzero value
-// unless p and m are digits 0 to 2 followed by blanks (the last blank checked when `mask` says so).
-inline uint8_t BedCodeOfText(const char* text, uint32_t mask, uint32_t& bad)
+// A locus of a text line with one-digit labels ("p m ") XOR kTextPattern and a locus of a binary
+// record (p and m as 16-bit numbers) look alike: four bytes, p in byte 0 and m in byte 2, the
+// other two bytes 0 when the labels are below 256.
+constexpr uint32_t kTextPattern = 0x20302030u;
+
+// The labels p and m of the four bytes of a locus; into bad a nonzero value unless both are at
+// most `limit` and the other bytes 0.
+inline void LabelsOfLocus(const char* at, uint32_t pattern, uint32_t mask, uint32_t limit, uint32_t& bad, uint32_t& p,
+                          uint32_t& m)
 {
     uint32_t w;
-    memcpy(&w, text, 4);
-    const uint32_t v = (w ^ 0x20302030u) & mask;
-    const uint32_t p = v & 0xFF, m = v >> 16 & 0xFF;
-    bad |= (v & 0xFFFCFFFCu) | (((p + 1) | (m + 1)) & 4);
-    return static_cast<uint8_t>(BedCode(p, m));
+    memcpy(&w, at, 4);
+    const uint32_t v = (w ^ pattern) & mask;
+    p = v & 0xFF;
+    m = v >> 16 & 0xFF;
+    bad |= (v & 0xFF00FF00u) | (p > limit) | (m > limit);
+}
+
+// Calls sixteen(k, lo, hi) for the loci k..k+15 as two vectors of eight 16-bit lanes p + 256 m
+// (where SSE2 is there) and one(k, p, m) for the others; nonzero when a locus breaks the bounds
+// of `loci` (some loci of the record may then have been handed over).
+template <class Sixteen, class One>
+uint32_t ForEachLocus(const SFourByteLoci& loci, [[maybe_unused]] Sixteen sixteen, One one)
+{
+    uint32_t bad = 0, p = 0, m = 0;
+    size_t k = 0;
+#if defined(__SSE2__)
+    const __m128i pattern = _mm_set1_epi32(static_cast<int>(loci.pattern));
+    const __m128i limit = _mm_set1_epi32(static_cast<int>(loci.limit | loci.limit << 16));
+    __m128i bad16 = _mm_setzero_si128();
+    // The last locus is left to the loop below.
+    for (; k + 16 < loci.n; k += 16) {
+        const __m128i* in = reinterpret_cast<const __m128i*>(loci.at + 4 * k);
+        const __m128i a = _mm_xor_si128(_mm_loadu_si128(in), pattern), b = _mm_xor_si128(_mm_loadu_si128(in + 1), pattern);
+        const __m128i c = _mm_xor_si128(_mm_loadu_si128(in + 2), pattern), d = _mm_xor_si128(_mm_loadu_si128(in + 3), pattern);
+        // Every byte within its bound, checked on the largest of the four.
+        const __m128i largest = _mm_max_epu8(_mm_max_epu8(a, b), _mm_max_epu8(c, d));
+        bad16 = _mm_or_si128(bad16, _mm_subs_epu8(largest, limit));
+        sixteen(k, _mm_packus_epi16(a, b), _mm_packus_epi16(c, d));
+    }
+    bad |= _mm_movemask_epi8(_mm_cmpeq_epi8(bad16, _mm_setzero_si128())) ^ 0xFFFF;
+#endif
+    for (; k < loci.n; ++k) {
+        LabelsOfLocus(loci.at + 4 * k, loci.pattern, k + 1 < loci.n ? 0xFFFFFFFFu : loci.lastMask, loci.limit, bad, p, m);
+        one(k, p, m);
+    }
+    return bad;
+}
+
+// Ors the .bed codes of the loci into out, shifted by `shift` (loci.limit 2).
+uint32_t OrBedCodes(const SFourByteLoci& loci, uint8_t* out, unsigned shift)
+{
+#if defined(__SSE2__)
+    const __m128i count = _mm_cvtsi32_si128(static_cast<int>(shift));
+    // The product p * m (0, 1, 2 or 4; 0 when an allele is missing) gives the code as bits 2-3 of
+    // 11 p m + 4: 1, 3, 2 and 0.
+    const auto codes = [](__m128i pm) {
+        const __m128i product = _mm_mullo_epi16(pm, _mm_srli_epi16(pm, 8));
+        const __m128i t = _mm_add_epi16(_mm_mullo_epi16(product, _mm_set1_epi16(11)), _mm_set1_epi16(4));
+        return _mm_and_si128(_mm_srli_epi16(t, 2), _mm_set1_epi16(3));
+    };
+    const auto sixteen = [&](size_t k, __m128i lo, __m128i hi) {
+        __m128i* to = reinterpret_cast<__m128i*>(out + k);
+        // Codes of 0 to 3 shifted by at most 6 stay within their byte.
+        const __m128i shifted = _mm_sll_epi16(_mm_packus_epi16(codes(lo), codes(hi)), count);
+        _mm_storeu_si128(to, _mm_or_si128(_mm_loadu_si128(to), shifted));
+    };
+#else
+    const auto sixteen = [](size_t, int, int) {};
+#endif
+    return ForEachLocus(loci, sixteen, [&](size_t k, uint32_t p, uint32_t m) {
+        out[k] = static_cast<uint8_t>(out[k] | BedCode(p, m) << shift);
+    });
+}
+
+// Writes each locus as the byte p + 16 m (loci.limit at most 15).
+uint32_t NibblePairs(const SFourByteLoci& loci, uint8_t* out)
+{
+#if defined(__SSE2__)
+    const auto sixteen = [&](size_t k, __m128i lo, __m128i hi) {
+        const auto bytes = [](__m128i pm) { return _mm_and_si128(_mm_or_si128(pm, _mm_srli_epi16(pm, 4)), _mm_set1_epi16(0xFF)); };
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + k), _mm_packus_epi16(bytes(lo), bytes(hi)));
+    };
+#else
+    const auto sixteen = [](size_t, int, int) {};
+#endif
+    return ForEachLocus(loci, sixteen, [&](size_t k, uint32_t p, uint32_t m) { out[k] = static_cast<uint8_t>(p | m << 4); });
 }
 
 int OpenForReading(const std::string& path)
@@ -196,38 +277,47 @@ bool CGenotypeSource::NextId(int& id)
     return true;
 }
 
-bool CGenotypeSource::ReadBedCodes(uint8_t* codes)
+// The loci of the record in the four-byte layout of kTextPattern, with labels up to `limit`
+// (text: one digit at most): every binary record and a text line "p m p m ... p m"; at = null
+// for other text lines.
+SFourByteLoci CGenotypeSource::FourByteLoci(uint32_t limit)
+{
+    const size_t n = static_cast<size_t>(nColumns);
+    if (form == EGenoForm::Binary) return {buffer.data() + at, n, 0, limit, 0xFFFFFFFFu};
+    while (buffer[at] == ' ') ++at;
+    size_t end = lineEnd;
+    while (end > at && buffer[end - 1] == ' ') --end;
+    const bool layout = form == EGenoForm::Pairs && n > 0 && end - at == 4 * n - 1;
+    return {layout ? buffer.data() + at : nullptr, n, kTextPattern, std::min(limit, 9u), 0x00FFFFFFu};
+}
+
+bool CGenotypeSource::ReadBedCodes(uint8_t* out, unsigned shift)
 {
     const int n = nColumns;
     if (form == EGenoForm::Codes) {
         const char* d = Digits();
-        for (int k = 0; k < n; ++k) codes[k] = kCodeBed[d[k] - '0'];
+        for (int k = 0; k < n; ++k) out[k] = static_cast<uint8_t>(out[k] | kCodeBed[d[k] - '0'] << shift);
         return true;
     }
-    if (form == EGenoForm::Pairs) {
-        // Nearly every line is "p m p m ... p m" with one-digit labels: read four bytes a locus.
-        while (buffer[at] == ' ') ++at;
-        size_t end = lineEnd;
-        while (end > at && buffer[end - 1] == ' ') --end;
-        const char* text = buffer.data() + at;
-        if (n > 0 && end - at == 4 * static_cast<size_t>(n) - 1) {
-            uint32_t bad = 0;
-            for (int k = 0; k + 1 < n; ++k) codes[k] = BedCodeOfText(text + 4 * k, 0xFFFFFFFFu, bad);
-            codes[n - 1] = BedCodeOfText(text + 4 * (n - 1), 0x00FFFFFFu, bad);
-            if (bad == 0) {
-                at = lineEnd + 1;
-                return true;
-            }
-        }
+    const SFourByteLoci loci = FourByteLoci(2);
+    if (loci.at && OrBedCodes(loci, out, shift) == 0) {
+        SkipRecord();
+        return true;
     }
-    scratch.resize(2 * static_cast<size_t>(n));
-    ReadPairs(scratch.data());
-    for (int k = 0; k < n; ++k) {
-        const uint16_t p = scratch[2 * k], m = scratch[2 * k + 1];
-        if (p > 2 || m > 2) return false;
-        codes[k] = static_cast<uint8_t>(BedCode(p, m));
+    // Labels of several digits, blanks of another width, or damage: parsed number by number.
+    if (loci.at)
+        for (int k = 0; k < n; ++k) out[k] = static_cast<uint8_t>(out[k] & ~(3u << shift));
+    return ReadPairsWithin(2, [&](int k, uint32_t p, uint32_t m) { out[k] = static_cast<uint8_t>(out[k] | BedCode(p, m) << shift); });
+}
+
+bool CGenotypeSource::ReadNibblePairs(uint8_t* out)
+{
+    const SFourByteLoci loci = FourByteLoci(15);
+    if (loci.at && NibblePairs(loci, out) == 0) {
+        SkipRecord();
+        return true;
     }
-    return true;
+    return ReadPairsWithin(15, [&](int k, uint32_t p, uint32_t m) { out[k] = static_cast<uint8_t>(p | m << 4); });
 }
 
 void CGenotypeSource::ReadPairs(uint16_t* pairs)

@@ -15,6 +15,15 @@ enum class EGenoForm { Pairs, Codes, Binary };
 // 11 1/1, 10 1/2 or 2/1, 00 2/2, 01 missing.
 constexpr uint8_t kBedMissing = 1;
 
+// The n loci of a record of four bytes a locus (text "p m " with one-digit labels, or binary):
+// XOR what, labels up to what, and which bytes of the last locus (a text line's last byte is its
+// line feed).
+struct SFourByteLoci {
+    const char* at;
+    size_t n;
+    uint32_t pattern, limit, lastMask;
+};
+
 class CGenotypeSource {
 public:
     static constexpr unsigned kMaxAllele = 65535;
@@ -34,11 +43,15 @@ public:
     // Back to the replicate's first record.
     void Rewind();
     // The identifier of the replicate's next record; false after the last. Then exactly one of
-    // ReadBedCodes, ReadPairs or SkipRecord.
+    // ReadBedCodes, ReadNibblePairs, ReadPairs or SkipRecord.
     bool NextId(int& id);
-    // One .bed code per column (see kBedMissing); false, with the record read, when an allele
-    // label above 2 occurs.
-    bool ReadBedCodes(uint8_t* codes);
+    // Ors the .bed code of every column (see kBedMissing), shifted left by `shift` (0, 2, 4 or
+    // 6), into out[column], whose bits there must be clear; false, with the record read, when an
+    // allele label above 2 occurs.
+    bool ReadBedCodes(uint8_t* out, unsigned shift);
+    // One byte per column, the paternal label + 16 x the maternal; false, with the record read,
+    // when a label above 15 occurs.
+    bool ReadNibblePairs(uint8_t* out);
     // The paternal and maternal allele of every column (0 = missing).
     void ReadPairs(uint16_t* pairs);
     void SkipRecord();
@@ -56,6 +69,21 @@ private:
     int64_t Tell() const { return bufferStart + static_cast<int64_t>(at); }
     // The next decimal number after blanks of the current line, at most `limit`.
     unsigned Number(unsigned limit);
+    SFourByteLoci FourByteLoci(uint32_t limit);
+    // Parses the record number by number and hands use(column, p, m) every pair; false, with the
+    // record read, when a label above `limit` occurs.
+    template <class Use>
+    bool ReadPairsWithin(uint32_t limit, Use use)
+    {
+        scratch.resize(2 * static_cast<size_t>(nColumns));
+        ReadPairs(scratch.data());
+        for (int k = 0; k < nColumns; ++k) {
+            const uint32_t p = scratch[2 * k], m = scratch[2 * k + 1];
+            if (p > limit || m > limit) return false;
+            use(k, p, m);
+        }
+        return true;
+    }
     void ParsePairs(uint16_t* pairs);
     void EndOfLine();
     const char* Digits();

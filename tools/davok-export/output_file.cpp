@@ -11,6 +11,8 @@
 
 namespace {
 
+constexpr size_t kBufferBytes = 1 << 20;
+
 // Temporary files not yet renamed; removed when the program ends, also through Abort.
 std::vector<std::string>& PendingFiles()
 {
@@ -44,6 +46,8 @@ COutputFile::COutputFile(const std::string& name) : finalName(name)
     tempName = finalName + ".tmp" + std::to_string(getpid());
     fp = fopen(tempName.c_str(), "wb");
     if (!fp) Abort("Error - Could not open [%s] (written as [%s]); %s\n", finalName.c_str(), tempName.c_str(), strerror(errno));
+    buffer.resize(kBufferBytes);
+    setvbuf(fp, buffer.data(), _IOFBF, buffer.size());
     PendingFiles().push_back(tempName);
 }
 

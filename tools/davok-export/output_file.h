@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <string>
+#include <vector>
 
 class COutputFile {
 public:
@@ -23,4 +24,5 @@ private:
     std::string finalName;  // the name the file gets when complete
     std::string tempName;   // where it is written meanwhile; empty for standard output
     FILE* fp = nullptr;     // owned unless standard output
+    std::vector<char> buffer;  // the stream's buffer: large, so that it is written in long blocks
 };

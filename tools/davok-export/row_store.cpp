@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include "support/messages.h"
@@ -24,6 +25,21 @@ int TemporaryFile()
     return fd;
 }
 
+// Asks for large pages (2 MB) within [data, data + bytes) where the system gives them on request:
+// a store filling tens of megabytes then costs a few page faults instead of thousands.
+void AdviseLargePages(uint8_t* data, size_t bytes)
+{
+#ifdef MADV_HUGEPAGE
+    constexpr uintptr_t kLarge = 2 << 20;
+    const uintptr_t begin = (reinterpret_cast<uintptr_t>(data) + kLarge - 1) & ~(kLarge - 1);
+    const uintptr_t end = (reinterpret_cast<uintptr_t>(data) + bytes) & ~(kLarge - 1);
+    if (end > begin) madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
+#else
+    (void)data;
+    (void)bytes;
+#endif
+}
+
 }  // namespace
 
 CRowStore::CRowStore(size_t rowBytes, size_t memoryBytes) : rowBytes(rowBytes), memoryBytes(memoryBytes) {}
@@ -40,6 +56,7 @@ void CRowStore::Reset(size_t bytes)
     memory.clear();
     // Reserved whole, so that growing never holds two copies; untouched pages cost nothing.
     if (rowBytes > 0) memory.reserve(memoryBytes / rowBytes * rowBytes);
+    AdviseLargePages(memory.data(), memory.capacity());
     pending.clear();
     if (fd >= 0 && ftruncate(fd, 0) != 0) Abort("Error - Could not write the temporary file; %s\n", strerror(errno));
 }

@@ -19,10 +19,11 @@ public:
     // Empties the store for a new series of rows of rowBytes.
     void Reset(size_t rowBytes);
     // Calls use(row, bytes c0..c1-1 of that row, c0, c1) for every row and every range [c0, c1) of
-    // at most `width` bytes, range after range; rows kept in the file are read a range at a time
-    // within `bufferBytes`.
+    // at most `width` bytes, range after range, each range whole units of `unit` bytes (width a
+    // multiple of it); rows kept in the file are read a range at a time within `bufferBytes`. The
+    // bytes handed over stay in place until the range's last row.
     template <class Use>
-    void ForEachRange(size_t width, size_t bufferBytes, Use use);
+    void ForEachRange(size_t width, size_t unit, size_t bufferBytes, Use use);
 
 private:
     void Spill(const uint8_t* row);
@@ -38,11 +39,11 @@ private:
 };
 
 template <class Use>
-void CRowStore::ForEachRange(size_t width, size_t bufferBytes, Use use)
+void CRowStore::ForEachRange(size_t width, size_t unit, size_t bufferBytes, Use use)
 {
     const size_t inFile = rows - inMemory;
     // Rows in the file come in ranges that fit the buffer.
-    if (inFile > 0) width = std::max<size_t>(1, std::min(width, bufferBytes / inFile));
+    if (inFile > 0) width = std::max(unit, std::min(width, bufferBytes / inFile / unit * unit));
     std::vector<uint8_t> fileRange;
     for (size_t c0 = 0; c0 < rowBytes; c0 += width) {
         const size_t c1 = std::min(rowBytes, c0 + width);

@@ -1,17 +1,30 @@
 #include "run_folder.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <dirent.h>
 #include <fstream>
 #include <set>
-#include <sstream>
 #include <sys/stat.h>
 
 #include "support/messages.h"
 
 namespace {
+
+// The words of a line, separated by white space as a stream reads them, into `words`.
+void SplitWords(const std::string& line, std::vector<std::string>& words)
+{
+    words.clear();
+    const auto blank = [&](size_t k) { return isspace(static_cast<unsigned char>(line[k])) != 0; };
+    for (size_t k = 0; k < line.size();) {
+        while (k < line.size() && blank(k)) ++k;
+        const size_t start = k;
+        while (k < line.size() && !blank(k)) ++k;
+        if (k > start) words.emplace_back(line, start, k - start);
+    }
+}
 
 const char* const kGenotypeKinds[] = {"_mrk_qtl", "_mrk", "_qtl"};
 // Result files whose names end like a population's genotype file but are not one: those of the
@@ -151,15 +164,16 @@ std::vector<SMapLocus> CRunFolder::ReadMap(const std::string& kind) const
         Abort("Error - The linkage map [%s] is missing: add linkage_map; to the output block of the run\n", path.c_str());
     if (!EndsWithLineFeed(path)) Abort("Error - The linkage map [%s] is cut: its last line has no line feed\n", path.c_str());
     std::vector<SMapLocus> loci;
+    std::vector<std::string> words;
     ForEachLine(path, [&](const std::string& line) {
-        std::istringstream in(line);
-        std::string id, chr, pos;
-        if (!(in >> id) || id == "ID") return;
-        if (!(in >> chr >> pos)) Abort("Error - Unexpected line in [%s]: %s\n", path.c_str(), line.c_str());
-        const double c = ToDouble(chr, path, line);
+        SplitWords(line, words);
+        if (words.empty() || words[0] == "ID") return;
+        if (words.size() < 3) Abort("Error - Unexpected line in [%s]: %s\n", path.c_str(), line.c_str());
+        const std::string& id = words[0];
+        const double c = ToDouble(words[1], path, line);
         if ((id[0] != 'M' && id[0] != 'Q') || c < 1 || c > 100000 || c != static_cast<int>(c))
             Abort("Error - Unexpected line in [%s]: %s\n", path.c_str(), line.c_str());
-        const double cM = ToDouble(pos, path, line);
+        const double cM = ToDouble(words[2], path, line);
         if (!(cM >= 0 && cM <= 1e6)) Abort("Error - Unexpected line in [%s]: %s\n", path.c_str(), line.c_str());
         loci.push_back({id, static_cast<int>(c), cM, id[0] == 'Q'});
     });
@@ -241,10 +255,9 @@ std::vector<SAnimalInfo> CRunFolder::ReadAnimals() const
         return it == names.end() ? -1 : static_cast<int>(it - names.begin());
     };
     int id = -1, sire = -1, dam = -1, sex = -1, gen = -1, phen = -1;
+    std::vector<std::string> f;
     ForEachLine(path, [&](const std::string& line) {
-        std::istringstream in(line);
-        std::vector<std::string> f;
-        for (std::string w; in >> w;) f.push_back(w);
+        SplitWords(line, f);
         if (f.empty()) return;
         if (f[0] == "Progeny") {
             names = f;

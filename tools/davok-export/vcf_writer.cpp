@@ -76,11 +76,15 @@ public:
         snprintf(cm, sizeof(cm), ";CM=%.5f\tGT", locus.cM);
         line += cm;
         const unsigned shift = nReference ? 0 : 1;
-        for (size_t a = 0; a < nAnimals; ++a) {
-            line += '\t';
-            AppendAllele(pairs[2 * a], shift);
-            line += '|';
-            AppendAllele(pairs[2 * a + 1], shift);
+        if (labels.size() - shift <= 9) {
+            AppendOneCharGenotypes(pairs, shift, labels.size());
+        } else {
+            for (size_t a = 0; a < nAnimals; ++a) {
+                line += '\t';
+                AppendAllele(pairs[2 * a], shift);
+                line += '|';
+                AppendAllele(pairs[2 * a + 1], shift);
+            }
         }
         line += '\n';
         file.Write(line.data(), line.size());
@@ -89,6 +93,23 @@ public:
     void Finish() override { file.Commit(); }
 
 private:
+    // The genotypes of a locus whose alleles are written as one digit each (index - shift, at most
+    // 9, '.' for index 0): four bytes a genotype.
+    void AppendOneCharGenotypes(const uint8_t* pairs, unsigned shift, size_t nAlleles)
+    {
+        char text[11];
+        for (size_t i = 0; i <= nAlleles; ++i) text[i] = i == 0 ? '.' : static_cast<char>('0' + i - shift);
+        const size_t at = line.size();
+        line.resize(at + 4 * nAnimals);
+        char* out = &line[at];
+        for (size_t a = 0; a < nAnimals; ++a, out += 4) {
+            out[0] = '\t';
+            out[1] = text[pairs[2 * a]];
+            out[2] = '|';
+            out[3] = text[pairs[2 * a + 1]];
+        }
+    }
+
     void AppendAllele(uint8_t index, unsigned shift)
     {
         if (index == 0)

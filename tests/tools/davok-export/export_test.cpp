@@ -55,15 +55,17 @@ protected:
     }
     // name: text, snp, binary, merged (attach_rep), missing (a fifth of the marker genotypes
     // missing), all with six QTL alleles (labels above 4 become symbolic VCF alleles); biallelic
-    // and seq with two.
+    // and seq with two; large with 1,500 markers a chromosome and 40 QTL alleles (labels above 15).
     static std::string Run(const std::string& name)
     {
         const TempDir& d = Dir();
         if (!FileExists(d / (name + ".prm"))) {
             const bool two = name == "biallelic" || name == "seq";
+            const bool large = name == "large";
             const std::map<std::string, std::string> fills = {
                 {"@GENOTYPE@", name == "snp" ? "/snp_code" : name == "binary" ? "/binary" : name == "seq" ? "/seq" : ""},
-                {"@QTL_ALLELES@", two ? "2" : "6"},
+                {"@QTL_ALLELES@", two ? "2" : large ? "40" : "6"},
+                {"nmloci = 20", large ? "nmloci = 1500" : "nmloci = 20"},
                 {"@MISSING@", name == "missing" ? "rmmg = 0.2;" : ""},
                 {"@ATTACH@", name == "merged" ? "attach_rep;" : ""}};
             std::string prm = ReadFile(std::string(EXPORT_TEST_DATA) + "/export.prm");
@@ -254,6 +256,22 @@ TEST_F(ExportTest, BinaryGenotypesNeedNoLinkageMap)
     EXPECT_EQ(Words(bim[20])[0] + Words(bim[20])[1] + Words(bim[20])[3], "2M211");
 }
 
+TEST_F(ExportTest, GenotypesBeyondTheMemoryBoundExportAsThoseWithin)
+{
+    // 220 animals x 3,006 loci, QTL labels up to 40: with --memory 1 most stored genotypes lie in
+    // the temporary file and are read back in ranges of loci that must not split a genotype.
+    for (const char* args : {" --loci both --format vcf", " --loci both", " --format vcf", ""}) {
+        SCOPED_TRACE(args);
+        ASSERT_EQ(Export(Dir(), Run("large") + args + " --memory 1 --out bound").exitCode, 0);
+        ASSERT_EQ(Export(Dir(), Run("large") + args + " --memory 256 --out free").exitCode, 0);
+        for (const std::string ext : {".vcf", ".bed"}) {
+            if (!FileExists(Dir() / ("free" + ext))) continue;
+            EXPECT_TRUE(ReadFile(Dir() / ("bound" + ext)) == ReadFile(Dir() / ("free" + ext))) << ext;
+        }
+        RunIn(Dir().path(), "rm -f bound.* free.*");
+    }
+}
+
 TEST_F(ExportTest, ProgressLineOnlyForLongExports)
 {
     // DAVOK_EXPORT_PROGRESS=0 takes every export for a long one.
@@ -279,6 +297,23 @@ TEST_F(ExportTest, BadInputGivesAMessageExitOneAndNoFile)
     RunIn(bad.path(), "mkdir r_cut && cp " + Run("binary") + "/lm_mrk_001.txt r_cut/");
     const std::string whole = ReadFile(Run("binary") + "/p1_mrk_001.txt");
     WriteFile(cut + "/p1_mrk_001.txt", whole.substr(0, whole.size() - 3));
+    // Text genotype files damaged in their second record (a letter for an allele among the loci
+    // read sixteen at a time, a locus too few or too many; the first gives the number of loci
+    // without a run report) or cut in their last line.
+    const std::string text = ReadFile(Run("text") + "/p1_mrk_001.txt");
+    const size_t second = text.find('\n', text.find('\n') + 1) + 1, secondEnd = text.find('\n', second);
+    std::string letter = text;
+    letter[text.find_first_not_of(' ', text.find(' ', second)) + 4 * 5] = 'x';
+    const std::map<std::string, std::string> damaged = {
+        {"r_letter", letter},
+        {"r_short", text.substr(0, secondEnd - 4) + text.substr(secondEnd)},
+        {"r_long", text.substr(0, secondEnd) + " 1 1" + text.substr(secondEnd)},
+        {"r_unended", text.substr(0, text.size() - 1)},
+    };
+    for (const auto& [name, genotypes] : damaged) {
+        RunIn(bad.path(), "mkdir " + name + " && cp " + Run("text") + "/lm_mrk_001.txt " + name);
+        WriteFile(bad / (name + "/p1_mrk_001.txt"), genotypes);
+    }
 
     struct Case {
         std::string args, message;
@@ -291,6 +326,10 @@ TEST_F(ExportTest, BadInputGivesAMessageExitOneAndNoFile)
         {cut + " --gen 0", "Error - --gen needs the data file ["},
         {bad / "r_lm_line", "Error - The linkage map [" + bad / "r_lm_line/lm_mrk_001.txt] is cut"},
         {bad / "r_lm_mid", "Error - The linkage map [" + bad / "r_lm_mid/lm_mrk_001.txt] is cut"},
+        {bad / "r_letter", "is cut or damaged at record 2: not a number (40 loci expected)"},
+        {bad / "r_short", "is cut or damaged at record 2: the line is short"},
+        {bad / "r_long", "is cut or damaged at record 2: the line is long"},
+        {bad / "r_unended", "the last line has no line feed"},
     };
     for (const Case& c : cases) {
         for (const char* format : {"plink", "vcf"}) {
