@@ -117,7 +117,7 @@ void SimClass::PrintRunSummary()
     Info("QTL variance                     : %g\n", prm.global.varQTL);
     Info("Residual variance                : %g\n", prm.global.varRes);
     Info("Phenotypic variance              : %g\n", prm.global.phvar);
-    Info("No. chromosomes                  : %d\n", nChr);
+    Info("No. chromosomes                  : %d\n", prm.genome.nChr);
     Info("No. QTL in total                 : %s\n", FormatNum(static_cast<unsigned long long>(nQTLTot)));
     Info("No. markers in total             : %s\n", FormatNum(static_cast<unsigned long long>(nMrkTot)));
     if (prm.genome.rmmg.rate > 0 || prm.genome.rmqg.rate > 0) {

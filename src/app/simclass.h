@@ -95,7 +95,9 @@ public:
     void FreeChrProgMem(CPopulation* pop, int first, int last);
 
     // ---- Locus positions (genome/positions.cpp) ----
-    void SortLPos_CheckLPos(short chr);
+    // The run's chromosomes and locus records, from the genome statements.
+    void BuildGenome();
+    void SortFixedPositions(short chr);
     static void LPosQSort(int first, int last, SLocus** loci);
     // Draws distinct positions; a draw above `limit` (the end of the chromosome or genome) is set to it.
     void GenerateUniqueURandPos(SLocus** loci, int n, double mRange, double mStart, double qRange,
@@ -248,12 +250,10 @@ public:
     int npop = 0;
 
     // ---- Genome ----
-    short nChr = 0;
-    std::vector<SChrom> chrom;
+    std::vector<SChrom> chrom;       // one per chromosome statement block; built once, never moved
     std::vector<SLocus> locusStore;  // every locus record, chromosome by chromosome
     std::vector<SLocus*> locusPtr;   // genome-wide pointer array; its slices are the full locus lists
-    int nMrkTot = 0, nQTLTot = 0, nLociTot = 0;
-    double genomeLength = 0;         // sum of len, cM
+    int nMrkTot = 0, nQTLTot = 0, nLociTot = 0;  // loci of the replicate (select_seg_loci lowers them)
 
     // ---- Genome-wide run state ----
     std::vector<int> mrkIndex;       // genome-wide index of every marker, in genome order
@@ -329,7 +329,8 @@ private:
     void RetrieveGenomeWide(SCom* t);
     void RetrieveChr(SCom* firstChrToken);
     void AllocLoci();
-    SLocus* ClassLoci(const SChrom& ch, bool qtl);
+    SLocusParams* ClassLoci(const SChromParams& ch, bool qtl);
+    void CheckChrPositions(const SChromParams& ch);
     void RetrieveChrPositions(SCom*& t, int c);
     void RetrieveChrAlleleNumbers(SCom*& t, int c);
     void RetrieveChrFrequencies(SCom*& t, int c);

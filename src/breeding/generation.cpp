@@ -208,7 +208,7 @@ void SimClass::MakeProgenyGenomes(int gen, int first, int last)
     Split2Index(parts.data(), first, last, nParts, kMinProgenyPerWorker);
     std::vector<CMyRnd> generators;
     MakeDerivedGenerators(generators, nParts);
-    std::vector<std::vector<SCrossoP>> scratch(static_cast<size_t>(nParts), std::vector<SCrossoP>(static_cast<size_t>(nChr)));
+    std::vector<std::vector<SCrossoP>> scratch(static_cast<size_t>(nParts), std::vector<SCrossoP>(static_cast<size_t>(prm.genome.nChr)));
     const SPopOutput& o = curPop->prm.out;
     const bool crossText = o.crossoverOut && crossoFp && gen < static_cast<int>(o.crossoverGen.size()) &&
                            o.crossoverGen[static_cast<size_t>(gen)];

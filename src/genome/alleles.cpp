@@ -18,7 +18,7 @@ void ForEachOfClass(SChrom& ch, bool qtl, F f)
 
 void SampleNumbersOfAlleles(SChrom& ch, bool qtl, int rep)
 {
-    const SLocusClassSettings& s = ch.Settings(qtl);
+    const SLocusClassSettings& s = ch.prm.Settings(qtl);
     if (!DrawnThisReplicate(s.nAlleleMethod == ENumAlleleMethod::Rnd, s.nAlleleMethod == ENumAlleleMethod::Rnd1, rep))
         return;
     ForEachOfClass(ch, qtl, [&](SLocus* l) {
@@ -31,7 +31,7 @@ void SampleNumbersOfAlleles(SChrom& ch, bool qtl, int rep)
 
 void SampleFrequencies(SChrom& ch, bool qtl, int rep)
 {
-    const SLocusClassSettings& s = ch.Settings(qtl);
+    const SLocusClassSettings& s = ch.prm.Settings(qtl);
     if (s.nAlleleMethod == ENumAlleleMethod::Unique) return;  // founders carry their own alleles
     if (DrawnThisReplicate(s.freqMethod == EFreqMethod::Rnd, s.freqMethod == EFreqMethod::Rnd1, rep)) {
         ForEachOfClass(ch, qtl, [](SLocus* l) {

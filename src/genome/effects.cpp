@@ -31,17 +31,17 @@ struct SQTLSums {
 void SimClass::AllocQAEffectMem()
 {
     for (SChrom& ch : chrom) {
-        ch.mrk.fixed = ch.qtl.fixed = 0;
+        ch.nMrkFixed = ch.nQTLFixed = 0;
         for (int i = 0; i < ch.NLoci(); ++i) {
             SLocus* l = ch.loci[i];
             if (l->isQTL) l->effect.assign(l->nAllele, 0.0);
-            if (l->nAllele == 1) ch.Settings(l->isQTL).fixed++;
+            if (l->nAllele == 1) ch.Fixed(l->isQTL)++;
         }
     }
     int fixedMrk = 0, fixedQTL = 0;
     for (const SChrom& ch : chrom) {
-        fixedMrk += ch.mrk.fixed;
-        fixedQTL += ch.qtl.fixed;
+        fixedMrk += ch.nMrkFixed;
+        fixedQTL += ch.nQTLFixed;
     }
     Info("   No. segregating markers  : %-7s out of %s\n", FormatNum(static_cast<unsigned long long>(nMrkTot - fixedMrk)),
          FormatNum(static_cast<unsigned long long>(nMrkTot)));
@@ -58,9 +58,9 @@ void SimClass::SampleQAEffect()
     double v = prm.global.varQTL / nQTLTot * 0.5;
     double s = 0;
     const SChrom& first = chrom[0];
-    switch (first.qaeMethod) {
+    switch (first.prm.qaeMethod) {
     case EEffectMethod::Pd: s = std::sqrt(v) / 0.7483314773547883; break;
-    case EEffectMethod::Rndg: s = std::sqrt(v) / std::sqrt(first.gammaShape * first.gammaShape + first.gammaShape); break;
+    case EEffectMethod::Rndg: s = std::sqrt(v) / std::sqrt(first.prm.gammaShape * first.prm.gammaShape + first.prm.gammaShape); break;
     case EEffectMethod::Rndn: s = std::sqrt(v); break;
     case EEffectMethod::Rnd: s = std::sqrt(v) / 0.5773502691896257; break;
     }
@@ -74,9 +74,9 @@ void SimClass::SampleQAEffect()
                 continue;
             }
             for (double& e : l->effect) {
-                switch (ch.qaeMethod) {
+                switch (ch.prm.qaeMethod) {
                 case EEffectMethod::Pd: e = randomSign(MyRnd.GRand(0.4) * s); break;
-                case EEffectMethod::Rndg: e = randomSign(MyRnd.GRand(ch.gammaShape) * s); break;
+                case EEffectMethod::Rndg: e = randomSign(MyRnd.GRand(ch.prm.gammaShape) * s); break;
                 case EEffectMethod::Rndn: e = MyRnd.NRand() * s; break;
                 case EEffectMethod::Rnd: e = randomSign(MyRnd.URand() * s); break;
                 }
@@ -90,7 +90,7 @@ double SimClass::QTLValue(const SRec* rec) const
     const uint16_t* pat = rec->Pat();
     const uint16_t* mat = rec->Mat();
     for (const SChrom& ch : chrom) {
-        bool maternalOnly = ch.isX && rec->sex == 1;
+        bool maternalOnly = ch.prm.isX && rec->sex == 1;
         for (int k = 0; k < ch.nQTL; ++k) {
             int g = ch.qtlIdx[k];
             const std::vector<double>& e = LocusAt(g)->effect;
@@ -113,7 +113,7 @@ void SimClass::ScaleQAEffect(SRec* lhg, int n, double& scale)
         double value = 0;
         int k = 0;
         for (const SChrom& ch : chrom) {
-            bool maternalOnly = ch.isX && r.sex == 1;
+            bool maternalOnly = ch.prm.isX && r.sex == 1;
             for (int j = 0; j < ch.nQTL; ++j, ++k) {
                 int g = ch.qtlIdx[j];
                 const std::vector<double>& e = LocusAt(g)->effect;
@@ -137,7 +137,7 @@ void SimClass::ScaleQAEffect(SRec* lhg, int n, double& scale)
         double mean = perQTL[k].sum / perQTL[k].copies;
         for (double& e : l->effect) e = (e - mean) * factor;
     };
-    if (chrom.empty() || chrom[0].qaeMethod != EEffectMethod::Pd) {
+    if (chrom.empty() || chrom[0].prm.qaeMethod != EEffectMethod::Pd) {
         double v = Variance(qSum, qSumSq, n);
         if (prm.global.varQTL > 1e-5 && v < 1e-5) VarianceError(56);
         double f = v >= 1e-5 ? std::sqrt(prm.global.varQTL) / std::sqrt(v) : 1;

@@ -12,16 +12,16 @@
 // chromosome or by genome-wide index. Blocks come from the engine's pool (main thread only).
 void SimClass::AllocRecChr(SRec* rec)
 {
-    size_t pointers = 2 * static_cast<size_t>(nChr) * sizeof(uint16_t*);
+    size_t pointers = 2 * static_cast<size_t>(prm.genome.nChr) * sizeof(uint16_t*);
     size_t alleles = 2 * static_cast<size_t>(nLociTot) * sizeof(uint16_t);
     void* block = genomePool.Take(pointers + alleles);
     if (!block) RaiseFatal("Error (AllocRecChr) - Allocation failed!\n");
     rec->patChr = static_cast<uint16_t**>(block);
-    rec->matChr = rec->patChr + nChr;
-    uint16_t* pat = reinterpret_cast<uint16_t*>(rec->matChr + nChr);
+    rec->matChr = rec->patChr + prm.genome.nChr;
+    uint16_t* pat = reinterpret_cast<uint16_t*>(rec->matChr + prm.genome.nChr);
     uint16_t* mat = pat + nLociTot;
     int offset = 0;
-    for (int c = 0; c < nChr; ++c) {
+    for (int c = 0; c < prm.genome.nChr; ++c) {
         rec->patChr[c] = pat + offset;
         rec->matChr[c] = mat + offset;
         offset += chrom[c].NLoci();
@@ -93,9 +93,9 @@ int SimClass::MrkHomozy(SRec* rec)
     int count = 0;
     const uint16_t* patAll = rec->Pat();
     const uint16_t* matAll = rec->Mat();
-    for (int c = 0; c < nChr; ++c) {
+    for (int c = 0; c < prm.genome.nChr; ++c) {
         const SChrom& ch = chrom[c];
-        if (ch.isX && rec->sex == 1) continue;  // a male's two X copies are the same
+        if (ch.prm.isX && rec->sex == 1) continue;  // a male's two X copies are the same
         const uint16_t* pat = rec->patChr[c];
         const uint16_t* mat = rec->matChr[c];
         const int n = ch.NLoci();
@@ -114,7 +114,7 @@ void SimClass::AllocGlobalMem()
         p.genStat.assign(static_cast<size_t>(p.prm.ng) + 2, SGenStat());
         p.repStat.assign(static_cast<size_t>(p.prm.ng) + 1, SGenRepStat());
     }
-    crossScratch.assign(static_cast<size_t>(nChr), SCrossoP());
+    crossScratch.assign(static_cast<size_t>(prm.genome.nChr), SCrossoP());
     mrkIndex.assign(static_cast<size_t>(nMrkTot), 0);
     qtlIndex.assign(static_cast<size_t>(nQTLTot), 0);
     unknownParent.id = 0;
@@ -177,8 +177,8 @@ void SimClass::FreePopMem()
         nMrkTot = nQTLTot = 0;
         for (SChrom& ch : chrom) {
             ch.loci = ch.fullLoci;
-            ch.nMrk = ch.mrk.full;
-            ch.nQTL = ch.qtl.full;
+            ch.nMrk = ch.nMrkFull;
+            ch.nQTL = ch.nQTLFull;
             nMrkTot += ch.nMrk;
             nQTLTot += ch.nQTL;
         }
@@ -223,4 +223,31 @@ void SimClass::FreeChrProgMem(CPopulation* pop, int first, int last)
         SRec& r = pop->indiv[i];
         if (r.genomeUse && *r.genomeUse == 0) ReleaseGenome(&r);
     }
+}
+
+// Every locus record starts from its statements; the loci whose positions the statements fix
+// are then put into map order (the others are placed per replicate).
+void SimClass::BuildGenome()
+{
+    const SGenomeParams& g = prm.genome;
+    chrom.clear();
+    chrom.reserve(g.chrom.size());
+    for (const SChromParams& c : g.chrom) chrom.emplace_back(c);
+    nMrkTot = g.nMrkTot;
+    nQTLTot = g.nQTLTot;
+    nLociTot = nMrkTot + nQTLTot;
+    locusStore.assign(static_cast<size_t>(nLociTot), SLocus());
+    locusPtr.assign(static_cast<size_t>(nLociTot), nullptr);
+    for (size_t i = 0; i < g.loci.size(); ++i) {
+        const SLocusParams& from = g.loci[i];
+        SLocus& to = locusStore[i];
+        to.isQTL = from.isQTL;
+        to.nAllele0 = from.nAllele0;
+        to.pos = from.pos;
+        to.freq = from.freq;
+        to.targetVar = from.targetVar;
+        locusPtr[i] = &to;
+    }
+    for (SChrom& ch : chrom) ch.loci = ch.fullLoci = locusPtr.data() + ch.prm.firstLocus;
+    for (short c = 0; c < g.nChr; ++c) SortFixedPositions(c);
 }

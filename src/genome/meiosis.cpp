@@ -31,7 +31,7 @@ void SimClass::SampleCrossoPos(int chr, short& n, double* xpos, double scale, CM
 {
     n = 0;
     if (prm.genome.mean_crossover <= 0) return;
-    double len = chrom[chr].len;
+    double len = chrom[chr].prm.len;
     int count = rnd->PoissRnd(len * scale / 100 * prm.genome.mean_crossover);
     if (count < 1) return;
     if (count > kMaxCrossovers)
@@ -105,15 +105,15 @@ void SimClass::MakeChromosome(int c, const SRec& sire, const SRec& dam, SRec& ch
     const SChrom& ch = chrom[c];
     cp.nS = cp.nD = 0;
     // Draw order: sire's sampling, his crossovers, dam's sampling, hers, sire's strand, dam's.
-    if (!ch.isX && rnd->URand() < 0.5) SampleCrossoPos(c, cp.nS, cp.sPos.data(), ch.maleScale, rnd);
-    if (rnd->URand() < 0.5) SampleCrossoPos(c, cp.nD, cp.dPos.data(), ch.femaleScale, rnd);
-    int sireMaternal = ch.isX ? 1 : (rnd->URand() < 0.5 ? 1 : 0);
+    if (!ch.prm.isX && rnd->URand() < 0.5) SampleCrossoPos(c, cp.nS, cp.sPos.data(), ch.prm.maleScale, rnd);
+    if (rnd->URand() < 0.5) SampleCrossoPos(c, cp.nD, cp.dPos.data(), ch.prm.femaleScale, rnd);
+    int sireMaternal = ch.prm.isX ? 1 : (rnd->URand() < 0.5 ? 1 : 0);
     int damMaternal = rnd->URand() < 0.5 ? 1 : 0;
     int n = ch.NLoci();
     CopyGamete(sire.patChr[c], sire.matChr[c], sireMaternal, cp.sPos.data(), cp.nS, ch.lociPos, n, child.patChr[c]);
     CopyGamete(dam.patChr[c], dam.matChr[c], damMaternal, cp.dPos.data(), cp.nD, ch.lociPos, n, child.matChr[c]);
     // A male carries two copies of his dam's X.
-    if (ch.isX && maleChild) memcpy(child.patChr[c], child.matChr[c], static_cast<size_t>(n) * sizeof(uint16_t));
+    if (ch.prm.isX && maleChild) memcpy(child.patChr[c], child.matChr[c], static_cast<size_t>(n) * sizeof(uint16_t));
 }
 
 void SimClass::Meiosis(SRec* rec, CMyRnd* rnd, SCrossoP* cp, CWriteBuffer* out)
@@ -121,12 +121,12 @@ void SimClass::Meiosis(SRec* rec, CMyRnd* rnd, SCrossoP* cp, CWriteBuffer* out)
     if (nMrkTot + nQTLTot == 0) return;
     rec->qtlVal = 0;
     long sireTotal = 0, damTotal = 0;
-    for (int c = 0; c < nChr; ++c) {
+    for (int c = 0; c < prm.genome.nChr; ++c) {
         cp[c].nS = cp[c].nD = 0;
         const SChrom& ch = chrom[c];
         if (ch.NLoci() == 0) continue;
         MakeChromosome(c, *rec->sire, *rec->dam, *rec, rec->sex == 1, rnd, cp[c]);
-        bool maternalOnly = ch.isX && rec->sex == 1;
+        bool maternalOnly = ch.prm.isX && rec->sex == 1;
         for (int k = 0; k < ch.nQTL; ++k) {
             int g = ch.qtlIdx[k];
             const std::vector<double>& e = LocusAt(g)->effect;
@@ -141,8 +141,8 @@ void SimClass::Meiosis(SRec* rec, CMyRnd* rnd, SCrossoP* cp, CWriteBuffer* out)
                   o.crossoverGen[rec->gen];
     if (!wanted || !out || sireTotal + damTotal < 1) return;
     out->Write("I %d\n", rec->id);
-    if (sireTotal > 0) WriteCrossoverLine(out, 'S', cp, nChr, true);
-    if (damTotal > 0) WriteCrossoverLine(out, 'D', cp, nChr, false);
+    if (sireTotal > 0) WriteCrossoverLine(out, 'S', cp, prm.genome.nChr, true);
+    if (damTotal > 0) WriteCrossoverLine(out, 'D', cp, prm.genome.nChr, false);
 }
 
 void SimClass::MeiosisBase(int worker, int idx)
@@ -157,7 +157,7 @@ void SimClass::MeiosisBase(int worker, int idx)
     const SRec& dam = hpParents[hpNMaleParents + d];
     SRec& child = hpTarget[idx];
     bool male = idx < hpTargetMales;
-    for (int c = 0; c < nChr; ++c) {
+    for (int c = 0; c < prm.genome.nChr; ++c) {
         if (chrom[c].NLoci() == 0) continue;
         MakeChromosome(c, sire, dam, child, male, &w.rnd, w.cross);
         w.patCross += w.cross.nS;

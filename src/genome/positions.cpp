@@ -1,61 +1,24 @@
-// Locus positions: sorting by position and the checks of the positions set when the
-// parameter file is read.
+// Locus positions: map order, and the positions drawn per replicate.
 #include <algorithm>
 #include <cmath>
 
 #include "app/simclass.h"
 #include "support/sorting.h"
-#include "support/errmsg.h"
 #include "support/messages.h"
 #include "support/numbers.h"
-
-namespace {
-
-// Positions closer than this are the same position; a position below it is zero.
-constexpr double kSamePosition = 1e-10;
-
-bool IsRandom(EPosMethod m) { return m == EPosMethod::Rnd || m == EPosMethod::Rnd1; }
-
-[[noreturn]] void PositionError(short errNo, int chromosome, double pos)
-{
-    CErrMsg messages;
-    Abort("%s (Chromosome: %d, Position: %10.5f)\nCheck control file!\n", messages.GetErrMsg(errNo), chromosome, pos);
-}
-
-}  // namespace
 
 void SimClass::LPosQSort(int first, int last, SLocus** loci)
 {
     QuickSortBy(loci, first, last, [](const SLocus* l) { return l->pos; }, false);
 }
 
-void SimClass::SortLPos_CheckLPos(short c)
+// Sorts the loci of chromosome c whose positions the statements fix into map order (the reader
+// has checked them); loci of random classes are placed per replicate.
+void SimClass::SortFixedPositions(short c)
 {
     SChrom& ch = chrom[c];
-    if (ch.NLoci() < 2) return;
-    bool mRandom = IsRandom(ch.mrk.posMethod), qRandom = IsRandom(ch.qtl.posMethod);
     int first, last;
-    if (!mRandom && !qRandom) {
-        first = 0;
-        last = ch.NLoci() - 1;
-    } else if (!mRandom) {
-        first = 0;
-        last = ch.nMrk - 1;
-    } else if (!qRandom) {
-        first = ch.nMrk;
-        last = ch.NLoci() - 1;
-    } else {
-        return;
-    }
-    if (first > last) return;
-    LPosQSort(first, last, ch.loci);
-
-    SLocus** loci = ch.loci;
-    if (loci[first]->pos < kSamePosition) PositionError(62, ch.number, loci[first]->pos);
-    const SLocus* lastLocus = loci[last];
-    if (lastLocus->pos > ch.Settings(lastLocus->isQTL).end) PositionError(38, ch.number, lastLocus->pos);
-    for (int i = first; i < last; ++i)
-        if (loci[i + 1]->pos - loci[i]->pos < kSamePosition) PositionError(6, ch.number, loci[i]->pos);
+    if (FixedPositionRange(ch.prm, first, last)) LPosQSort(first, last, ch.loci);
 }
 
 namespace {
@@ -111,7 +74,7 @@ void SimClass::RandomizePosAcrossGenome(int rep)
     bool qtl = prm.genome.r_qpos_g || (prm.genome.r1_qpos_g && rep == 1);
     // Summed in the order of the cut below, so that the genome's end is its last chromosome's end.
     double total = 0;
-    for (const SChrom& ch : chrom) total += ch.len;
+    for (const SChrom& ch : chrom) total += ch.prm.len;
     // Draws reach 0.00001 past the end of the genome: those are set to the end, on the last
     // chromosome. Loci of a class not drawn keep their position values and are sorted and cut with
     // them, so they may land on another chromosome.
@@ -122,7 +85,7 @@ void SimClass::RandomizePosAcrossGenome(int rep)
     int next = 0;
     double offset = 0;
     for (SChrom& ch : chrom) {
-        double end = offset + ch.len;
+        double end = offset + ch.prm.len;
         ch.loci = ch.fullLoci = locusPtr.data() + next;
         ch.nMrk = ch.nQTL = 0;
         while (next < nLociTot && locusPtr[next]->pos <= end) {
@@ -130,9 +93,9 @@ void SimClass::RandomizePosAcrossGenome(int rep)
             l->pos -= offset;
             (l->isQTL ? ch.nQTL : ch.nMrk)++;
         }
-        ch.mrk.start = ch.qtl.start = 0.00001;
-        ch.mrk.full = ch.nMrk;
-        ch.qtl.full = ch.nQTL;
+        ch.mrkStart = ch.qtlStart = 0.00001;
+        ch.nMrkFull = ch.nMrk;
+        ch.nQTLFull = ch.nQTL;
         offset = end;
     }
     if (next != nLociTot)
@@ -143,14 +106,14 @@ void SimClass::RandomizePosAcrossGenome(int rep)
 void SimClass::SampleParam(int rep)
 {
     for (SChrom& ch : chrom) {
-        bool markers = (ch.mrk.posMethod == EPosMethod::Rnd || (ch.mrk.posMethod == EPosMethod::Rnd1 && rep == 1)) &&
+        bool markers = (ch.prm.mrk.posMethod == EPosMethod::Rnd || (ch.prm.mrk.posMethod == EPosMethod::Rnd1 && rep == 1)) &&
                        ch.nMrk > 0;
-        bool qtl = (ch.qtl.posMethod == EPosMethod::Rnd || (ch.qtl.posMethod == EPosMethod::Rnd1 && rep == 1)) &&
+        bool qtl = (ch.prm.qtl.posMethod == EPosMethod::Rnd || (ch.prm.qtl.posMethod == EPosMethod::Rnd1 && rep == 1)) &&
                    ch.nQTL > 0;
         if (markers || qtl)
-            GenerateUniqueURandPos(ch.loci, ch.NLoci(), ch.mrk.end - ch.mrk.start, ch.mrk.start,
-                                   ch.qtl.end - ch.qtl.start, ch.qtl.start, markers && qtl ? 2 : (markers ? 1 : 0),
-                                   ch.len);
+            GenerateUniqueURandPos(ch.loci, ch.NLoci(), ch.prm.mrk.end - ch.mrkStart, ch.mrkStart,
+                                   ch.prm.qtl.end - ch.qtlStart, ch.qtlStart, markers && qtl ? 2 : (markers ? 1 : 0),
+                                   ch.prm.len);
         SampleAlleles(ch, rep);
     }
     if (prm.genome.r_mpos_g || prm.genome.r_qpos_g || ((prm.genome.r1_mpos_g || prm.genome.r1_qpos_g) && rep == 1)) RandomizePosAcrossGenome(rep);

@@ -5,22 +5,9 @@
 #include <cstdint>
 #include <vector>
 
-// How the positions of a class of loci on a chromosome are set.
-enum class EPosMethod : uint8_t { Even, Rnd, Rnd1, Pd };
-// How the numbers of alleles of a class of loci are set.
-enum class ENumAlleleMethod : uint8_t { Unique, All, Rnd, Rnd1, Pd };
-// How the initial allele frequencies of a class of loci are set.
-enum class EFreqMethod : uint8_t { Eql, Rnd, Rnd1, Pd, All };
-// How QTL allele effects are drawn.
-enum class EEffectMethod : uint8_t { Pd, Rndg, Rndn, Rnd };
+#include "param/params.h"
 
-// Complete-LD bits of a chromosome.
-enum : uint8_t { kCldMarkers = 1, kCldQTL = 2, kCldQTLFollowMarkers = 4 };
-
-// Largest number of values of an `nma`/`nqa` rnd list.
-constexpr int kMaxAlleleNumberList = 30;
-
-// One marker or QTL.
+// One marker or QTL during a run; it starts from the locus' statements (SLocusParams).
 struct SLocus {
     uint8_t isQTL = 0;                  // 1 = QTL, 0 = marker
     uint16_t nAllele0 = 0;              // alleles fixed at set-up; length of freq
@@ -33,34 +20,26 @@ struct SLocus {
     double targetVar = 0;               // QTL with `qae pd`: variance it must explain
 };
 
-// Settings of one class of loci (markers or QTL) of a chromosome.
-struct SLocusClassSettings {
-    int saved = 0;                       // number of loci as read (nmloci / nqloci)
-    int full = 0;                        // loci of the full locus list (genome-wide placement moves them)
-    int fixed = 0;                       // loci with a single allele in the last historical generation
-    EPosMethod posMethod = EPosMethod::Even;
-    double start = 0.00001;              // cM, first possible position
-    double end = 0;                      // cM, last possible position; defaults to len
-    ENumAlleleMethod nAlleleMethod = ENumAlleleMethod::All;
-    int nAlleleList[kMaxAlleleNumberList] = {};  // numbers given after the method
-    int nAlleleCount = 0;                // how many numbers were given
-    EFreqMethod freqMethod = EFreqMethod::Eql;
-};
-
-// One chromosome.
+// One chromosome during a run: its statements and what the run makes of them (genome-wide
+// placement and select_seg_loci change its numbers of loci from replicate to replicate).
 struct SChrom {
-    uint16_t number = 0;          // 1-based
-    double len = 0;               // cM, rounded to 5 decimals
-    double maleScale = 1.0;       // male map length / len
-    double femaleScale = 1.0;     // female map length / len
-    uint8_t isX = 0;              // 1 for an X chromosome
+    explicit SChrom(const SChromParams& statements)
+        : prm(statements),
+          nMrk(statements.mrk.saved),
+          nQTL(statements.qtl.saved),
+          nMrkFull(statements.mrk.saved),
+          nQTLFull(statements.qtl.saved),
+          mrkStart(statements.mrk.start),
+          qtlStart(statements.qtl.start)
+    {
+    }
+
+    const SChromParams& prm;      // the chromosome's statements
     int nMrk = 0;                 // markers now (select_seg_loci may lower it for a replicate)
     int nQTL = 0;                 // QTL now
-    SLocusClassSettings mrk;      // marker settings (nmloci, mpos, nma, maf)
-    SLocusClassSettings qtl;      // QTL settings (nqloci, qpos, nqa, qaf)
-    EEffectMethod qaeMethod = EEffectMethod::Rnd;  // qae
-    double gammaShape = 0;        // shape given with qae rndg
-    uint8_t cld = 0;              // complete-LD bits
+    int nMrkFull = 0, nQTLFull = 0;    // loci of the full locus list (genome-wide placement moves them)
+    int nMrkFixed = 0, nQTLFixed = 0;  // loci with a single allele in the last historical generation
+    double mrkStart = 0, qtlStart = 0; // first possible positions (genome-wide placement resets them)
     SLocus** loci = nullptr;      // nMrk + nQTL loci in map order; slice of a genome-wide array
     SLocus** fullLoci = nullptr;  // the slice as built at set-up
     int* mrkIdx = nullptr;        // genome-wide indices of the markers; slice of mrkIndex
@@ -68,8 +47,7 @@ struct SChrom {
     const double* lociPos = nullptr;  // positions of loci, contiguous for fast search; slice of lociPosition
 
     int NLoci() const { return nMrk + nQTL; }
-    SLocusClassSettings& Settings(bool qtlClass) { return qtlClass ? qtl : mrk; }
-    const SLocusClassSettings& Settings(bool qtlClass) const { return qtlClass ? qtl : mrk; }
+    int& Fixed(bool qtlClass) { return qtlClass ? nQTLFixed : nMrkFixed; }
 };
 
 // A genome use counter of this value marks a released genome.

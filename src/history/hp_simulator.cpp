@@ -145,7 +145,7 @@ void SimClass::GetHPHomo(int t)
         bool male = idx < hpTargetMales;
         int markers = 0, qtl = 0;
         for (const SChrom& ch : chrom) {
-            if (ch.isX && male) continue;
+            if (ch.prm.isX && male) continue;
             for (int k = 0; k < ch.nMrk; ++k) markers += pat[ch.mrkIdx[k]] == mat[ch.mrkIdx[k]];
             for (int k = 0; k < ch.nQTL; ++k) qtl += pat[ch.qtlIdx[k]] == mat[ch.qtlIdx[k]];
         }
@@ -172,14 +172,14 @@ void SimClass::FounderGenotypes(int t)
     SHistWorker& w = *hpWorkers[t];
     for (int idx = w.share.first; idx <= w.share.last; ++idx) {
         SRec& r = hpTarget[idx];
-        for (int c = 0; c < nChr; ++c) {
+        for (int c = 0; c < prm.genome.nChr; ++c) {
             const SChrom& ch = chrom[c];
             uint16_t* pat = r.patChr[c];
             uint16_t* mat = r.matChr[c];
-            bool uniqueMarkers = ch.mrk.nAlleleMethod == ENumAlleleMethod::Unique;
+            bool uniqueMarkers = ch.prm.mrk.nAlleleMethod == ENumAlleleMethod::Unique;
             for (int i = 0; i < ch.NLoci(); ++i) {
                 const SLocus* l = ch.loci[i];
-                if (l->isQTL ? (ch.cld & kCldQTL) : (ch.cld & kCldMarkers)) continue;  // dealt in complete LD
+                if (l->isQTL ? (ch.prm.cld & kCldQTL) : (ch.prm.cld & kCldMarkers)) continue;  // dealt in complete LD
                 if (!l->isQTL && uniqueMarkers) {
                     pat[i] = static_cast<uint16_t>(2 * idx + 1);
                     mat[i] = static_cast<uint16_t>(2 * idx + 2);
@@ -188,7 +188,7 @@ void SimClass::FounderGenotypes(int t)
                     mat[i] = DrawAllele(l->freq, w.rnd);
                 }
             }
-            if (ch.isX && idx < hpTargetMales)
+            if (ch.prm.isX && idx < hpTargetMales)
                 std::copy(mat, mat + ch.NLoci(), pat);
         }
     }

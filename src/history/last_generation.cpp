@@ -85,13 +85,13 @@ void SimClass::GenerateCompleteLD(SRec* gen0)
 {
     const int n = prm.hist.FirstSize(), haplotypes = 2 * n;
     std::vector<int> pool;
-    for (int c = 0; c < nChr; ++c) {
+    for (int c = 0; c < prm.genome.nChr; ++c) {
         const SChrom& ch = chrom[c];
         int mIndex = -1, qIndex = -1;
-        const SLocus* refMarker = (ch.cld & kCldMarkers) ? FirstOfClass(ch, false, mIndex) : nullptr;
-        const SLocus* refQTL = (ch.cld & kCldQTL) ? FirstOfClass(ch, true, qIndex) : nullptr;
+        const SLocus* refMarker = (ch.prm.cld & kCldMarkers) ? FirstOfClass(ch, false, mIndex) : nullptr;
+        const SLocus* refQTL = (ch.prm.cld & kCldQTL) ? FirstOfClass(ch, true, qIndex) : nullptr;
         if (!refMarker && !refQTL) continue;
-        bool qtlFollowMarkers = refMarker && (ch.cld & kCldQTLFollowMarkers);
+        bool qtlFollowMarkers = refMarker && (ch.prm.cld & kCldQTLFollowMarkers);
         std::vector<int> mCopies, qCopies;
         if (refMarker) mCopies = AlleleCopies(refMarker, haplotypes);
         if (refQTL) qCopies = AlleleCopies(refQTL, haplotypes);
@@ -257,8 +257,8 @@ void SimClass::CloseHistoricalRun(SRec* lhg)
 
     double maleLength = 0, femaleLength = 0;
     for (const SChrom& ch : chrom) {
-        maleLength += ch.len * ch.maleScale;
-        femaleLength += ch.len * ch.femaleScale;
+        maleLength += ch.prm.len * ch.prm.maleScale;
+        femaleLength += ch.prm.len * ch.prm.femaleScale;
     }
     AddValue(histRep.mrkAlleleMean, mrkAlleles.mean);
     AddValue(histRep.mrkAlleleMax, mrkAlleles.max);
@@ -289,7 +289,7 @@ void SimClass::CloseHistoricalRun(SRec* lhg)
 
     Info("\nChr   %10s   %10s   %10s\n", "Length", "No. Markers", "No. QTLs");
     for (const SChrom& ch : chrom)
-        Info(ch.isX ? "%3d S %10.5f   %10s   %10s\n" : "%3d   %10.5f   %10s   %10s\n", ch.number, ch.len,
+        Info(ch.prm.isX ? "%3d S %10.5f   %10s   %10s\n" : "%3d   %10.5f   %10s   %10s\n", ch.prm.number, ch.prm.len,
              FormatNum(static_cast<unsigned long long>(ch.nMrk)), FormatNum(static_cast<unsigned long long>(ch.nQTL)));
     SaveHPStat(polyMean, polyVar, qtlMean, qtlVar, scale);
 }

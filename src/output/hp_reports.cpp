@@ -17,7 +17,7 @@ template <class Visit>
 void WalkLoci(const SimClass& s, Visit visit)
 {
     int counts[2] = {0, 0};
-    for (int c = 0; c < s.nChr; ++c) {
+    for (int c = 0; c < s.prm.genome.nChr; ++c) {
         const SChrom& ch = s.chrom[c];
         for (int i = 0; i < ch.NLoci(); ++i) {
             const SLocus& locus = *ch.loci[i];
@@ -36,8 +36,8 @@ void WriteHomoLine(FILE* fp, bool hasLoci, int gen, double homo)
 
 bool SexSpecificMap(const SimClass& s)
 {
-    for (int c = 0; c < s.nChr; ++c)
-        if (std::fabs(s.chrom[c].maleScale - 1) > 1e-12 || std::fabs(s.chrom[c].femaleScale - 1) > 1e-12)
+    for (int c = 0; c < s.prm.genome.nChr; ++c)
+        if (std::fabs(s.chrom[c].prm.maleScale - 1) > 1e-12 || std::fabs(s.chrom[c].prm.femaleScale - 1) > 1e-12)
             return true;
     return false;
 }
@@ -52,20 +52,20 @@ template <class PerChrom>
 void WriteGenomeRow(FILE* fp, const SimClass& s, const char* label, PerChrom value)
 {
     decltype(value(s.chrom[0])) overall = 0;
-    for (int c = 0; c < s.nChr; ++c) overall += value(s.chrom[c]);
+    for (int c = 0; c < s.prm.genome.nChr; ++c) overall += value(s.chrom[c]);
     fputs(label, fp);
     PrintCell(fp, overall, true);
-    for (int c = 0; c < s.nChr; ++c) PrintCell(fp, value(s.chrom[c]), false);
+    for (int c = 0; c < s.prm.genome.nChr; ++c) PrintCell(fp, value(s.chrom[c]), false);
     fputc('\n', fp);
 }
 
-double MaleLength(const SChrom& ch) { return ch.len * ch.maleScale; }
-double FemaleLength(const SChrom& ch) { return ch.len * ch.femaleScale; }
+double MaleLength(const SChrom& ch) { return ch.prm.len * ch.prm.maleScale; }
+double FemaleLength(const SChrom& ch) { return ch.prm.len * ch.prm.femaleScale; }
 
 void WriteGenomeTable(FILE* fp, const SimClass& s)
 {
     fprintf(fp, "%29s %11s", " ", "Overall");
-    for (int c = 0; c < s.nChr; ++c) {
+    for (int c = 0; c < s.prm.genome.nChr; ++c) {
         char head[16];
         snprintf(head, sizeof(head), "Chr%d", c + 1);
         fprintf(fp, " %9s", head);
@@ -75,13 +75,13 @@ void WriteGenomeTable(FILE* fp, const SimClass& s)
     WriteGenomeRow(fp, s, "Chromosome length (male)    : ", MaleLength);
     WriteGenomeRow(fp, s, "Chromosome length (female)  : ", FemaleLength);
     fputc('\n', fp);
-    WriteGenomeRow(fp, s, "No. loci                    : ", [](const SChrom& ch) { return ch.mrk.saved + ch.qtl.saved; });
-    WriteGenomeRow(fp, s, "No. markers                 : ", [](const SChrom& ch) { return ch.mrk.saved; });
-    WriteGenomeRow(fp, s, "No. QTL                     : ", [](const SChrom& ch) { return ch.qtl.saved; });
+    WriteGenomeRow(fp, s, "No. loci                    : ", [](const SChrom& ch) { return ch.prm.mrk.saved + ch.prm.qtl.saved; });
+    WriteGenomeRow(fp, s, "No. markers                 : ", [](const SChrom& ch) { return ch.prm.mrk.saved; });
+    WriteGenomeRow(fp, s, "No. QTL                     : ", [](const SChrom& ch) { return ch.prm.qtl.saved; });
     fputc('\n', fp);
-    WriteGenomeRow(fp, s, "No. non-seg. loci           : ", [](const SChrom& ch) { return ch.mrk.fixed + ch.qtl.fixed; });
-    WriteGenomeRow(fp, s, "No. non-seg. markers        : ", [](const SChrom& ch) { return ch.mrk.fixed; });
-    WriteGenomeRow(fp, s, "No. non-seg. QTL            : ", [](const SChrom& ch) { return ch.qtl.fixed; });
+    WriteGenomeRow(fp, s, "No. non-seg. loci           : ", [](const SChrom& ch) { return ch.nMrkFixed + ch.nQTLFixed; });
+    WriteGenomeRow(fp, s, "No. non-seg. markers        : ", [](const SChrom& ch) { return ch.nMrkFixed; });
+    WriteGenomeRow(fp, s, "No. non-seg. QTL            : ", [](const SChrom& ch) { return ch.nQTLFixed; });
     fputc('\n', fp);
     if (!s.prm.genome.select_seg_loci) return;
     WriteGenomeRow(fp, s, "No. selected-seg. loci      : ", [](const SChrom& ch) { return ch.NLoci(); });
@@ -93,7 +93,7 @@ void WriteGenomeTable(FILE* fp, const SimClass& s)
 void WriteDensities(FILE* fp, const SimClass& s)
 {
     double male = 0, female = 0;
-    for (int c = 0; c < s.nChr; ++c) {
+    for (int c = 0; c < s.prm.genome.nChr; ++c) {
         male += MaleLength(s.chrom[c]);
         female += FemaleLength(s.chrom[c]);
     }
@@ -199,7 +199,7 @@ void SimClass::SaveLinkageMap(bool qtl, bool combined)
         fprintf(fp, locus.isQTL ? "Q%-6d " : "M%-6d ", k);
         const SChrom& ch = chrom[c - 1];
         if (sexSpecific)
-            fprintf(fp, line, c, locus.pos, locus.pos * ch.maleScale, locus.pos * ch.femaleScale);
+            fprintf(fp, line, c, locus.pos, locus.pos * ch.prm.maleScale, locus.pos * ch.prm.femaleScale);
         else
             fprintf(fp, line, c, locus.pos);
     });

@@ -103,7 +103,7 @@ double ListCandidates(const std::vector<SChrom>& chrom, const std::vector<uint8_
     for (size_t c = 0; c < chrom.size(); ++c) {
         const SChrom& ch = chrom[c];
         const bool selected = c < ldChr.size() && ldChr[c];
-        if (selected) length += ch.len;
+        if (selected) length += ch.prm.len;
         for (int l = 0; l < ch.NLoci(); ++l, ++g)
             if (selected && !ch.loci[l]->isQTL && ch.loci[l]->nAllele >= 2) out.push_back(g);
     }

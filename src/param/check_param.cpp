@@ -14,7 +14,7 @@ namespace {
 bool SharedFrequencies(EFreqMethod m) { return m == EFreqMethod::Eql || m == EFreqMethod::All; }
 
 // The sorted starting frequencies of a locus whose frequencies are shared by its class.
-std::vector<double> SortedFrequencies(const SLocus* locus, EFreqMethod method)
+std::vector<double> SortedFrequencies(const SLocusParams* locus, EFreqMethod method)
 {
     std::vector<double> f = (method == EFreqMethod::Eql)
                                 ? std::vector<double>(locus->nAllele0, 1.0 / locus->nAllele0)
@@ -41,7 +41,7 @@ void SimClass::CheckParam()
     };
 
     // QTL variance needs QTL.
-    if (nQTLTot == 0 && prm.global.varQTL > 1e-5) fail(48);
+    if (prm.genome.nQTLTot == 0 && prm.global.varQTL > 1e-5) fail(48);
 
     if (prm.global.skip_inbreeding && prm.global.varPoly > 0)
         Warning("Warning - Inbreeding is ignored in simulating polygenic effect.\n"
@@ -49,16 +49,16 @@ void SimClass::CheckParam()
 
     // QTL effect distributions: one method for all chromosomes, one gamma shape.
     int nRndg = 0, nRndn = 0, nRnd = 0;
-    for (const SChrom& ch : chrom) {
+    for (const SChromParams& ch : prm.genome.chrom) {
         nRndg += ch.qaeMethod == EEffectMethod::Rndg;
         nRndn += ch.qaeMethod == EEffectMethod::Rndn;
         nRnd += ch.qaeMethod == EEffectMethod::Rnd;
     }
-    auto partial = [&](int n) { return n > 0 && n < nChr; };
+    auto partial = [&](int n) { return n > 0 && n < prm.genome.nChr; };
     if (partial(nRndg) || partial(nRndn) || partial(nRnd)) fail(13);
-    if (nChr > 0 && nRndg == nChr)
-        for (int c = 0; c + 1 < nChr; ++c)
-            if (chrom[c].gammaShape != chrom[c + 1].gammaShape) {
+    if (prm.genome.nChr > 0 && nRndg == prm.genome.nChr)
+        for (int c = 0; c + 1 < prm.genome.nChr; ++c)
+            if (prm.genome.chrom[c].gammaShape != prm.genome.chrom[c + 1].gammaShape) {
                 fail(43);
                 break;
             }
@@ -78,7 +78,7 @@ void SimClass::CheckLDAndMapScales()
 {
     bool anyLD = std::any_of(prm.pops.begin(), prm.pops.end(), [](const SPopParams& p) { return p.out.ldOut; });
     if (!anyLD) return;
-    for (const SChrom& ch : chrom)
+    for (const SChromParams& ch : prm.genome.chrom)
         if (ch.maleScale != ch.femaleScale) {
             for (SPopParams& p : prm.pops) p.out.ldOut = false;
             Warning("Warning - Difference between male and female chromosome lengths is detected. "
@@ -89,7 +89,7 @@ void SimClass::CheckLDAndMapScales()
 
 void SimClass::CheckCompleteLD(bool& error)
 {
-    for (const SChrom& ch : chrom) {
+    for (const SChromParams& ch : prm.genome.chrom) {
         if ((ch.cld & kCldMarkers) &&
             !(ch.mrk.nAlleleMethod == ENumAlleleMethod::All && SharedFrequencies(ch.mrk.freqMethod))) {
             Warn("Error - chromosome %d: 'cld' for markers can be specified only if number of marker alleles "
@@ -107,14 +107,11 @@ void SimClass::CheckCompleteLD(bool& error)
         if (!(ch.cld & kCldQTLFollowMarkers) || !SharedFrequencies(ch.mrk.freqMethod) ||
             !SharedFrequencies(ch.qtl.freqMethod))
             continue;
-        const SLocus* marker = nullptr;
-        const SLocus* qtl = nullptr;
-        for (int i = 0; i < ch.NLoci(); ++i) {
-            const SLocus* l = ch.loci[i];
-            if (l->isQTL && !qtl) qtl = l;
-            if (!l->isQTL && !marker) marker = l;
-        }
-        if (!marker || !qtl) continue;
+        // The first marker and the first QTL: given and even positions ascend within a class, so
+        // the first of a class in the statements is also its first on the map.
+        if (ch.mrk.saved == 0 || ch.qtl.saved == 0) continue;
+        const SLocusParams* marker = &prm.genome.loci[static_cast<size_t>(ch.firstLocus)];
+        const SLocusParams* qtl = marker + ch.mrk.saved;
         if (marker->nAllele0 != qtl->nAllele0) {
             Warn("Error - chromosome %d: To create complete LD between markers and QTL using 'cld', both marker "
                  "and QTL loci should have the same number of alleles\n", ch.number);
@@ -271,9 +268,9 @@ void SimClass::CheckJointPopulations(bool& error)
 int SimClass::MaxAlleles(bool qtl) const
 {
     int most = 0;
-    for (const SLocus& l : locusStore)
+    for (const SLocusParams& l : prm.genome.loci)
         if (static_cast<bool>(l.isQTL) == qtl) most = std::max(most, static_cast<int>(l.nAllele0));
-    for (const SChrom& ch : chrom) {
+    for (const SChromParams& ch : prm.genome.chrom) {
         const SLocusClassSettings& s = ch.Settings(qtl);
         for (int i = 0; i < s.nAlleleCount; ++i) most = std::max(most, s.nAlleleList[i]);
     }

@@ -53,7 +53,7 @@ void SimClass::RetrieveParam(CLex* reader)
         if (t->action == 1) {
             RetrieveHG(t);
         } else if (t->action == 117) {
-            if (chrom.empty()) RetrieveChr(t);
+            if (prm.genome.chrom.empty()) RetrieveChr(t);
         } else {
             switch (SectionOf(t->action)) {
             case Section::Global: RetrieveGlobal(t); break;
@@ -67,6 +67,7 @@ void SimClass::RetrieveParam(CLex* reader)
     if (lex->NErr() > 0) Abort("Error(s) detected in the control file!\n");
     // The engine's populations run on the statements read; the vector is never resized again,
     // so each population's reference to its statements stays valid.
+    BuildGenome();
     pops.reserve(prm.pops.size());
     for (const SPopParams& p : prm.pops) pops.emplace_back(p, prm.global.varPoly + prm.global.varQTL);
     lex->ReleaseCtrMem();
@@ -86,7 +87,7 @@ void SimClass::CountChromosomes()
         }
     }
     if (count > kMaxChromosomes) Abort("Error - Maximum number of chromosomes cannot be more than 500.\n");
-    nChr = static_cast<short>(count);
+    prm.genome.nChr = static_cast<short>(count);
 }
 
 void SimClass::RecomputeVariances()

@@ -6,7 +6,9 @@
 #include "app/simclass.h"
 #include "param/lex.h"
 #include "param/retrieve_util.h"
+#include "support/errmsg.h"
 #include "support/messages.h"
+#include "support/sorting.h"
 #include "support/numbers.h"
 
 namespace {
@@ -93,7 +95,41 @@ bool Incompatible(EFreqMethod f, ENumAlleleMethod n, bool qtl)
     return false;
 }
 
+bool IsRandom(EPosMethod m) { return m == EPosMethod::Rnd || m == EPosMethod::Rnd1; }
+
+[[noreturn]] void PositionError(short errNo, int chromosome, double pos)
+{
+    CErrMsg messages;
+    Abort("%s (Chromosome: %d, Position: %10.5f)\nCheck control file!\n", messages.GetErrMsg(errNo), chromosome, pos);
+}
+
 }  // namespace
+
+bool FixedPositionRange(const SChromParams& ch, int& first, int& last)
+{
+    if (ch.NLoci() < 2) return false;
+    const bool mRandom = IsRandom(ch.mrk.posMethod), qRandom = IsRandom(ch.qtl.posMethod);
+    if (mRandom && qRandom) return false;
+    first = mRandom ? ch.mrk.saved : 0;
+    last = qRandom ? ch.mrk.saved - 1 : ch.NLoci() - 1;
+    return first <= last;
+}
+
+// The fixed positions of a chromosome in map order: none below zero or past the end of its
+// class, no two at the same position. The loci are ordered as the engine orders them.
+void SimClass::CheckChrPositions(const SChromParams& ch)
+{
+    int first, last;
+    if (!FixedPositionRange(ch, first, last)) return;
+    std::vector<const SLocusParams*> loci;
+    for (int i = 0; i < ch.NLoci(); ++i) loci.push_back(&prm.genome.loci[static_cast<size_t>(ch.firstLocus + i)]);
+    QuickSortBy(loci.data(), first, last, [](const SLocusParams* l) { return l->pos; }, false);
+    if (loci[first]->pos < kSamePosition) PositionError(62, ch.number, loci[first]->pos);
+    const SLocusParams* lastLocus = loci[last];
+    if (lastLocus->pos > ch.Settings(lastLocus->isQTL).end) PositionError(38, ch.number, lastLocus->pos);
+    for (int i = first; i < last; ++i)
+        if (loci[i + 1]->pos - loci[i]->pos < kSamePosition) PositionError(6, ch.number, loci[i]->pos);
+}
 
 void SimClass::RetrieveGenomeWide(SCom* t)
 {
@@ -127,68 +163,63 @@ void SimClass::RetrieveGenomeWide(SCom* t)
 
 void SimClass::RetrieveChr(SCom* firstChrToken)
 {
-    chrom.assign(static_cast<size_t>(nChr), SChrom());
-    int read = WalkChromosomeBlocks(firstChrToken, nChr, [&](SCom* t, int c) {
-        SChrom& ch = chrom[c];
+    SGenomeParams& g = prm.genome;
+    g.chrom.assign(static_cast<size_t>(g.nChr), SChromParams());
+    int read = WalkChromosomeBlocks(firstChrToken, g.nChr, [&](SCom* t, int c) {
+        SChromParams& ch = g.chrom[c];
         switch (t->action) {
         case 25:
             ch.number = static_cast<uint16_t>(c + 1);
             ch.len = RoundDouble(NumValue(t), 5);
             ch.mrk.start = ch.qtl.start = 0.00001;
             ch.mrk.end = ch.qtl.end = ch.len;
-            genomeLength += ch.len;
+            g.genomeLength += ch.len;
             break;
-        case 18: ch.nMrk = ch.mrk.saved = ch.mrk.full = IntValue(t); nMrkTot += ch.nMrk; break;
-        case 26: ch.nQTL = ch.qtl.saved = ch.qtl.full = IntValue(t); nQTLTot += ch.nQTL; break;
+        case 18: ch.mrk.saved = IntValue(t); g.nMrkTot += ch.mrk.saved; break;
+        case 26: ch.qtl.saved = IntValue(t); g.nQTLTot += ch.qtl.saved; break;
         case 131: ch.maleScale = NumValue(t); break;
         case 132: ch.femaleScale = NumValue(t); break;
         case 153: ch.isX = 1; break;
         }
     });
-    if (read < nChr) PrnErr(9, true);
-    nLociTot = nMrkTot + nQTLTot;
+    if (read < g.nChr) PrnErr(9, true);
     AllocLoci();
 
-    WalkChromosomeBlocks(firstChrToken, nChr, [&](SCom*& t, int c) { RetrieveChrPositions(t, c); });
-    for (short c = 0; c < nChr; ++c) SortLPos_CheckLPos(c);
-    WalkChromosomeBlocks(firstChrToken, nChr, [&](SCom*& t, int c) { RetrieveChrAlleleNumbers(t, c); });
-    WalkChromosomeBlocks(firstChrToken, nChr, [&](SCom*& t, int c) { RetrieveChrFrequencies(t, c); });
-    WalkChromosomeBlocks(firstChrToken, nChr, [&](SCom*& t, int c) { RetrieveChrEffects(t, c); });
+    WalkChromosomeBlocks(firstChrToken, g.nChr, [&](SCom*& t, int c) { RetrieveChrPositions(t, c); });
+    for (const SChromParams& ch : g.chrom) CheckChrPositions(ch);
+    WalkChromosomeBlocks(firstChrToken, g.nChr, [&](SCom*& t, int c) { RetrieveChrAlleleNumbers(t, c); });
+    WalkChromosomeBlocks(firstChrToken, g.nChr, [&](SCom*& t, int c) { RetrieveChrFrequencies(t, c); });
+    WalkChromosomeBlocks(firstChrToken, g.nChr, [&](SCom*& t, int c) { RetrieveChrEffects(t, c); });
 }
 
-// The records of a class of loci of a chromosome in the order the statements list them. The
-// records never move (sorting by position moves only pointers), so this order holds after the
-// positions are sorted. Pointer arithmetic, not indexing: a genome without any locus has no
-// records at all, and its class pointers must still be formed.
-SLocus* SimClass::ClassLoci(const SChrom& ch, bool qtl)
+// The loci of a class of a chromosome in the order the statements list them. Pointer
+// arithmetic, not indexing: a genome without any locus has no records at all, and its class
+// pointers must still be formed.
+SLocusParams* SimClass::ClassLoci(const SChromParams& ch, bool qtl)
 {
-    return locusStore.data() + (ch.fullLoci - locusPtr.data()) + (qtl ? ch.nMrk : 0);
+    return prm.genome.loci.data() + ch.firstLocus + (qtl ? ch.mrk.saved : 0);
 }
 
-// Lays out the locus records chromosome by chromosome, markers first, then QTL.
+// Lays out the loci chromosome by chromosome, markers first, then QTL.
 void SimClass::AllocLoci()
 {
-    locusStore.assign(static_cast<size_t>(nLociTot), SLocus());
-    locusPtr.assign(static_cast<size_t>(nLociTot), nullptr);
+    SGenomeParams& g = prm.genome;
+    g.loci.assign(static_cast<size_t>(g.nMrkTot + g.nQTLTot), SLocusParams());
     int offset = 0;
-    for (SChrom& ch : chrom) {
-        ch.loci = ch.fullLoci = locusPtr.data() + offset;
-        for (int i = 0; i < ch.NLoci(); ++i) {
-            SLocus* locus = &locusStore[offset + i];
-            locus->isQTL = i >= ch.nMrk ? 1 : 0;
-            ch.loci[i] = locus;
-        }
+    for (SChromParams& ch : g.chrom) {
+        ch.firstLocus = offset;
+        for (int i = ch.mrk.saved; i < ch.NLoci(); ++i) g.loci[static_cast<size_t>(offset + i)].isQTL = 1;
         offset += ch.NLoci();
     }
 }
 
 void SimClass::RetrieveChrPositions(SCom*& t, int c)
 {
-    SChrom& ch = chrom[c];
+    SChromParams& ch = prm.genome.chrom[c];
     const bool qtl = t->action >= 32 && t->action <= 36;
     SLocusClassSettings& s = ch.Settings(qtl);
-    const int n = qtl ? ch.nQTL : ch.nMrk;
-    SLocus* loci = ClassLoci(ch, qtl);
+    const int n = s.saved;
+    SLocusParams* loci = ClassLoci(ch, qtl);
     switch (qtl ? t->action - 5 : t->action) {
     case 27: s.posMethod = PosMethodOf(t->text); break;
     case 28:
@@ -223,11 +254,11 @@ void SimClass::RetrieveChrPositions(SCom*& t, int c)
 
 void SimClass::RetrieveChrAlleleNumbers(SCom*& t, int c)
 {
-    SChrom& ch = chrom[c];
+    SChromParams& ch = prm.genome.chrom[c];
     const bool qtl = t->action == 40 || t->action == 41 || t->action == 42 || t->action == 53;
     SLocusClassSettings& s = ch.Settings(qtl);
-    const int n = qtl ? ch.nQTL : ch.nMrk;
-    SLocus* loci = ClassLoci(ch, qtl);
+    const int n = s.saved;
+    SLocusParams* loci = ClassLoci(ch, qtl);
     auto setAll = [&](int alleles) {
         for (int i = 0; i < n; ++i) {
             loci[i].nAllele0 = static_cast<uint16_t>(alleles);
@@ -279,11 +310,11 @@ void SimClass::RetrieveChrAlleleNumbers(SCom*& t, int c)
 
 void SimClass::RetrieveChrFrequencies(SCom*& t, int c)
 {
-    SChrom& ch = chrom[c];
+    SChromParams& ch = prm.genome.chrom[c];
     const bool qtl = t->action == 45 || t->action == 46 || t->action == 49;
     SLocusClassSettings& s = ch.Settings(qtl);
-    const int n = qtl ? ch.nQTL : ch.nMrk;
-    SLocus* loci = ClassLoci(ch, qtl);
+    const int n = s.saved;
+    SLocusParams* loci = ClassLoci(ch, qtl);
     auto checkSum = [&](SCom* at, double sum) {
         if (std::fabs(sum - 1) > kFreqSumTolerance)
             lex->PrintError(at, true, true, 14, ": the frequencies of a locus sum to %g, not 1\n", sum);
@@ -329,8 +360,8 @@ void SimClass::RetrieveChrFrequencies(SCom*& t, int c)
 
 void SimClass::RetrieveChrEffects(SCom*& t, int c)
 {
-    SChrom& ch = chrom[c];
-    SLocus* qtls = ClassLoci(ch, true);
+    SChromParams& ch = prm.genome.chrom[c];
+    SLocusParams* qtls = ClassLoci(ch, true);
     switch (t->action) {
     case 50: ch.qaeMethod = EffectMethodOf(t->text); break;
     case 51: ch.gammaShape = NumValue(t); break;
@@ -339,11 +370,11 @@ void SimClass::RetrieveChrEffects(SCom*& t, int c)
         int count = 0;
         double sum = 0;
         ForRun(t, [&](SCom* v) {
-            if (count >= ch.nQTL) lex->PrintError(v, true, true, 1, ": more proportions than QTL (%d)\n", ch.nQTL);
+            if (count >= ch.qtl.saved) lex->PrintError(v, true, true, 1, ": more proportions than QTL (%d)\n", ch.qtl.saved);
             qtls[count++].targetVar = NumValue(v) * prm.global.varQTL;
             sum += NumValue(v);
         });
-        if (count < ch.nQTL) lex->PrintError(t, true, true, 1, ": %d proportions for %d QTL\n", count, ch.nQTL);
+        if (count < ch.qtl.saved) lex->PrintError(t, true, true, 1, ": %d proportions for %d QTL\n", count, ch.qtl.saved);
         if (sum < 0.9999999999 || sum > 1.0000000001) lex->PrintError(first, true, true, 44, "\n");
         break;
     }

@@ -94,7 +94,7 @@ void SimClass::RetrieveNGeneration(SCom* t)
     SPopOutput& o = p.out;
     for (auto* flags : {&o.dataGen, &o.crossoverGen, &o.freqGen, &o.genoGen, &o.ldGen})
         flags->assign(n, 0);
-    o.ldChr.assign(static_cast<size_t>(nChr), 0);
+    o.ldChr.assign(static_cast<size_t>(prm.genome.nChr), 0);
     o.sireMissRateGen.assign(n, 0.0);
     o.damMissRateGen.assign(n, 0.0);
 }
@@ -319,7 +319,7 @@ void SimClass::RetrievePopOutput(SCom*& t)
         for (auto& f : o.ldChr) f = 0;
         for (;; t = t->next) {
             int c = IntValue(t);
-            if (c < 1 || c > nChr) lex->PrintError(t, true, true, 66, "\n");
+            if (c < 1 || c > prm.genome.nChr) lex->PrintError(t, true, true, 66, "\n");
             o.ldChr[c - 1] = 1;
             if (!t->next || t->next->action != 99) break;
         }

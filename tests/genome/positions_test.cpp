@@ -98,7 +98,7 @@ TEST(Positions, GenomeWidePlacementSpreadsLociOverChromosomesOnce)
         total += ch.nMrk;
         for (int i = 0; i < ch.NLoci(); ++i) {
             EXPECT_GT(ch.loci[i]->pos, 0);
-            EXPECT_LE(ch.loci[i]->pos, ch.len);
+            EXPECT_LE(ch.loci[i]->pos, ch.prm.len);
         }
     }
     EXPECT_EQ(total, 200);
@@ -144,7 +144,7 @@ TEST(Positions, GenomeWideDrawsPastTheEndLandOnTheLastChromosome)
         sim->SampleParam(rep);
         ASSERT_EQ(ch.nMrk, 20000) << rep;
         for (int i = 0; i < ch.NLoci(); ++i) {
-            ASSERT_LE(ch.loci[i]->pos, ch.len) << rep;
+            ASSERT_LE(ch.loci[i]->pos, ch.prm.len) << rep;
             if (i > 0) {
                 ASSERT_GT(ch.loci[i]->pos, ch.loci[i - 1]->pos) << rep;
             }

@@ -116,8 +116,8 @@ TEST(HPStat, GenomeTableGivesOverallAndPerChromosomeValues)
     TempDir dir;
     auto sim = EngineIn(dir, {{"chrlen = 10;", "chrlen = 20;"}, SecondChromosome("female_map_scale = 1.5;"),
                               OutputBlock("hp_stat;")});
-    sim->chrom[0].mrk.fixed = 2;
-    sim->chrom[1].mrk.fixed = 1;
+    sim->chrom[0].nMrkFixed = 2;
+    sim->chrom[1].nMrkFixed = 1;
     sim->hpPatCross = 1234;
     WriteHistoricalReports(*sim, HPStat);
     const std::string text = ReadFile(dir / "hp_stat_001.txt");

@@ -211,12 +211,12 @@ TEST(GenomeStatements, ABlockWithACountMakesIdenticalChromosomes)
 {
     auto sim = ReadParams(MinimalParamWith({{"begin_chr = 1;", "begin_chr = 3;"}, {"chrlen = 10;", "chrlen = 100;"},
                                             {"nqloci = 10;", "nqloci = 2;"}}));
-    ASSERT_EQ(sim->nChr, 3);
-    EXPECT_DOUBLE_EQ(sim->genomeLength, 300);
+    ASSERT_EQ(sim->prm.genome.nChr, 3);
+    EXPECT_DOUBLE_EQ(sim->prm.genome.genomeLength, 300);
     EXPECT_EQ(sim->nMrkTot, 15);
     EXPECT_EQ(sim->nQTLTot, 6);
     for (int c = 0; c < 3; ++c) {
-        EXPECT_EQ(sim->chrom[c].number, c + 1);
+        EXPECT_EQ(sim->prm.genome.chrom[c].number, c + 1);
         EXPECT_DOUBLE_EQ(sim->chrom[c].loci[4]->pos, 100);
         EXPECT_EQ(sim->chrom[c].loci[6]->isQTL, 1);
     }
@@ -229,9 +229,9 @@ TEST(GenomeStatements, BlocksFollowEachOtherAndGenomeWideStatementsMayStandBetwe
     auto sim = ReadParams(MinimalParamWith({{"begin_chr = 1;", "begin_chr = 2;"},
                                             {"end_genome;", "mean_crossover = 2.5; interference = 5 /c;\n" +
                                                                 block + "end_genome;"}}));
-    ASSERT_EQ(sim->nChr, 3);
-    EXPECT_DOUBLE_EQ(sim->chrom[1].len, 10);
-    EXPECT_DOUBLE_EQ(sim->chrom[2].len, 20);
+    ASSERT_EQ(sim->prm.genome.nChr, 3);
+    EXPECT_DOUBLE_EQ(sim->prm.genome.chrom[1].len, 10);
+    EXPECT_DOUBLE_EQ(sim->prm.genome.chrom[2].len, 20);
     EXPECT_EQ(sim->chrom[2].loci[1]->nAllele0, 3);
     EXPECT_DOUBLE_EQ(sim->prm.genome.mean_crossover, 2.5);
     EXPECT_DOUBLE_EQ(sim->prm.genome.interference, 5);
@@ -261,7 +261,7 @@ TEST(GenomeStatements, NumbersOfAllelesInEveryForm)
     auto unique = ReadParams(MinimalParamWith({{"nma = all 2;", "nma = unique;"}}));
     EXPECT_EQ(unique->chrom[0].loci[0]->nAllele0, 40);  // two per founder of 20
     auto list = ReadParams(MinimalParamWith({{"nma = all 2;", "nma = rnd 5 2 3;"}, {"maf = eql;", "maf = rnd;"}}));
-    const SLocusClassSettings& s = list->chrom[0].mrk;
+    const SLocusClassSettings& s = list->prm.genome.chrom[0].mrk;
     EXPECT_EQ(s.nAlleleMethod, ENumAlleleMethod::Rnd);
     ASSERT_EQ(s.nAlleleCount, 3);
     EXPECT_EQ(s.nAlleleList[0], 2);
@@ -281,12 +281,12 @@ TEST(GenomeStatements, SharedFrequenciesAndQtlEffects)
     const SChrom& ch = sim->chrom[0];
     SLocus* const* qtl = ch.loci + ch.nMrk;
     EXPECT_EQ(qtl[1]->freq, (std::vector<double>{0.25, 0.75}));
-    EXPECT_EQ(ch.qaeMethod, EEffectMethod::Pd);
+    EXPECT_EQ(ch.prm.qaeMethod, EEffectMethod::Pd);
     EXPECT_NEAR(qtl[0]->targetVar, 0.3 * sim->prm.global.varQTL, 1e-15);
     EXPECT_NEAR(qtl[1]->targetVar, 0.7 * sim->prm.global.varQTL, 1e-15);
     auto gamma = ReadParams(MinimalParam());
-    EXPECT_EQ(gamma->chrom[0].qaeMethod, EEffectMethod::Rndg);
-    EXPECT_DOUBLE_EQ(gamma->chrom[0].gammaShape, 0.4);
+    EXPECT_EQ(gamma->prm.genome.chrom[0].qaeMethod, EEffectMethod::Rndg);
+    EXPECT_DOUBLE_EQ(gamma->prm.genome.chrom[0].gammaShape, 0.4);
 }
 
 TEST(GenomeStatements, CompleteLdWordsSetTheSameBitsInEitherForm)
@@ -294,9 +294,9 @@ TEST(GenomeStatements, CompleteLdWordsSetTheSameBitsInEitherForm)
     auto a = ReadParams(MinimalParamWith({{"qae = rndg 0.4;", "qae = rndg 0.4; cld = mq;"}}));
     auto b = ReadParams(MinimalParamWith({{"qae = rndg 0.4;", "qae = rndg 0.4; cld = q m;"}}));
     auto c = ReadParams(MinimalParamWith({{"qae = rndg 0.4;", "qae = rndg 0.4; cld = m;"}}));
-    EXPECT_EQ(a->chrom[0].cld, kCldMarkers | kCldQTL | kCldQTLFollowMarkers);
-    EXPECT_EQ(b->chrom[0].cld, kCldMarkers | kCldQTL);
-    EXPECT_EQ(c->chrom[0].cld, kCldMarkers);
+    EXPECT_EQ(a->prm.genome.chrom[0].cld, kCldMarkers | kCldQTL | kCldQTLFollowMarkers);
+    EXPECT_EQ(b->prm.genome.chrom[0].cld, kCldMarkers | kCldQTL);
+    EXPECT_EQ(c->prm.genome.chrom[0].cld, kCldMarkers);
 }
 
 TEST(GenomeStatements, GenomeWideSettings)
@@ -347,7 +347,7 @@ TEST(ExampleFiles, AreReadAndPassTheCrossChecks)
         testing::internal::GetCapturedStdout();
         EXPECT_EQ(testing::internal::GetCapturedStderr(), "") << name;
         EXPECT_EQ(NoWarn, warningsBefore) << name;
-        EXPECT_GE(sim->nChr, 1) << name;
+        EXPECT_GE(sim->prm.genome.nChr, 1) << name;
     }
 }
 
