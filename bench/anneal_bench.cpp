@@ -33,9 +33,11 @@ void FillCoancestry(SMatingPlan& plan)
         }
 }
 
-void SetUpPopulation(SimClass& sim)
+// One population "bench" of kSires sires and kDams dams, mated by minimum coancestry.
+SParams BenchStatements()
 {
-    SPopParams& st = sim.prm.pops.emplace_back();
+    SParams prm;
+    SPopParams& st = prm.pops.emplace_back();
     st.name = "bench";
     st.md = kMdMinf;
     st.ng = 1;
@@ -44,8 +46,11 @@ void SetUpPopulation(SimClass& sim)
     st.plan.assign(2, SGenPlan());
     st.plan[1].nSires = kSires;
     st.plan[1].nDams = kDams;
-    sim.pops.emplace_back(st, 0.0);
-    sim.npop = 1;
+    return prm;
+}
+
+void SetUpPopulation(SimClass& sim)
+{
     CPopulation& p = sim.pops[0];
     p.indiv.assign(kSires + kDams, SRec());
     p.sires.assign(kSires, nullptr);
@@ -63,7 +68,7 @@ void SetUpPopulation(SimClass& sim)
 
 int main()
 {
-    SimClass sim;
+    SimClass sim(BenchStatements());
     SetUpPopulation(sim);
     sim.AllocSAMem();
     FillCoancestry(sim.mating);

@@ -4,10 +4,11 @@
 #include <chrono>
 #include <cstdio>
 #include <fcntl.h>
+#include <functional>
 #include <unistd.h>
 
 #include "app/simclass.h"
-#include "param/lex.h"
+#include "param/reader.h"
 
 constexpr unsigned long kBenchSeed = 20261123;
 
@@ -40,12 +41,15 @@ private:
     int saved;  // the real standard output
 };
 
-// An engine with the parameter file read, seeded for a benchmark run with `threads` workers.
-inline std::unique_ptr<SimClass> BenchEngine(const char* path, int threads)
+// An engine of the parameter file (changed by adjust, if given), seeded for a benchmark run with
+// `threads` workers.
+inline std::unique_ptr<SimClass> BenchEngine(const char* path, int threads,
+                                             const std::function<void(SParams&)>& adjust = nullptr)
 {
-    auto sim = std::make_unique<SimClass>();
-    ReadParameterFile(*sim, path);
-    sim->prm.global.nthread = threads;
+    SParams prm = ReadParams(path);
+    prm.global.nthread = threads;
+    if (adjust) adjust(prm);
+    auto sim = std::make_unique<SimClass>(prm);
     sim->nthread = threads;  // for benchmarks that run single phases without Run
     MyRnd.InitSeed(kBenchSeed);
     return sim;

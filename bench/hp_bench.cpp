@@ -29,7 +29,7 @@ double TimeHistory(const char* path, int threads, long long& alleleBytes, long l
 
     long long perIndividual = 2LL * sim->nLociTot * sizeof(uint16_t);
     alleleBytes = 0;
-    for (int g = 1; g <= sim->prm.hist.nGen; ++g) alleleBytes += perIndividual * sim->HistSize(g);
+    for (int g = 1; g <= sim->prm.hist.nGen; ++g) alleleBytes += perIndividual * sim->prm.hist.Size(g);
     twoGenerations = 2LL * perIndividual * sim->prm.hist.LargestSize();
     sim->FreePopMem();
     return seconds;

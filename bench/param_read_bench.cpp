@@ -7,8 +7,7 @@
 #include <string>
 #include <unistd.h>
 
-#include "app/simclass.h"
-#include "param/lex.h"
+#include "param/reader.h"
 
 namespace {
 
@@ -48,8 +47,7 @@ int main()
     close(fd);
 
     auto start = std::chrono::steady_clock::now();
-    SimClass sim;
-    ReadParameterFile(sim, path);
+    const SParams prm = ReadParams(path);
     double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     unlink(path);
 
@@ -57,5 +55,5 @@ int main()
            text.size() / 1e6, kLoci, kLoci);
     printf("Read (tokens, grammar, values): %.3f s\n", seconds);
     printf("Ratio to the 1 s target       : %.3f (below 1 meets it)\n", seconds / kTargetSeconds);
-    return sim.nMrkTot == kLoci ? 0 : 1;
+    return prm.genome.nMrkTot == kLoci ? 0 : 1;
 }

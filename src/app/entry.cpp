@@ -9,7 +9,7 @@
 #include "app/banner.h"
 #include "app/folder.h"
 #include "app/simclass.h"
-#include "param/lex.h"
+#include "param/reader.h"
 #include "random/rnd.h"
 #include "support/boxes.h"
 #include "support/files.h"
@@ -71,6 +71,33 @@ std::vector<std::string> InputFiles(const std::string& paramFile)
     return inputs;
 }
 
+// A parameter file that already lies in the output folder is its own copy: opening it for
+// writing would empty it before it is read.
+void BackupParamFile(const std::string& paramFile, const std::string& folder)
+{
+    std::string destination = folder + BaseName(paramFile);
+    if (SameFile(paramFile, destination)) return;
+    FILE* in = Myfopen(paramFile.c_str(), "r");
+    FILE* out = Myfopen(destination.c_str(), "w");
+    char block[65536];
+    size_t n;
+    while ((n = fread(block, 1, sizeof block, in)) > 0) fwrite(block, 1, n, out);
+    fclose(in);
+    MyFclose(out);
+}
+
+// The generator state as seeded, into the output folder's "seed".
+void SaveInitialSeed(const std::string& folder)
+{
+    std::string path = folder + "seed";
+    if (MyRnd.SaveSeed(path.c_str(), false)) {
+        Info("Seed is backed up in             : %s\n", path.c_str());
+    } else {
+        Warn("Warning - Seed is not backed up.\n");
+        NoWarn++;
+    }
+}
+
 }  // namespace
 
 int DavokMain(int argc, char** argv, const RunAdjuster& adjust)
@@ -90,28 +117,30 @@ int DavokMain(int argc, char** argv, const RunAdjuster& adjust)
 
     fclose(Myfopen(cl.paramFile.c_str(), "r"));
 
-    SimClass sim;
-    ReadParameterFile(sim, cl.paramFile);
-    if (adjust) adjust(sim);
+    SParams prm = ReadParams(cl.paramFile);
+    if (adjust.params) adjust.params(prm);
 
-    if (sim.prm.output.outputFolder.empty()) sim.prm.output.outputFolder = GetOutPutFolderName(cl.paramFile);
-    if (!MyMkTree(sim.prm.output.outputFolder, cl.overwrite ? 0 : 1, InputFiles(cl.paramFile))) exit(1);
+    std::string& folder = prm.output.outputFolder;
+    if (folder.empty()) folder = GetOutPutFolderName(cl.paramFile);
+    if (!MyMkTree(folder, cl.overwrite ? 0 : 1, InputFiles(cl.paramFile))) exit(1);
 
     CMyTime overall;
-    rptfp = Myfopen((sim.prm.output.outputFolder + "report.txt").c_str(), "w");
+    rptfp = Myfopen((folder + "report.txt").c_str(), "w");
     PrintCurrDateTime(rptfp);
     PrintMultiLineInBox1(0, Logo, rptfp);
-    if (sim.prm.global.hasTitle) {
-        PrintMax40CharInBox(0, rptfp, sim.prm.global.title.c_str());
-        PrintMax40CharInBox(0, stdout, sim.prm.global.title.c_str());
+    if (prm.global.hasTitle) {
+        PrintMax40CharInBox(0, rptfp, prm.global.title.c_str());
+        PrintMax40CharInBox(0, stdout, prm.global.title.c_str());
     }
     Info("Parameter file                   : %s\n", cl.paramFile.c_str());
-    Info("Output folder                    : %s\n", sim.prm.output.outputFolder.c_str());
+    Info("Output folder                    : %s\n", folder.c_str());
 
     MyRnd.InitSeed();
-    sim.SaveInitialSeed();
-    sim.BackupParamFile(cl.paramFile);
-    sim.CheckParam();
+    SaveInitialSeed(folder);
+    BackupParamFile(cl.paramFile, folder);
+    CheckParams(prm);
+    SimClass sim(prm);
+    if (adjust.engine) adjust.engine(sim);
     sim.Run();
 
     overall.PrintTime(rptfp, stdout, "Overall time : ");

@@ -107,10 +107,10 @@ void SimClass::PrintRunSummary()
     Info("\n");
     Info("Max. no. threads                 : %d\n", nthread);
     Info("No. replicates                   : %s\n", FormatNum(static_cast<unsigned long long>(runNrep)));
-    Info("No. populations                  : %d\n", npop);
+    Info("No. populations                  : %d\n", static_cast<int>(pops.size()));
     if (prm.global.skip_inbreeding)
         Info("Inbreeding                       : skipped\n");
-    else if (prm.global.joint_pop && npop >= 2)
+    else if (prm.global.joint_pop && pops.size() >= 2)
         Info("Inbreeding                       : across all populations\n");
     Info("h2                               : %g\n", prm.global.h2);
     Info("Polygenic variance               : %g\n", prm.global.varPoly);
@@ -176,7 +176,7 @@ void SimClass::RunRep(int rep)
     int last0 = p.genInfo[0].last;
     ComputeLDStat(0, 0, last0);
     SaveGenResults(0, 0, last0);
-    inbred.AllocMem(&p, pops.data(), npop, prm.global.joint_pop);
+    inbred.AllocMem(&p, pops.data(), static_cast<int>(pops.size()), prm.global.joint_pop);
     ComputeMeanVar(0, 0, last0);
     if (p.prm.true_av) Update_VarAdd(0);
     inbred.AddFounderToPed(&p, prm.global.skip_inbreeding);

@@ -23,8 +23,6 @@
 #include "param/params.h"
 #include "random/rnd.h"
 
-class CLex;
-struct SCom;
 struct SGenotypeWrite;
 
 // One worker of the historical generations. The command word is the only value the main thread
@@ -44,7 +42,9 @@ struct SHistWorker {
 
 class SimClass {
 public:
-    SimClass() = default;
+    // The engine of a run of the parameters prm (read and cross-checked): its chromosomes, locus
+    // records and populations are built from them.
+    explicit SimClass(const SParams& params);
     // Stops a historical worker pool and releases the genomes of a replicate that did not reach
     // its end (a run stopped by an exception, a test).
     ~SimClass()
@@ -54,11 +54,6 @@ public:
     }
     SimClass(const SimClass&) = delete;
     SimClass& operator=(const SimClass&) = delete;
-
-    // ---- Parameter reading (param/) ----
-    void RetrieveParam(CLex* lex);
-    void CheckParam();
-    void PrnErr(short number, bool fatal);
 
     // ---- Run (app/) ----
     void Run();
@@ -70,9 +65,6 @@ public:
     // The `system` command after a replicate, with the replicate number under /nrep.
     void RunSystemCommand(int rep);
     void ReadReplicateControlFile();
-    void BackupParamFile(const std::string& paramFile);
-    // Writes the generator state as seeded into the output folder's "seed".
-    void SaveInitialSeed();
 
     // ---- Genome records and memory (genome/genome_memory.cpp) ----
     void AllocRecChr(SRec* rec);
@@ -133,9 +125,6 @@ public:
     void GenerateCompleteLD(SRec* gen0);
     void SelectSegregatingLoci_LHG(SRec* lhg);
     void PurgeIndivGenotype_LHG(SRec* lhg, const int* keep, int n);
-    // Size and number of males of historical generation g.
-    int HistSize(int g) const;
-    int HistMales(int g) const;
     // One pass of the worker pool over the n individuals of the target generation.
     void RunHistPass(int command, SRec* target, int n, int males);
     void StartHistWorkers();
@@ -222,7 +211,6 @@ public:
     // LD by distance class of generation gen, computed by worker threads.
     void ComputeLDStat(int gen, int first, int last);
     void ComputeLDStat_MyThread(int worker);
-    bool PrintLDBin(int k, FILE* fp) const;
     void SaveLD();
     // Statistics file and the summary over replicates.
     void SaveStat();
@@ -235,8 +223,8 @@ public:
     // command line leaves it empty.
     std::function<void(const CPopulation& pop, int rep)> onPopulationDone;
 
-    // ---- Parameters, as read and cross-checked ----
-    SParams prm;
+    // ---- Parameters, as read and cross-checked; never changed by the run ----
+    const SParams prm;
     // Run state the parameters start: the replicates of this run (the file's nrep, changed by
     // nrep.txt during the run) and its worker threads (the file's nthread, or chosen at run start).
     int runNrep = 0;
@@ -246,8 +234,7 @@ public:
     SHistPop hp;
 
     // ---- Recent populations ----
-    std::vector<CPopulation> pops;  // in the order of their blocks; sized once, never moved
-    int npop = 0;
+    std::vector<CPopulation> pops;  // in the order of their blocks; built once, never moved
 
     // ---- Genome ----
     std::vector<SChrom> chrom;       // one per chromosome statement block; built once, never moved
@@ -312,42 +299,6 @@ public:
     std::unique_ptr<CWriteBuffer> genoBuffer;
 
 private:
-    // Retrieval of the statements; `lex` is set while it runs.
-    void CountChromosomes();
-    void RecomputeVariances();
-    void RetrieveGlobal(SCom* t);
-    void RetrieveHG(SCom*& t);
-    void RetrievePopStatement(SCom*& t);
-    void AddPopName(SCom* t);
-    void SetPopDefaults(SPopParams& p);
-    void RetrieveNGeneration(SCom* t);
-    void RetrieveFounderStatement(SCom* t);
-    void RetrieveLitterSize(SCom*& t);
-    void RetrieveParentReplacement(SCom*& t, bool sires);
-    void RetrievePopOutput(SCom*& t);
-    void CompletePopulation();
-    void RetrieveGenomeWide(SCom* t);
-    void RetrieveChr(SCom* firstChrToken);
-    void AllocLoci();
-    SLocusParams* ClassLoci(const SChromParams& ch, bool qtl);
-    void CheckChrPositions(const SChromParams& ch);
-    void RetrieveChrPositions(SCom*& t, int c);
-    void RetrieveChrAlleleNumbers(SCom*& t, int c);
-    void RetrieveChrFrequencies(SCom*& t, int c);
-    void RetrieveChrEffects(SCom*& t, int c);
-    void RetrieveOutput(SCom* t);
-    // Cross-checks (param/check_param.cpp).
-    void CheckLDAndMapScales();
-    void CheckCompleteLD(bool& error);
-    void CheckHistoricalSizes(bool& error);
-    bool CheckHistoricalSexes();
-    void CheckPopulation(SPopParams& p, bool& error);
-    void CheckJointPopulations(bool& error);
-    void CheckGenotypeFormats(bool& error);
-    int MaxAlleles(bool qtl) const;
-    std::string CheckedFileName(SCom* t);
-    void CheckPopNameChars(SCom* t);
-
     // Genotype files (output/genotype_file.cpp).
     void WriteGenotypeLines(SGenotypeWrite& w, int first, int last, CMyRnd& local, SGenStat& stat);
     void TrueGenotypes(SGenotypeWrite& w, const SRec& r) const;
@@ -358,10 +309,4 @@ private:
     void WriteFreqHeaders();
     void WriteFrequencies(int first, int last, int gen);
     void WriteMafDistribution(FILE* fp, bool qtl, int nLoci);
-
-    CLex* lex = nullptr;             // the reader during retrieval
-    SPopParams* cur = nullptr;       // population being read
-    SFounderLine* curLine = nullptr; // founder line being read
-    std::vector<uint8_t>* genTarget = nullptr;  // flags a following /gen list sets
-    double pendingMissRate = 0;      // rate waiting for its [generation]
 };

@@ -37,23 +37,6 @@ uint16_t DrawAllele(const std::vector<double>& freq, CMyRnd& rnd)
 
 }  // namespace
 
-int SimClass::HistSize(int g) const
-{
-    if (g <= 0) return prm.hist.sizes[0];
-    for (int k = 0; k + 1 < prm.hist.nSizeEntries; ++k) {
-        long long g0 = prm.hist.gens[k], g1 = prm.hist.gens[k + 1], s0 = prm.hist.sizes[k], s1 = prm.hist.sizes[k + 1];
-        if (g > g0 && g <= g1) return static_cast<int>(s0 + (s1 - s0) * (g - g0) / (g1 - g0));
-    }
-    return prm.hist.LastSize();
-}
-
-int SimClass::HistMales(int g) const
-{
-    if (g == 0) return prm.hist.nmfhg;
-    if (g == prm.hist.nGen) return prm.hist.nmlhg;
-    return static_cast<int>(HistSize(g) * (static_cast<double>(prm.hist.nmfhg) / prm.hist.sizes[0]));
-}
-
 // Every locus starts the replicate with its set-up number of alleles and identity labels.
 void SimClass::ResetAlleleNumbers()
 {
@@ -215,7 +198,7 @@ void SimClass::HPSimulator(int rep)
     Info("%-5s  %8s %8s %8s   %8s   %8s\n", "Gen.", "Size", "Male", "Female", "Mrk Homo", "QTL Homo");
 
     // Generation 0: the founders.
-    int size = HistSize(0), males = HistMales(0);
+    int size = prm.hist.Size(0), males = prm.hist.Males(0);
     RunHistPass(SHistWorker::kFounders, hp.recs.data(), size, males);
     if (mutating) mutation.Mutate(hp.recs.data(), size);
     MeasureHomozygosity(hp.recs.data(), size, males);
@@ -231,8 +214,8 @@ void SimClass::HPSimulator(int rep)
     const int printStep = G / 10 + 1;
     for (int g = 1; g <= G; ++g) {
         int parentSize = size, parentMales = males;
-        size = HistSize(g);
-        males = HistMales(g);
+        size = prm.hist.Size(g);
+        males = prm.hist.Males(g);
         bool atBoundary = boundary < prm.hist.nSizeEntries && g == prm.hist.gens[boundary];
         bool shown = (g % printStep == 0 || atBoundary) && g < G;
         if (shown) PrintHistLine(atBoundary ? '*' : ' ', g, size, males);

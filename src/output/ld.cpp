@@ -368,12 +368,10 @@ void FinishBins(SLDBin* bins)
 
 }  // namespace
 
-// Writes the label of class k; a class lying wholly at or beyond the population's max_distance is
-// not printed (false).
-bool SimClass::PrintLDBin(int k, FILE* fp) const
+bool PrintLDBin(int k, double maxDist, FILE* fp)
 {
     if (k < 0 || k >= kLDClasses) return true;
-    if (kLDClassLower[k] >= curPop->prm.out.ldMaxDist) return false;
+    if (kLDClassLower[k] >= maxDist) return false;
     fputs(kLDClassLabel[k], fp);
     return true;
 }
@@ -486,14 +484,14 @@ void SimClass::SaveLD()
         };
         PrintALineFormat1(40, '-', fp, "LD decay");
         heading("\nNo. marker pairs\n");
-        for (int k = 0; k < kLDClasses && PrintLDBin(k, fp); ++k) {
+        for (int k = 0; k < kLDClasses && PrintLDBin(k, p.prm.out.ldMaxDist, fp); ++k) {
             for (int g : gens) fprintf(fp, "%14d ", p.genStat[static_cast<size_t>(g)].ldBin[k].nPair);
             fputs("\n", fp);
         }
         const char* const titles[3] = {"\nMean D'(SD)\n", "\nMean R2(SD)\n", "\nMean X2'(SD)\n"};
         for (int s = 0; s < 3; ++s) {
             heading(titles[s]);
-            for (int k = 0; k < kLDClasses && PrintLDBin(k, fp); ++k) {
+            for (int k = 0; k < kLDClasses && PrintLDBin(k, p.prm.out.ldMaxDist, fp); ++k) {
                 for (int g : gens) {
                     const SLDBin& b = p.genStat[static_cast<size_t>(g)].ldBin[k];
                     fprintf(fp, "%6.4f(%6.4f) ", b.mean[s], b.ldSd[s]);

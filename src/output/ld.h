@@ -56,3 +56,7 @@ struct SLDWork {
     std::vector<uint8_t> codes;        // class per haplotype of markers that keep codes
     std::vector<SLDWorker> workers;
 };
+
+// Writes the label of LD distance class k; a class lying wholly at or beyond maxDist (the
+// population's max_distance) is not printed (false).
+bool PrintLDBin(int k, double maxDist, FILE* fp);

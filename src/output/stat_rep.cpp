@@ -89,8 +89,8 @@ void PrintRepSection(FILE* fp, CPopulation& p, const char* title, int n, SSumSS 
     }
 }
 
-// The LD tables of p; PrintLDBin reads the engine's current population, which must be p.
-void PrintLDSummary(const SimClass& sim, FILE* fp, CPopulation& p, int n)
+// The LD tables of p.
+void PrintLDSummary(FILE* fp, CPopulation& p, int n)
 {
     bool firstSkipped = true;
     for (int g = 0; g <= p.prm.ng; ++g) {
@@ -106,7 +106,7 @@ void PrintLDSummary(const SimClass& sim, FILE* fp, CPopulation& p, int n)
         if (!p.ldGen[static_cast<size_t>(g)]) continue;
         fprintf(fp, "Generation %d\n", g);
         fprintf(fp, "Bin\n");
-        for (int k = 0; k < kLDClasses && sim.PrintLDBin(k, fp); ++k) {
+        for (int k = 0; k < kLDClasses && PrintLDBin(k, p.prm.out.ldMaxDist, fp); ++k) {
             SSumSS& pairs = p.repStat[static_cast<size_t>(g)].ld[k].nPair;
             GetMeanSE(pairs, n);
             fprintf(fp, "%15.4f %14.4f    %17s %14s\n", pairs.sum, pairs.sumSq, "----", "----");
@@ -120,7 +120,7 @@ void PrintLDSummary(const SimClass& sim, FILE* fp, CPopulation& p, int n)
             if (!p.ldGen[static_cast<size_t>(g)]) continue;
             fprintf(fp, "Generation %d\n", g);
             fprintf(fp, "Bin\n");
-            for (int k = 0; k < kLDClasses && sim.PrintLDBin(k, fp); ++k) {
+            for (int k = 0; k < kLDClasses && PrintLDBin(k, p.prm.out.ldMaxDist, fp); ++k) {
                 SLDRepStat& c = p.repStat[static_cast<size_t>(g)].ld[k];
                 GetMeanSE(c.mean[m], n);
                 GetMeanSE(c.ldSd[m], n);
@@ -154,7 +154,7 @@ void PrintPopulation(const SimClass& sim, FILE* fp, CPopulation& p, int n)
         PrintRepSection(fp, p, "r(EBV,TBV)_Sire", n, &SGenRepStat::corrEBVSire);
         PrintRepSection(fp, p, "r(EBV,TBV)_Dam", n, &SGenRepStat::corrEBVDam);
     }
-    if (p.prm.out.ldOut) PrintLDSummary(sim, fp, p, n);
+    if (p.prm.out.ldOut) PrintLDSummary(fp, p, n);
 }
 
 }  // namespace

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <vector>
 
-#include "app/simclass.h"
+#include "param/reader.h"
 #include "support/errmsg.h"
 #include "support/messages.h"
 #include "support/numbers.h"
@@ -29,52 +29,8 @@ void Warning(const char* text)
     NoWarn++;
 }
 
-}  // namespace
-
-void SimClass::CheckParam()
-{
-    CErrMsg messages;
-    bool error = false;
-    auto fail = [&](short errNo) {
-        Warn("%s\n", messages.GetErrMsg(errNo));
-        error = true;
-    };
-
-    // QTL variance needs QTL.
-    if (prm.genome.nQTLTot == 0 && prm.global.varQTL > 1e-5) fail(48);
-
-    if (prm.global.skip_inbreeding && prm.global.varPoly > 0)
-        Warning("Warning - Inbreeding is ignored in simulating polygenic effect.\n"
-                "To account for inbreeding, remove 'skip_inbreeding' command.\n");
-
-    // QTL effect distributions: one method for all chromosomes, one gamma shape.
-    int nRndg = 0, nRndn = 0, nRnd = 0;
-    for (const SChromParams& ch : prm.genome.chrom) {
-        nRndg += ch.qaeMethod == EEffectMethod::Rndg;
-        nRndn += ch.qaeMethod == EEffectMethod::Rndn;
-        nRnd += ch.qaeMethod == EEffectMethod::Rnd;
-    }
-    auto partial = [&](int n) { return n > 0 && n < prm.genome.nChr; };
-    if (partial(nRndg) || partial(nRndn) || partial(nRnd)) fail(13);
-    if (prm.genome.nChr > 0 && nRndg == prm.genome.nChr)
-        for (int c = 0; c + 1 < prm.genome.nChr; ++c)
-            if (prm.genome.chrom[c].gammaShape != prm.genome.chrom[c + 1].gammaShape) {
-                fail(43);
-                break;
-            }
-
-    CheckLDAndMapScales();
-    CheckCompleteLD(error);
-    CheckHistoricalSizes(error);
-    for (SPopParams& p : prm.pops) CheckPopulation(p, error);
-    CheckJointPopulations(error);
-    CheckGenotypeFormats(error);
-
-    if (error) Abort("Error(s) detected in the control file!\n");
-}
-
 // LD statistics need one map for both sexes.
-void SimClass::CheckLDAndMapScales()
+void CheckLDAndMapScales(SParams& prm)
 {
     bool anyLD = std::any_of(prm.pops.begin(), prm.pops.end(), [](const SPopParams& p) { return p.out.ldOut; });
     if (!anyLD) return;
@@ -87,7 +43,7 @@ void SimClass::CheckLDAndMapScales()
         }
 }
 
-void SimClass::CheckCompleteLD(bool& error)
+void CheckCompleteLD(const SParams& prm, bool& error)
 {
     for (const SChromParams& ch : prm.genome.chrom) {
         if ((ch.cld & kCldMarkers) &&
@@ -131,7 +87,21 @@ void SimClass::CheckCompleteLD(bool& error)
     }
 }
 
-void SimClass::CheckHistoricalSizes(bool& error)
+// Every historical generation breeds the next one (the last gives the founders): each needs a
+// male and a female. The first generation without one is named; returns whether all have both.
+bool CheckHistoricalSexes(const SHistPlan& plan)
+{
+    for (int g = 0; g <= plan.nGen; ++g) {
+        int males = plan.Males(g), females = plan.Size(g) - males;
+        if (males >= 1 && females >= 1) continue;
+        Warn("Error - Historical generation %d has %d male(s) and %d female(s); every historical generation needs "
+             "at least one of each\n", g, males, females);
+        return false;
+    }
+    return true;
+}
+
+void CheckHistoricalSizes(const SParams& prm, bool& error)
 {
     bool planValid = true;
     if (prm.hist.nmfhg > prm.hist.FirstSize()) {
@@ -151,25 +121,12 @@ void SimClass::CheckHistoricalSizes(bool& error)
             break;
         }
     // The sizes and males of the generations are only defined by a valid plan.
-    if (planValid) planValid = CheckHistoricalSexes();
+    if (planValid) planValid = CheckHistoricalSexes(prm.hist);
     if (!planValid) error = true;
 }
 
-// Every historical generation breeds the next one (the last gives the founders): each needs a
-// male and a female. The first generation without one is named; returns whether all have both.
-bool SimClass::CheckHistoricalSexes()
-{
-    for (int g = 0; g <= prm.hist.nGen; ++g) {
-        int males = HistMales(g), females = HistSize(g) - males;
-        if (males >= 1 && females >= 1) continue;
-        Warn("Error - Historical generation %d has %d male(s) and %d female(s); every historical generation needs "
-             "at least one of each\n", g, males, females);
-        return false;
-    }
-    return true;
-}
 
-void SimClass::CheckPopulation(SPopParams& p, bool& error)
+void CheckPopulation(const SParams& prm, const SPopParams& p, bool& error)
 {
     const char* name = p.name.c_str();
     for (int g = 1; g <= p.ng; ++g) {
@@ -249,7 +206,7 @@ void SimClass::CheckPopulation(SPopParams& p, bool& error)
     }
 }
 
-void SimClass::CheckJointPopulations(bool& error)
+void CheckJointPopulations(const SParams& prm, bool& error)
 {
     if (!prm.global.joint_pop || prm.pops.empty()) return;
     const SPopParams& a = prm.pops[0];
@@ -265,7 +222,7 @@ void SimClass::CheckJointPopulations(bool& error)
 }
 
 // Largest number of alleles of a class: over the loci and over the numbers listed in nma/nqa.
-int SimClass::MaxAlleles(bool qtl) const
+int MaxAlleles(const SParams& prm, bool qtl)
 {
     int most = 0;
     for (const SLocusParams& l : prm.genome.loci)
@@ -277,10 +234,10 @@ int SimClass::MaxAlleles(bool qtl) const
     return most;
 }
 
-void SimClass::CheckGenotypeFormats(bool& error)
+void CheckGenotypeFormats(const SParams& prm, bool& error)
 {
     if (prm.pops.empty()) return;
-    int am = MaxAlleles(false), aq = MaxAlleles(true);
+    int am = MaxAlleles(prm, false), aq = MaxAlleles(prm, true);
     for (const SPopParams& p : prm.pops) {
         const char* name = p.name.c_str();
         if (p.out.genoOpt & kGenoSnpCode) {
@@ -305,4 +262,48 @@ void SimClass::CheckGenotypeFormats(bool& error)
             }
         }
     }
+}
+
+}  // namespace
+
+void CheckParams(SParams& prm)
+{
+    CErrMsg messages;
+    bool error = false;
+    auto fail = [&](short errNo) {
+        Warn("%s\n", messages.GetErrMsg(errNo));
+        error = true;
+    };
+
+    // QTL variance needs QTL.
+    if (prm.genome.nQTLTot == 0 && prm.global.varQTL > 1e-5) fail(48);
+
+    if (prm.global.skip_inbreeding && prm.global.varPoly > 0)
+        Warning("Warning - Inbreeding is ignored in simulating polygenic effect.\n"
+                "To account for inbreeding, remove 'skip_inbreeding' command.\n");
+
+    // QTL effect distributions: one method for all chromosomes, one gamma shape.
+    int nRndg = 0, nRndn = 0, nRnd = 0;
+    for (const SChromParams& ch : prm.genome.chrom) {
+        nRndg += ch.qaeMethod == EEffectMethod::Rndg;
+        nRndn += ch.qaeMethod == EEffectMethod::Rndn;
+        nRnd += ch.qaeMethod == EEffectMethod::Rnd;
+    }
+    auto partial = [&](int n) { return n > 0 && n < prm.genome.nChr; };
+    if (partial(nRndg) || partial(nRndn) || partial(nRnd)) fail(13);
+    if (prm.genome.nChr > 0 && nRndg == prm.genome.nChr)
+        for (int c = 0; c + 1 < prm.genome.nChr; ++c)
+            if (prm.genome.chrom[c].gammaShape != prm.genome.chrom[c + 1].gammaShape) {
+                fail(43);
+                break;
+            }
+
+    CheckLDAndMapScales(prm);
+    CheckCompleteLD(prm, error);
+    CheckHistoricalSizes(prm, error);
+    for (const SPopParams& p : prm.pops) CheckPopulation(prm, p, error);
+    CheckJointPopulations(prm, error);
+    CheckGenotypeFormats(prm, error);
+
+    if (error) Abort("Error(s) detected in the control file!\n");
 }

@@ -134,12 +134,3 @@ void CLex::ReleaseCtrMem()
     gramBuf.clear();
     gramBuf.shrink_to_fit();
 }
-
-void ReadParameterFile(SimClass& sim, const std::string& path)
-{
-    CErrMsg messages;
-    CLex lex(&messages);
-    lex.fileName = path;
-    lex.RunLex();
-    sim.RetrieveParam(&lex);
-}

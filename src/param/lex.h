@@ -68,10 +68,6 @@ private:
     std::string gramBuf;        // the grammar text
 };
 
-class SimClass;
-// Reads the parameter file at `path` completely into `sim`: tokens, grammar check, statements.
-void ReadParameterFile(SimClass& sim, const std::string& path);
-
 // Token classes.
 bool MyTokenCmp(const char* tokenText, const char* tokenClass);
 // MIN and MAX of an inte_/nume_ class; ends the run for a class without two "_".

@@ -38,6 +38,10 @@ struct SHistPlan {
     int nmfhg = -1;                 // males in the first generation; -1 = not given
     int nmlhg = -1;                 // males in the last generation; -1 = not given
 
+    // Size and number of males of historical generation g: sizes between two breakpoints are
+    // interpolated in 64-bit integers; males keep the proportion of the first generation.
+    int Size(int g) const;
+    int Males(int g) const;
     int FirstSize() const { return sizes[0]; }
     int LastSize() const { return sizes[nSizeEntries - 1]; }
     int LargestSize() const

@@ -3,7 +3,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "app/simclass.h"
+#include "param/param_reader.h"
+#include "param/reader.h"
 #include "param/lex.h"
 #include "param/retrieve_util.h"
 #include "random/rnd.h"
@@ -45,9 +46,8 @@ Section SectionOf(uint16_t action)
 
 }  // namespace
 
-void SimClass::RetrieveParam(CLex* reader)
+void CParamReader::Retrieve()
 {
-    lex = reader;
     CountChromosomes();
     for (SCom* t = lex->First(); t; t = t->next) {
         if (t->action == 1) {
@@ -65,17 +65,21 @@ void SimClass::RetrieveParam(CLex* reader)
         }
     }
     if (lex->NErr() > 0) Abort("Error(s) detected in the control file!\n");
-    // The engine's populations run on the statements read; the vector is never resized again,
-    // so each population's reference to its statements stays valid.
-    BuildGenome();
-    pops.reserve(prm.pops.size());
-    for (const SPopParams& p : prm.pops) pops.emplace_back(p, prm.global.varPoly + prm.global.varQTL);
-    lex->ReleaseCtrMem();
-    lex = nullptr;
+}
+
+SParams ReadParams(const std::string& path)
+{
+    CErrMsg messages;
+    CLex lex(&messages);
+    lex.fileName = path;
+    lex.RunLex();
+    SParams prm;
+    CParamReader(lex, prm).Retrieve();
+    return prm;
 }
 
 // Counts the chromosomes before anything else: population output options are sized by it.
-void SimClass::CountChromosomes()
+void CParamReader::CountChromosomes()
 {
     int count = 0, beforeBlock = 0;
     for (SCom* t = lex->First(); t && t->action != 118; t = t->next) {
@@ -90,7 +94,7 @@ void SimClass::CountChromosomes()
     prm.genome.nChr = static_cast<short>(count);
 }
 
-void SimClass::RecomputeVariances()
+void CParamReader::RecomputeVariances()
 {
     if (prm.global.h2 > -1 && prm.global.qtlh2 > -1 && prm.global.phvar > -1) {
         prm.global.varPoly = (prm.global.h2 - prm.global.qtlh2) * prm.global.phvar;
@@ -100,7 +104,7 @@ void SimClass::RecomputeVariances()
 }
 
 // A file name given in quotes: at most 500 characters, not blank; backslashes become "/".
-std::string SimClass::CheckedFileName(SCom* t)
+std::string CParamReader::CheckedFileName(SCom* t)
 {
     std::string name = Unquoted(t);
     if (name.size() >= 501) lex->PrintError(t, true, true, 37, "\n");
@@ -110,7 +114,7 @@ std::string SimClass::CheckedFileName(SCom* t)
     return name;
 }
 
-void SimClass::RetrieveGlobal(SCom* t)
+void CParamReader::RetrieveGlobal(SCom* t)
 {
     switch (t->action) {
     case 20:
@@ -155,7 +159,7 @@ void SimClass::RetrieveGlobal(SCom* t)
     }
 }
 
-void SimClass::RetrieveHG(SCom*& t)
+void CParamReader::RetrieveHG(SCom*& t)
 {
     int pending = 0;
     for (t = t->next; t && t->action != 133; t = t->next) {
@@ -188,7 +192,7 @@ void SimClass::RetrieveHG(SCom*& t)
         prm.hist.nmlhg = static_cast<int>(static_cast<double>(prm.hist.nmfhg) / prm.hist.FirstSize() * prm.hist.LastSize());
 }
 
-void SimClass::RetrieveOutput(SCom* t)
+void CParamReader::RetrieveOutput(SCom* t)
 {
     switch (t->action) {
     case 134: {
@@ -215,7 +219,7 @@ void SimClass::RetrieveOutput(SCom* t)
     }
 }
 
-void SimClass::PrnErr(short number, bool fatal)
+void PrnErr(short number, bool fatal)
 {
     if (number == -1) return;
     CErrMsg messages;

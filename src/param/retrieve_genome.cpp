@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "app/simclass.h"
+#include "param/param_reader.h"
 #include "param/lex.h"
 #include "param/retrieve_util.h"
 #include "support/errmsg.h"
@@ -117,7 +117,7 @@ bool FixedPositionRange(const SChromParams& ch, int& first, int& last)
 
 // The fixed positions of a chromosome in map order: none below zero or past the end of its
 // class, no two at the same position. The loci are ordered as the engine orders them.
-void SimClass::CheckChrPositions(const SChromParams& ch)
+void CParamReader::CheckChrPositions(const SChromParams& ch)
 {
     int first, last;
     if (!FixedPositionRange(ch, first, last)) return;
@@ -131,7 +131,7 @@ void SimClass::CheckChrPositions(const SChromParams& ch)
         if (loci[i + 1]->pos - loci[i]->pos < kSamePosition) PositionError(6, ch.number, loci[i]->pos);
 }
 
-void SimClass::RetrieveGenomeWide(SCom* t)
+void CParamReader::RetrieveGenomeWide(SCom* t)
 {
     double v = NumValue(t);
     switch (t->action) {
@@ -161,7 +161,7 @@ void SimClass::RetrieveGenomeWide(SCom* t)
     }
 }
 
-void SimClass::RetrieveChr(SCom* firstChrToken)
+void CParamReader::RetrieveChr(SCom* firstChrToken)
 {
     SGenomeParams& g = prm.genome;
     g.chrom.assign(static_cast<size_t>(g.nChr), SChromParams());
@@ -195,13 +195,13 @@ void SimClass::RetrieveChr(SCom* firstChrToken)
 // The loci of a class of a chromosome in the order the statements list them. Pointer
 // arithmetic, not indexing: a genome without any locus has no records at all, and its class
 // pointers must still be formed.
-SLocusParams* SimClass::ClassLoci(const SChromParams& ch, bool qtl)
+SLocusParams* CParamReader::ClassLoci(const SChromParams& ch, bool qtl)
 {
     return prm.genome.loci.data() + ch.firstLocus + (qtl ? ch.mrk.saved : 0);
 }
 
 // Lays out the loci chromosome by chromosome, markers first, then QTL.
-void SimClass::AllocLoci()
+void CParamReader::AllocLoci()
 {
     SGenomeParams& g = prm.genome;
     g.loci.assign(static_cast<size_t>(g.nMrkTot + g.nQTLTot), SLocusParams());
@@ -213,7 +213,7 @@ void SimClass::AllocLoci()
     }
 }
 
-void SimClass::RetrieveChrPositions(SCom*& t, int c)
+void CParamReader::RetrieveChrPositions(SCom*& t, int c)
 {
     SChromParams& ch = prm.genome.chrom[c];
     const bool qtl = t->action >= 32 && t->action <= 36;
@@ -252,7 +252,7 @@ void SimClass::RetrieveChrPositions(SCom*& t, int c)
     }
 }
 
-void SimClass::RetrieveChrAlleleNumbers(SCom*& t, int c)
+void CParamReader::RetrieveChrAlleleNumbers(SCom*& t, int c)
 {
     SChromParams& ch = prm.genome.chrom[c];
     const bool qtl = t->action == 40 || t->action == 41 || t->action == 42 || t->action == 53;
@@ -308,7 +308,7 @@ void SimClass::RetrieveChrAlleleNumbers(SCom*& t, int c)
     }
 }
 
-void SimClass::RetrieveChrFrequencies(SCom*& t, int c)
+void CParamReader::RetrieveChrFrequencies(SCom*& t, int c)
 {
     SChromParams& ch = prm.genome.chrom[c];
     const bool qtl = t->action == 45 || t->action == 46 || t->action == 49;
@@ -358,7 +358,7 @@ void SimClass::RetrieveChrFrequencies(SCom*& t, int c)
     }
 }
 
-void SimClass::RetrieveChrEffects(SCom*& t, int c)
+void CParamReader::RetrieveChrEffects(SCom*& t, int c)
 {
     SChromParams& ch = prm.genome.chrom[c];
     SLocusParams* qtls = ClassLoci(ch, true);

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <limits>
 
-#include "app/simclass.h"
+#include "param/param_reader.h"
 #include "param/lex.h"
 #include "param/retrieve_util.h"
 #include "support/messages.h"
@@ -54,7 +54,7 @@ int GrownParents(const SPopParams& p, int g, int previous, int reference, double
 }  // namespace
 
 // Error 61 with the caret on the first character that may not stand in a population name.
-void SimClass::CheckPopNameChars(SCom* t)
+void CParamReader::CheckPopNameChars(SCom* t)
 {
     const std::string& text = t->text;
     for (size_t i = 1; i + 1 < text.size(); ++i)
@@ -65,10 +65,10 @@ void SimClass::CheckPopNameChars(SCom* t)
         }
 }
 
-void SimClass::AddPopName(SCom* t)
+void CParamReader::AddPopName(SCom* t)
 {
     int index = cur ? static_cast<int>(cur - prm.pops.data()) + 1 : 0;
-    if (index >= npop) Abort("Error - Mismatched number of populations!\n");
+    if (index >= static_cast<int>(prm.pops.size())) Abort("Error - Mismatched number of populations!\n");
     CheckPopNameChars(t);
     std::string name = Unquoted(t);
     MakeCleanString(name);
@@ -82,7 +82,7 @@ void SimClass::AddPopName(SCom* t)
     RetrieveNGeneration(t);
 }
 
-void SimClass::RetrieveNGeneration(SCom* t)
+void CParamReader::RetrieveNGeneration(SCom* t)
 {
     while (t && t->action != 5) t = t->next;
     if (!t) Abort("Error - Cannot retrieve parameters.\n");
@@ -99,7 +99,7 @@ void SimClass::RetrieveNGeneration(SCom* t)
     o.damMissRateGen.assign(n, 0.0);
 }
 
-void SimClass::RetrieveFounderStatement(SCom* t)
+void CParamReader::RetrieveFounderStatement(SCom* t)
 {
     SPopParams& p = *cur;
     switch (t->action) {
@@ -146,7 +146,7 @@ void SimClass::RetrieveFounderStatement(SCom* t)
     }
 }
 
-void SimClass::RetrievePopStatement(SCom*& t)
+void CParamReader::RetrievePopStatement(SCom*& t)
 {
     if (t->action == 64) {
         if (prm.pops.empty()) {
@@ -155,7 +155,6 @@ void SimClass::RetrievePopStatement(SCom*& t)
                 if (s->action == 64) count++;
             if (count > kMaxPopulations)
                 Abort("Error - Number of recent populations cannot be larger than %d\n", kMaxPopulations);
-            npop = count;
             prm.pops.resize(static_cast<size_t>(count));
         }
         curLine = nullptr;
@@ -205,7 +204,7 @@ void SimClass::RetrievePopStatement(SCom*& t)
     }
 }
 
-void SimClass::RetrieveLitterSize(SCom*& t)
+void CParamReader::RetrieveLitterSize(SCom*& t)
 {
     SPopParams& p = *cur;
     p.ls.assign(1, IntValue(t));
@@ -235,7 +234,7 @@ void SimClass::RetrieveLitterSize(SCom*& t)
         }
 }
 
-void SimClass::RetrieveParentReplacement(SCom*& t, bool sires)
+void CParamReader::RetrieveParentReplacement(SCom*& t, bool sires)
 {
     SPopParams& p = *cur;
     const int ng = p.ng;
@@ -302,7 +301,7 @@ void SimClass::RetrieveParentReplacement(SCom*& t, bool sires)
     }
 }
 
-void SimClass::RetrievePopOutput(SCom*& t)
+void CParamReader::RetrievePopOutput(SCom*& t)
 {
     SPopParams& p = *cur;
     SPopOutput& o = p.out;
@@ -365,7 +364,7 @@ void SimClass::RetrievePopOutput(SCom*& t)
 }
 
 // At end_pop: default litter size and the number of parents of every generation.
-void SimClass::CompletePopulation()
+void CParamReader::CompletePopulation()
 {
     SPopParams& p = *cur;
     genTarget = nullptr;

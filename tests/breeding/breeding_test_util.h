@@ -9,20 +9,19 @@
 
 // An engine with one population "p": nIndiv individuals with identifiers 1..nIndiv, each holding
 // its own genome use counter at 1, and room for maxSires sires and maxDams dams. A test sets the
-// population's statements through `prm` (the engine sees them through pop->prm).
+// population's statements through `prm` (the engine sees them through pop->prm). The engine's
+// own parameters are the defaults.
 struct TestPopulation {
-    std::unique_ptr<SimClass> sim = std::make_unique<SimClass>();
-    SPopParams* prm = nullptr;
+    SPopParams statements;  // the population's statements, owned here so that a test may change them
+    std::unique_ptr<SimClass> sim = std::make_unique<SimClass>(SParams());
+    SPopParams* prm = &statements;
     CPopulation* pop = nullptr;
 
-    TestPopulation(int nIndiv, int maxSires, int maxDams, int ng = 2)
+    TestPopulation(int nIndiv, int maxSires, int maxDams, int ng = 2) : statements(HandStatements(ng))
     {
-        sim->prm.pops.push_back(HandStatements(ng));
-        prm = &sim->prm.pops[0];
         prm->maxSires = maxSires;
         prm->maxDams = maxDams;
-        sim->pops.emplace_back(*prm, 0.0);
-        sim->npop = 1;
+        sim->pops.emplace_back(statements, 0.0);
         pop = &sim->pops[0];
         pop->nIndiv = nIndiv;
         pop->indiv.assign(nIndiv, SRec());

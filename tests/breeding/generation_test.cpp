@@ -10,9 +10,10 @@ namespace {
 
 // An engine whose replicate memory is set up for the population of `body` (2 male and 10
 // female founders), ready for the steps of generation 1.
-std::unique_ptr<SimClass> Prepared(const std::string& body, unsigned long seed = 7)
+std::unique_ptr<SimClass> Prepared(const std::string& body, unsigned long seed = 7,
+                                   const std::function<void(SParams&)>& adjust = nullptr)
 {
-    auto sim = ReadParams(PopulationParam(PopBlock("p", 2, 10, body)));
+    auto sim = EngineOf(PopulationParam(PopBlock("p", 2, 10, body)), adjust);
     MyRnd.InitSeed(seed);
     sim->AllocGlobalMem();
     testing::internal::CaptureStdout();
@@ -50,7 +51,7 @@ TEST(LitterSizes, OneClassFixesEveryGenerationsSizeAndRange)
 TEST(LitterSizes, ClassesAreDrawnWithTheirProbabilities)
 {
     // 1 with the probability left over (0.5), 2 with 0.3, 4 with 0.2; 2000 dams per generation.
-    auto sim = ReadParams(PopulationParam(PopBlock("p", 20, 2000, "ls = 1 2 [0.3] 4 [0.2]; ng = 5;")));
+    auto sim = EngineOf(PopulationParam(PopBlock("p", 20, 2000, "ls = 1 2 [0.3] 4 [0.2]; ng = 5;")));
     MyRnd.InitSeed(3);
     sim->AllocGlobalMem();
     sim->SimLitterSize(1);
@@ -74,7 +75,7 @@ TEST(LitterSizes, ClassesAreDrawnWithTheirProbabilities)
 
 TEST(LitterSizes, RandomUnionOfGametesWantsOneLitterSize)
 {
-    auto sim = ReadParams(PopulationParam(PopBlock("p", 2, 10, "ls = 1 2 [0.5]; md = rnd_ug; ng = 1;")));
+    auto sim = EngineOf(PopulationParam(PopBlock("p", 2, 10, "ls = 1 2 [0.5]; md = rnd_ug; ng = 1;")));
     sim->AllocGlobalMem();
     EXPECT_EXIT(sim->SimLitterSize(1), testing::ExitedWithCode(1),
                 "Error - Pop \"p\": With rnd_ug \\(random union of gametes\\) mating design, 'ls' is treated as "
@@ -114,7 +115,7 @@ TEST(Sexes, FixGivesExactlyTheRoundedNumberOfMales)
 
 TEST(Sexes, AtRandomTheShareOfMalesFollowsPmp)
 {
-    auto sim = ReadParams(PopulationParam(PopBlock("p", 20, 2000, "ls = 5; pmp = 0.3; ng = 1;")));
+    auto sim = EngineOf(PopulationParam(PopBlock("p", 20, 2000, "ls = 5; pmp = 0.3; ng = 1;")));
     MyRnd.InitSeed(11);
     sim->AllocGlobalMem();
     sim->SimLitterSize(1);
@@ -128,8 +129,7 @@ TEST(Sexes, AtRandomTheShareOfMalesFollowsPmp)
 
 TEST(Sexes, MalesWithoutRecordsHaveNoPhenotypeFlag)
 {
-    auto sim = Prepared("ls = 4; ng = 1;");
-    sim->prm.global.malesHaveRecords = false;
+    auto sim = Prepared("ls = 4; ng = 1;", 7, [](SParams& prm) { prm.global.malesHaveRecords = false; });
     sim->AssignSex(1, false);
     const CPopulation& p = sim->pops[0];
     int males = 0;

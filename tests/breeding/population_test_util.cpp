@@ -11,9 +11,10 @@ void RunPopulations(const std::string& text, unsigned long seed, int threads,
                     const std::function<void(const CPopulation&, int rep)>& inspect)
 {
     TempDir out;
-    auto sim = ReadParams(text);
-    sim->prm.global.nthread = threads;
-    sim->prm.output.outputFolder = out.path() + "/";
+    auto sim = EngineOf(text, [&](SParams& prm) {
+        prm.global.nthread = threads;
+        prm.output.outputFolder = out.path() + "/";
+    });
     sim->onPopulationDone = inspect;
     MyRnd.InitSeed(seed);
     testing::internal::CaptureStdout();

@@ -12,15 +12,22 @@ namespace {
 
 // An engine with one population of n individuals in generation 1 whose parents are two
 // founder records with the given polygenic values and inbreeding.
+SParams Variances(double varPoly, double varRes, bool malesHaveRecords)
+{
+    SParams prm;
+    prm.global.varPoly = varPoly;
+    prm.global.varRes = varRes;
+    prm.global.malesHaveRecords = malesHaveRecords;
+    prm.pops.push_back(HandStatements(1));
+    return prm;
+}
+
 struct Family {
     SimClass sim;
     SRec sire, dam;
-    explicit Family(int n, double varPoly, double varRes, double parentF = 0)
+    explicit Family(int n, double varPoly, double varRes, double parentF = 0, bool malesHaveRecords = true)
+        : sim(Variances(varPoly, varRes, malesHaveRecords))
     {
-        sim.prm.global.varPoly = varPoly;
-        sim.prm.global.varRes = varRes;
-        sim.prm.pops.push_back(HandStatements(1));
-        sim.pops.emplace_back(sim.prm.pops[0], 0.0);
         CPopulation& p = sim.pops[0];
         p.genStat.assign(3, SGenStat());
         p.indiv.assign(n, SRec());
@@ -101,7 +108,7 @@ TEST(ProgenyValues, NoPolygenicVarianceDrawsNothingForIt)
 
 TEST(GenerationStatistics, MeansAndDeviationsFollowTheRecords)
 {
-    Family f(4, 1.0, 1.0);
+    Family f(4, 1.0, 1.0, 0, false);  // males without records
     std::vector<SRec>& r = f.Recs();
     const double poly[4] = {1, 2, 3, 6}, phen[4] = {2, 0, 4, 9}, inb[4] = {0, 0.25, 0, 0.5};
     for (int i = 0; i < 4; ++i) {
@@ -114,7 +121,6 @@ TEST(GenerationStatistics, MeansAndDeviationsFollowTheRecords)
         r[i].sex = i % 2;
     }
     r[1].hasPhen = 0;  // a male without a record: phenotype statistics over the other three
-    f.sim.prm.global.malesHaveRecords = false;
     f.sim.pops[0].genStat[1].nFemale = 3;
     f.sim.ComputeMeanVar(1, 0, 3);
     const SGenStat& s = f.sim.pops[0].genStat[1];

@@ -10,7 +10,7 @@
 #include <unistd.h>
 
 #include "app/simclass.h"
-#include "param/lex.h"
+#include "param/reader.h"
 #include "random/rnd.h"
 #include "support/messages.h"
 
@@ -57,9 +57,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     NoWarn = 0;
     MyRnd.seed_file_name = initialSeedFileName;
     try {
-        SimClass sim;
-        ReadParameterFile(sim, InputPath());
-        sim.CheckParam();
+        SParams prm = EngineOf(InputPath());
+        CheckParams(prm);
+        SimClass sim(prm);  // builds the genome and populations from the value
     } catch (const SAborted&) {
         // The input was refused with a message: the expected end for bad input.
     }

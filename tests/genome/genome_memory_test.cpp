@@ -1,4 +1,5 @@
 // Haplotype storage, homozygosity and the release of genomes.
+#include <functional>
 #include <gtest/gtest.h>
 
 #include "history/history_test_util.h"
@@ -6,10 +7,11 @@
 
 namespace {
 
-std::unique_ptr<SimClass> TwoChromosomes(int markers, int qtl)
+std::unique_ptr<SimClass> TwoChromosomes(int markers, int qtl, const std::function<void(SParams&)>& adjust = nullptr)
 {
-    auto sim = ReadParams(HistoryParam("hg_size = 10 [0];", ChromosomeBlock(1, 50, markers, qtl) +
-                                                              ChromosomeBlock(1, 50, markers, qtl, "xchr;")));
+    auto sim = EngineOf(HistoryParam("hg_size = 10 [0];", ChromosomeBlock(1, 50, markers, qtl) +
+                                                              ChromosomeBlock(1, 50, markers, qtl, "xchr;")),
+                        adjust);
     sim->InitializeRun();
     sim->GetMrkQTLIdx();
     return sim;
@@ -61,10 +63,9 @@ TEST(GenomeMemory, WithoutQtlTheQtlSummaryIsZero)
 
 TEST(GenomeMemory, AReleasedGenomeIsNeverFreedTwice)
 {
-    auto sim = TwoChromosomes(3, 1);
+    auto sim = TwoChromosomes(3, 1, [](SParams& prm) { prm.pops[0].nMaleFounder = prm.pops[0].nFemaleFounder = 0; });
     CPopulation& p = sim->pops[0];
     p.nIndiv = 4;
-    sim->prm.pops[0].nMaleFounder = sim->prm.pops[0].nFemaleFounder = 0;
     sim->AllocPopMem();
     sim->InitializeRep();
     for (int i = 0; i < 4; ++i) {

@@ -75,7 +75,7 @@ TEST(Crossovers, PositionsAreDistinctSortedAndInsideTheChromosome)
 TEST(Crossovers, CompleteInterferenceLeavesNoPairWithinTheDistance)
 {
     std::string genome = "interference = 5 /c;\nmean_crossover = 5;\n" + ChromosomeBlock(1, 200, 10, 1);
-    auto sim = ReadParams(HistoryParam("hg_size = 10 [0];", genome));
+    auto sim = EngineOf(HistoryParam("hg_size = 10 [0];", genome));
     CMyRnd rnd;
     rnd.InitSeed(17);
     std::vector<double> x(kMaxCrossovers);
@@ -88,7 +88,7 @@ TEST(Crossovers, CompleteInterferenceLeavesNoPairWithinTheDistance)
     }
     EXPECT_GT(crossovers, 2000 * 5);  // thinned from a mean of 10, but far from empty
 
-    auto without = ReadParams(HistoryParam("hg_size = 10 [0];", "mean_crossover = 5;\n" + ChromosomeBlock(1, 200, 10, 1)));
+    auto without = EngineOf(HistoryParam("hg_size = 10 [0];", "mean_crossover = 5;\n" + ChromosomeBlock(1, 200, 10, 1)));
     int close = 0;
     for (int trial = 0; trial < 200; ++trial) {
         short n;
@@ -110,7 +110,7 @@ TEST(Meiosis, ARecentIndividualGetsItsParentsAllelesItsQtlValueAndItsCrossoverLi
     std::string genome = "mean_crossover = 5;\n" + ChromosomeBlock(2, 100, 20, 4);
     std::string text = HistoryParam("hg_size = 10 [0];", genome);
     text.replace(text.find(" ng = 0;"), 8, " ng = 1;\n begin_popoutput; crossover; end_popoutput;");
-    auto sim = ReadParams(text);
+    auto sim = EngineOf(text);
     sim->InitializeRun();
     sim->GetMrkQTLIdx();
     sim->curPop = &sim->pops[0];

@@ -21,7 +21,7 @@ std::vector<double> Positions(const SimClass& sim, bool qtl)
 std::unique_ptr<SimClass> Genome(const std::string& genome)
 {
     MyRnd.InitSeed(99);
-    return ReadParams(HistoryParam("hg_size = 10 [0];", genome));
+    return EngineOf(HistoryParam("hg_size = 10 [0];", genome));
 }
 
 }  // namespace

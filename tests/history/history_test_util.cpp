@@ -6,7 +6,7 @@
 
 std::unique_ptr<SimClass> SimulateHistory(const std::string& text, unsigned long seed, int threads)
 {
-    auto sim = ReadParams(text);
+    auto sim = EngineOf(text);
     sim->nthread = threads;
     MyRnd.InitSeed(seed);
     testing::internal::CaptureStdout();

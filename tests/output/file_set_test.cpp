@@ -66,8 +66,7 @@ TEST(ResultFiles, AttachRepPutsEveryReplicateBehindItsHeadingInOneFile)
               ReplicateHeading(1) + "data of replicate 1\n" + ReplicateHeading(2) + "data of replicate 2\n");
 
     // Binary genotypes never get a heading (the statements refuse them with attach_rep).
-    auto binary = EngineIn(dir, {PopOutput("genotype /binary;")});
-    binary->prm.output.attachRep = true;
+    auto binary = EngineIn(dir, {PopOutput("genotype /binary;")}, [](SParams& prm) { prm.output.attachRep = true; });
     binary->OpenOutputStreams(2, false);
     binary->CloseOutputStreams(false);
     EXPECT_EQ(ReadFile(dir / "p1_mrk.txt"), "");

@@ -135,14 +135,13 @@ TEST(GenotypeError, ChangesTheGenotypeAndKeepsToTheAllelesOfTheLocus)
         {"monomorphic, label 7", {1, 7}, true, 1, 1, {6, 7}},
     };
     TempDir dir;
-    auto sim = EngineIn(dir, {});
-    sim->GetMrkQTLIdx();
     MyRnd.InitSeed(11);
     for (const Case& c : cases) {
+        auto sim = EngineIn(dir, {}, [&](SParams& prm) { prm.output.allele_label = c.useLabels; });
+        sim->GetMrkQTLIdx();
         SLocus& locus = *sim->LocusAt(0);
         locus.nAllele = c.labels[0];
         locus.alleleLabel = c.labels;
-        sim->prm.output.allele_label = c.useLabels;
         auto shown = [&](uint16_t a) { return c.useLabels ? c.labels[a] : a; };
         unsigned short pat = c.truePat, mat = c.trueMat, outPat, outMat;
         unsigned long long counter = 0;

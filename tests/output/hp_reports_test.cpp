@@ -140,8 +140,7 @@ TEST(HPStat, GenomeTableGivesOverallAndPerChromosomeValues)
 TEST(HPStat, SelectedSegregatingRowsAppearWithSelectSegLoci)
 {
     TempDir dir;
-    auto sim = EngineIn(dir, {OutputBlock("hp_stat;")});
-    sim->prm.genome.select_seg_loci = true;
+    auto sim = EngineIn(dir, {OutputBlock("hp_stat;")}, [](SParams& prm) { prm.genome.select_seg_loci = true; });
     sim->chrom[0].nMrk = sim->nMrkTot = 3;
     WriteHistoricalReports(*sim, HPStat);
     EXPECT_NE(ReadFile(dir / "hp_stat_001.txt")

@@ -20,13 +20,13 @@ struct SFounders {
 
     SFounders(const std::string& genome, const std::string& ld)
     {
-        sim = ReadParams("nrep = 1;\nh2 = 0.3;\nqtlh2 = 0.1;\nphvar = 1.0;\n"
+        sim = EngineOf("nrep = 1;\nh2 = 0.3;\nqtlh2 = 0.1;\nphvar = 1.0;\n"
                          "begin_hp;\n hg_size = 200 [0] 200 [20];\nend_hp;\n"
                          "begin_pop = \"p\";\n begin_founder;\n  male [n = 20, pop = \"hp\"];\n"
                          "  female [n = 80, pop = \"hp\"];\n end_founder;\n ls = 2;\n ng = 1;\n"
-                         " begin_popoutput;\n  " + ld + "\n end_popoutput;\nend_pop;\n" + genome);
+                         " begin_popoutput;\n  " + ld + "\n end_popoutput;\nend_pop;\n" + genome,
+                       [&](SParams& prm) { prm.output.outputFolder = dir.path() + "/"; });
         sim->nthread = 1;
-        sim->prm.output.outputFolder = dir.path() + "/";
         MyRnd.InitSeed(4711);
         testing::internal::CaptureStdout();
         sim->InitializeRun();
@@ -273,12 +273,10 @@ TEST(LDStat, PrintsTheClassesBelowMaxDistance)
         int printed;
         const char* lastLabel;
     } cases[] = {{5, 15, "[4,5)    "}, {100, 27, "[80,100] "}, {4.5, 15, "[4,5)    "}, {0.1, 2, "[.05,.1) "}};
-    SFounders f(Genome(Chromosomes(1, 10, "all 2")), "ld;");
     for (const Case& c : cases) {
-        f.sim->prm.pops[0].out.ldMaxDist = c.maxDist;
         int printed = 0;
         const std::string text = CaptureFile([&](FILE* fp) {
-            for (int k = 0; k <= kLDClasses; ++k) printed += f.sim->PrintLDBin(k, fp) && k < kLDClasses ? 1 : 0;
+            for (int k = 0; k <= kLDClasses; ++k) printed += PrintLDBin(k, c.maxDist, fp) && k < kLDClasses ? 1 : 0;
         });
         EXPECT_EQ(printed, c.printed) << c.maxDist;
         EXPECT_EQ(text.size(), 9u * c.printed) << c.maxDist;

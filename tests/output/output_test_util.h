@@ -1,6 +1,7 @@
 // An engine read from the minimal parameter file, writing its results into a temporary folder.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -13,11 +14,14 @@
 // The minimal parameter text with two QTL and `edits`, read completely, its output folder set
 // to `dir`.
 inline std::unique_ptr<SimClass> EngineIn(const TempDir& dir,
-                                          std::vector<std::pair<std::string, std::string>> edits)
+                                          std::vector<std::pair<std::string, std::string>> edits,
+                                          const std::function<void(SParams&)>& adjust = nullptr)
 {
     edits.insert(edits.begin(), {"nqloci = 10;", "nqloci = 2;"});
-    auto sim = ReadParams(MinimalParamWith(edits));
-    sim->prm.output.outputFolder = dir.path() + "/";
+    auto sim = EngineOf(MinimalParamWith(edits), [&](SParams& prm) {
+        prm.output.outputFolder = dir.path() + "/";
+        if (adjust) adjust(prm);
+    });
     sim->runNrep = sim->prm.global.nrep;  // as Run starts it
     sim->curPop = &sim->pops[0];
     return sim;

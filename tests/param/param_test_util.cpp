@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "param/lex.h"
+#include "param/reader.h"
 #include "support/test_util.h"
 
 std::string MinimalParam()
@@ -28,12 +29,17 @@ TokenizedText::TokenizedText(const std::string& content)
     lex.ReadParamFile();
 }
 
-std::unique_ptr<SimClass> ReadParams(const std::string& text)
+SParams ParamsOfText(const std::string& text)
 {
     TempDir dir;
     std::string path = dir / "run.prm";
     WriteFile(path, text);
-    auto sim = std::make_unique<SimClass>();
-    ReadParameterFile(*sim, path);
-    return sim;
+    return ReadParams(path);
+}
+
+std::unique_ptr<SimClass> EngineOf(const std::string& text, const std::function<void(SParams&)>& adjust)
+{
+    SParams prm = ParamsOfText(text);
+    if (adjust) adjust(prm);
+    return std::make_unique<SimClass>(prm);
 }

@@ -1,6 +1,7 @@
 // Reading parameter texts in unit tests.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -22,5 +23,7 @@ struct TokenizedText {
     CLex lex{&messages};
 };
 
-// Reads a parameter text completely (tokens, grammar check, retrieval).
-std::unique_ptr<SimClass> ReadParams(const std::string& text);
+// Reads a parameter text completely (tokens, grammar check, retrieval; no cross-checks).
+SParams ParamsOfText(const std::string& text);
+// An engine of the parameters of text, after `adjust` has changed them (the output folder, say).
+std::unique_ptr<SimClass> EngineOf(const std::string& text, const std::function<void(SParams&)>& adjust = nullptr);

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "param/param_test_util.h"
+#include "param/reader.h"
 #include "random/rnd.h"
 #include "support/messages.h"
 #include "support/test_util.h"
@@ -19,7 +20,7 @@ std::string WithPopulation(const std::string& statements)
 
 TEST(GlobalStatements, VariancesFollowFromH2QtlH2AndPhvarInAnyOrder)
 {
-    auto sim = ReadParams(MinimalParamWith({{"h2 = 0.3;\nqtlh2 = 0.1;\nphvar = 1.0;", "phvar = 2;\nqtlh2 = 0.3;\nh2 = 0.3;"}}));
+    auto sim = EngineOf(MinimalParamWith({{"h2 = 0.3;\nqtlh2 = 0.1;\nphvar = 1.0;", "phvar = 2;\nqtlh2 = 0.3;\nh2 = 0.3;"}}));
     EXPECT_DOUBLE_EQ(sim->prm.global.varPoly, 0.0);
     EXPECT_DOUBLE_EQ(sim->prm.global.varQTL, 0.6);
     EXPECT_DOUBLE_EQ(sim->prm.global.varRes, 1.4);
@@ -27,13 +28,13 @@ TEST(GlobalStatements, VariancesFollowFromH2QtlH2AndPhvarInAnyOrder)
 
 TEST(GlobalStatements, OptionalStatementsAndTheirDefaults)
 {
-    auto plain = ReadParams(MinimalParam());
+    auto plain = EngineOf(MinimalParam());
     EXPECT_EQ(plain->prm.global.nthread, 0);
     EXPECT_TRUE(plain->prm.global.malesHaveRecords);
     EXPECT_FALSE(plain->prm.global.hasSystem);
     EXPECT_EQ(MyRnd.seed_file_name, "seed.prv");
 
-    auto sim = ReadParams(MinimalParamWith(
+    auto sim = EngineOf(MinimalParamWith(
         {{"nrep = 1;", "NREP = 3; nthread = 7; no_male_rec; joint_pop; skip_inbreeding;\n"
                        "system = \"Rscript Sum.R\"; title = \"Big Test\"; seed = \" dir\\My seed \";"}}));
     EXPECT_EQ(sim->prm.global.nrep, 3);
@@ -47,22 +48,22 @@ TEST(GlobalStatements, OptionalStatementsAndTheirDefaults)
     EXPECT_EQ(MyRnd.seed_file_name, "dir/My seed");
     MyRnd.seed_file_name = "seed.prv";
 
-    auto withNrep = ReadParams(MinimalParamWith({{"nrep = 1;", "nrep = 1; system = \"cmd\" /nrep;"}}));
+    auto withNrep = EngineOf(MinimalParamWith({{"nrep = 1;", "nrep = 1; system = \"cmd\" /nrep;"}}));
     EXPECT_TRUE(withNrep->prm.global.systemNrep);
 }
 
 TEST(GlobalStatements, TitleOfAThousandCharactersIsAcceptedAndLongerRefused)
 {
     std::string title(1000, 't');
-    auto sim = ReadParams(MinimalParamWith({{"nrep = 1;", "nrep = 1; title = \"" + title + "\";"}}));
+    auto sim = EngineOf(MinimalParamWith({{"nrep = 1;", "nrep = 1; title = \"" + title + "\";"}}));
     EXPECT_EQ(sim->prm.global.title.size(), 1000u);
-    EXPECT_EXIT(ReadParams(MinimalParamWith({{"nrep = 1;", "nrep = 1; title = \"" + title + "x\";"}})),
+    EXPECT_EXIT(EngineOf(MinimalParamWith({{"nrep = 1;", "nrep = 1; title = \"" + title + "x\";"}})),
                 testing::ExitedWithCode(1), "Error - Title is too long");
 }
 
 TEST(HistoricalStatements, MalesDefaultToHalfTheFirstSizeAndTheSameShareAtTheEnd)
 {
-    auto sim = ReadParams(MinimalParamWith({{kOneHpGeneration, "hg_size = 1001 [0] 101 [10];"}}));
+    auto sim = EngineOf(MinimalParamWith({{kOneHpGeneration, "hg_size = 1001 [0] 101 [10];"}}));
     EXPECT_EQ(sim->prm.hist.nmfhg, 500);
     EXPECT_EQ(sim->prm.hist.nmlhg, 50);
     EXPECT_EQ(sim->prm.hist.nSizeEntries, 2);
@@ -72,17 +73,17 @@ TEST(HistoricalStatements, MalesDefaultToHalfTheFirstSizeAndTheSameShareAtTheEnd
 
 TEST(HistoricalStatements, ASingleGenerationTakesTheOneNumberOfMalesGiven)
 {
-    auto sim = ReadParams(MinimalParamWith({{kOneHpGeneration, "hg_size = 100 [0]; nmfhg = 30;"}}));
+    auto sim = EngineOf(MinimalParamWith({{kOneHpGeneration, "hg_size = 100 [0]; nmfhg = 30;"}}));
     EXPECT_EQ(sim->prm.hist.nmlhg, 30);
-    sim = ReadParams(MinimalParamWith({{kOneHpGeneration, "nmlhg = 12; hg_size = 100 [0];"}}));
+    sim = EngineOf(MinimalParamWith({{kOneHpGeneration, "nmlhg = 12; hg_size = 100 [0];"}}));
     EXPECT_EQ(sim->prm.hist.nmfhg, 12);
-    EXPECT_EXIT(ReadParams(MinimalParamWith({{kOneHpGeneration, "hg_size = 100 [0]; nmfhg = 30; nmlhg = 40;"}})),
+    EXPECT_EXIT(EngineOf(MinimalParamWith({{kOneHpGeneration, "hg_size = 100 [0]; nmfhg = 30; nmlhg = 40;"}})),
                 testing::ExitedWithCode(1), "must be the same because historical population consisted of one");
 }
 
 TEST(PopulationStatements, FounderLinesAndTheirOptions)
 {
-    auto sim = ReadParams(MinimalParamWith(
+    auto sim = EngineOf(MinimalParamWith(
         {{"male   [n = 2, pop = \"hp\"];",
           "male   [n = 2, pop = \"hp\", select = phen /l];\n male [n = 3, pop = \"hp\"] /not_founder_yet;"}}));
     const CPopulation& p = sim->pops[0];
@@ -103,8 +104,8 @@ TEST(PopulationStatements, FounderLinesFromAnEarlierPopulation)
     std::string second =
         "begin_pop = \"p2\";\n begin_founder;\n male [n = 1, pop = \"p1\", gen = 1, select = tbv /h];\n"
         " female [n = 2, pop = \"p1\", gen = 0];\n end_founder;\n ls = 3;\n ng = 0;\n end_pop;\n";
-    auto sim = ReadParams(MinimalParamWith({{"begin_genome;", second + "begin_genome;"}}));
-    ASSERT_EQ(sim->npop, 2);
+    auto sim = EngineOf(MinimalParamWith({{"begin_genome;", second + "begin_genome;"}}));
+    ASSERT_EQ(sim->pops.size(), 2u);
     const CPopulation& p = sim->pops[1];
     EXPECT_EQ(p.prm.founderLine[0].srcPop, 0);
     EXPECT_EQ(p.prm.founderLine[0].gen, 1);
@@ -116,7 +117,7 @@ TEST(PopulationStatements, FounderLinesFromAnEarlierPopulation)
 
 TEST(PopulationStatements, LitterSizeProbabilitiesLeaveTheRestToTheFirstSize)
 {
-    auto sim = ReadParams(WithPopulation("ls = 1 2 [0.3] 3 [0.1]; ng = 1;\n"));
+    auto sim = EngineOf(WithPopulation("ls = 1 2 [0.3] 3 [0.1]; ng = 1;\n"));
     const CPopulation& p = sim->pops[0];
     ASSERT_EQ(p.prm.nLs, 3);
     EXPECT_EQ(p.prm.ls, (std::vector<int>{1, 2, 3}));
@@ -127,7 +128,7 @@ TEST(PopulationStatements, LitterSizeProbabilitiesLeaveTheRestToTheFirstSize)
 
 TEST(PopulationStatements, ReplacementWithGrowthAppliesToEveryGenerationBeforeTheLast)
 {
-    auto sim = ReadParams(WithPopulation("ls = 2; ng = 4; sr = 0.5 0.1; dr = 0.5 0.1 /e;\n"));
+    auto sim = EngineOf(WithPopulation("ls = 2; ng = 4; sr = 0.5 0.1; dr = 0.5 0.1 /e;\n"));
     const CPopulation& p = sim->pops[0];
     for (int g = 1; g <= 3; ++g) {
         EXPECT_DOUBLE_EQ(p.prm.plan[g].sr, 0.5) << g;
@@ -144,7 +145,7 @@ TEST(PopulationStatements, ReplacementWithGrowthAppliesToEveryGenerationBeforeTh
 
 TEST(PopulationStatements, ReplacementListsHoldTheirValueUntilTheNextGeneration)
 {
-    auto sim = ReadParams(WithPopulation("ls = 2; ng = 6; sr = 0.4 [2] 0.2 [4];\n"));
+    auto sim = EngineOf(WithPopulation("ls = 2; ng = 6; sr = 0.4 [2] 0.2 [4];\n"));
     const CPopulation& p = sim->pops[0];
     const double expected[] = {1.0, 1.0, 0.4, 0.4, 0.2, 0.2};
     for (int g = 0; g < 6; ++g) EXPECT_DOUBLE_EQ(p.prm.plan[g].sr, expected[g]) << g;
@@ -155,7 +156,7 @@ TEST(PopulationStatements, ReplacementListsHoldTheirValueUntilTheNextGeneration)
 
 TEST(PopulationStatements, NumbersOfParentsGrowFromTheirReferenceGeneration)
 {
-    auto sim = ReadParams(WithPopulation("ls = 2; ng = 4; dr = 1 0.5 [1] 1 0.25 [2];\n"));
+    auto sim = EngineOf(WithPopulation("ls = 2; ng = 4; dr = 1 0.5 [1] 1 0.25 [2];\n"));
     const CPopulation& p = sim->pops[0];
     EXPECT_EQ(p.prm.plan[1].nDams, 4);
     EXPECT_EQ(p.prm.plan[2].nDams, 6);  // 4 + round(4 * 0.5)
@@ -167,7 +168,7 @@ TEST(PopulationStatements, NumbersOfParentsGrowFromTheirReferenceGeneration)
 TEST(PopulationStatements, GrowthBeyondWhatTheRecordsHoldIsRefused)
 {
     // 2 sires and 4 dams, multiplied by 6 in every generation with a growth of 5.
-    auto sim = ReadParams(WithPopulation("ls = 1; ng = 12; dr = 1 5 /e;\n"));
+    auto sim = EngineOf(WithPopulation("ls = 1; ng = 12; dr = 1 5 /e;\n"));
     long long dams = 4;
     for (int g = 2; g <= 12; ++g) dams *= 6;
     EXPECT_EQ(sim->pops[0].prm.plan[12].nDams, dams);
@@ -183,12 +184,12 @@ TEST(PopulationStatements, GrowthBeyondWhatTheRecordsHoldIsRefused)
         {"ls = 2; ng = 12; dr = 1 5 /e;\n", "Error - Pop \"p1\" G12: The population grows beyond 2,147,483,647 individuals"},
     };
     for (const Case& c : cases)
-        EXPECT_EXIT(ReadParams(WithPopulation(c.statements)), testing::ExitedWithCode(1), c.message) << c.statements;
+        EXPECT_EXIT(EngineOf(WithPopulation(c.statements)), testing::ExitedWithCode(1), c.message) << c.statements;
 }
 
 TEST(PopulationStatements, OutputOptionsAndGenerationLists)
 {
-    auto sim = ReadParams(WithPopulation(
+    auto sim = EngineOf(WithPopulation(
         "ls = 2; ng = 5;\n begin_popoutput;\n genotype /binary /gen 0 3;\n"
         " ld /maft 0.1 /chr 1 /max_distance 2.5;\n allele_freq /mafbin 10;\n"
         " data /sire_miss_rate_g 0.2 [2] 0.1 [4];\n stat;\n end_popoutput;\n"));
@@ -209,7 +210,7 @@ TEST(PopulationStatements, OutputOptionsAndGenerationLists)
 
 TEST(GenomeStatements, ABlockWithACountMakesIdenticalChromosomes)
 {
-    auto sim = ReadParams(MinimalParamWith({{"begin_chr = 1;", "begin_chr = 3;"}, {"chrlen = 10;", "chrlen = 100;"},
+    auto sim = EngineOf(MinimalParamWith({{"begin_chr = 1;", "begin_chr = 3;"}, {"chrlen = 10;", "chrlen = 100;"},
                                             {"nqloci = 10;", "nqloci = 2;"}}));
     ASSERT_EQ(sim->prm.genome.nChr, 3);
     EXPECT_DOUBLE_EQ(sim->prm.genome.genomeLength, 300);
@@ -226,7 +227,7 @@ TEST(GenomeStatements, BlocksFollowEachOtherAndGenomeWideStatementsMayStandBetwe
 {
     std::string block = "begin_chr = 1; chrlen = 20; nmloci = 2; mpos = even; nma = all 3; maf = eql;"
                         " nqloci = 0; qpos = rnd; nqa = all 2; qaf = eql; qae = rndg 0.4; end_chr;\n";
-    auto sim = ReadParams(MinimalParamWith({{"begin_chr = 1;", "begin_chr = 2;"},
+    auto sim = EngineOf(MinimalParamWith({{"begin_chr = 1;", "begin_chr = 2;"},
                                             {"end_genome;", "mean_crossover = 2.5; interference = 5 /c;\n" +
                                                                 block + "end_genome;"}}));
     ASSERT_EQ(sim->prm.genome.nChr, 3);
@@ -236,13 +237,13 @@ TEST(GenomeStatements, BlocksFollowEachOtherAndGenomeWideStatementsMayStandBetwe
     EXPECT_DOUBLE_EQ(sim->prm.genome.mean_crossover, 2.5);
     EXPECT_DOUBLE_EQ(sim->prm.genome.interference, 5);
     EXPECT_TRUE(sim->prm.genome.interferenceComplete);
-    auto plain = ReadParams(MinimalParam());
+    auto plain = EngineOf(MinimalParam());
     EXPECT_DOUBLE_EQ(plain->prm.genome.mean_crossover, 1.0);
 }
 
 TEST(GenomeStatements, EvenAndPredefinedPositions)
 {
-    auto sim = ReadParams(MinimalParamWith({{"chrlen = 10;", "chrlen = 40;"},
+    auto sim = EngineOf(MinimalParamWith({{"chrlen = 10;", "chrlen = 40;"},
                                             {"nmloci = 5;", "nmloci = 3;"},
                                             {"mpos = even;", "mpos = even /end 30 /start 10;"},
                                             {"nqloci = 10;", "nqloci = 2;"},
@@ -258,15 +259,15 @@ TEST(GenomeStatements, EvenAndPredefinedPositions)
 
 TEST(GenomeStatements, NumbersOfAllelesInEveryForm)
 {
-    auto unique = ReadParams(MinimalParamWith({{"nma = all 2;", "nma = unique;"}}));
+    auto unique = EngineOf(MinimalParamWith({{"nma = all 2;", "nma = unique;"}}));
     EXPECT_EQ(unique->chrom[0].loci[0]->nAllele0, 40);  // two per founder of 20
-    auto list = ReadParams(MinimalParamWith({{"nma = all 2;", "nma = rnd 5 2 3;"}, {"maf = eql;", "maf = rnd;"}}));
+    auto list = EngineOf(MinimalParamWith({{"nma = all 2;", "nma = rnd 5 2 3;"}, {"maf = eql;", "maf = rnd;"}}));
     const SLocusClassSettings& s = list->prm.genome.chrom[0].mrk;
     EXPECT_EQ(s.nAlleleMethod, ENumAlleleMethod::Rnd);
     ASSERT_EQ(s.nAlleleCount, 3);
     EXPECT_EQ(s.nAlleleList[0], 2);
     EXPECT_EQ(s.nAlleleList[2], 5);
-    auto pd = ReadParams(MinimalParamWith({{"nma = all 2;", "nma = pd 2 3 4 5 6;"},
+    auto pd = EngineOf(MinimalParamWith({{"nma = all 2;", "nma = pd 2 3 4 5 6;"},
                                            {"maf = eql;", "maf = pd 0.5 0.5 0.2 0.3 0.5 .25 .25 .25 .25 "
                                                           ".2 .2 .2 .2 .2 .1 .1 .1 .1 .1 .5;"}}));
     EXPECT_EQ(pd->chrom[0].loci[4]->nAllele0, 6);
@@ -276,7 +277,7 @@ TEST(GenomeStatements, NumbersOfAllelesInEveryForm)
 
 TEST(GenomeStatements, SharedFrequenciesAndQtlEffects)
 {
-    auto sim = ReadParams(MinimalParamWith(
+    auto sim = EngineOf(MinimalParamWith(
         {{"nqloci = 10;", "nqloci = 2;"}, {"qaf = eql;", "qaf = all 0.25 0.75;"}, {"qae = rndg 0.4;", "qae = pd 0.3 0.7;"}}));
     const SChrom& ch = sim->chrom[0];
     SLocus* const* qtl = ch.loci + ch.nMrk;
@@ -284,16 +285,16 @@ TEST(GenomeStatements, SharedFrequenciesAndQtlEffects)
     EXPECT_EQ(ch.prm.qaeMethod, EEffectMethod::Pd);
     EXPECT_NEAR(qtl[0]->targetVar, 0.3 * sim->prm.global.varQTL, 1e-15);
     EXPECT_NEAR(qtl[1]->targetVar, 0.7 * sim->prm.global.varQTL, 1e-15);
-    auto gamma = ReadParams(MinimalParam());
+    auto gamma = EngineOf(MinimalParam());
     EXPECT_EQ(gamma->prm.genome.chrom[0].qaeMethod, EEffectMethod::Rndg);
     EXPECT_DOUBLE_EQ(gamma->prm.genome.chrom[0].gammaShape, 0.4);
 }
 
 TEST(GenomeStatements, CompleteLdWordsSetTheSameBitsInEitherForm)
 {
-    auto a = ReadParams(MinimalParamWith({{"qae = rndg 0.4;", "qae = rndg 0.4; cld = mq;"}}));
-    auto b = ReadParams(MinimalParamWith({{"qae = rndg 0.4;", "qae = rndg 0.4; cld = q m;"}}));
-    auto c = ReadParams(MinimalParamWith({{"qae = rndg 0.4;", "qae = rndg 0.4; cld = m;"}}));
+    auto a = EngineOf(MinimalParamWith({{"qae = rndg 0.4;", "qae = rndg 0.4; cld = mq;"}}));
+    auto b = EngineOf(MinimalParamWith({{"qae = rndg 0.4;", "qae = rndg 0.4; cld = q m;"}}));
+    auto c = EngineOf(MinimalParamWith({{"qae = rndg 0.4;", "qae = rndg 0.4; cld = m;"}}));
     EXPECT_EQ(a->prm.genome.chrom[0].cld, kCldMarkers | kCldQTL | kCldQTLFollowMarkers);
     EXPECT_EQ(b->prm.genome.chrom[0].cld, kCldMarkers | kCldQTL);
     EXPECT_EQ(c->prm.genome.chrom[0].cld, kCldMarkers);
@@ -301,7 +302,7 @@ TEST(GenomeStatements, CompleteLdWordsSetTheSameBitsInEitherForm)
 
 TEST(GenomeStatements, GenomeWideSettings)
 {
-    auto sim = ReadParams(MinimalParamWith(
+    auto sim = EngineOf(MinimalParamWith(
         {{"begin_genome;", "begin_genome; select_seg_loci /nqtl 3 /maft 0.05; rmmg = 0.1 /rndg 2; rqge = 0.01;\n"
                            "mmutr = 0.001 /recurrent; qmutr = 0.0001; r1_mpos_g; r_qpos_g;"}}));
     EXPECT_TRUE(sim->prm.genome.select_seg_loci);
@@ -320,16 +321,16 @@ TEST(GenomeStatements, GenomeWideSettings)
 
 TEST(OutputStatements, FolderFlagsAndFrequency)
 {
-    auto sim = ReadParams(MinimalParamWith(
+    auto sim = EngineOf(MinimalParamWith(
         {{"end_genome;\n", "end_genome;\nbegin_output; output_folder = \"a\\b\"; monitor_hp_homo; hp_stat;"
                            " linkage_map; allele_effect; allele_label; attach_rep; end_output;\n"}}));
     EXPECT_EQ(sim->prm.output.outputFolder, "a/b");
     EXPECT_TRUE(sim->prm.output.monitor_hp_homo);
     EXPECT_EQ(sim->prm.output.monitorFreq, 50);
     EXPECT_TRUE(sim->prm.output.hp_stat && sim->prm.output.linkage_map && sim->prm.output.allele_effect && sim->prm.output.allele_label && sim->prm.output.attachRep);
-    auto freq = ReadParams(MinimalParamWith({{"end_genome;\n", "end_genome;\nbegin_output; monitor_hp_homo /freq 7; end_output;\n"}}));
+    auto freq = EngineOf(MinimalParamWith({{"end_genome;\n", "end_genome;\nbegin_output; monitor_hp_homo /freq 7; end_output;\n"}}));
     EXPECT_EQ(freq->prm.output.monitorFreq, 7);
-    auto none = ReadParams(MinimalParamWith({{"end_genome;\n", "end_genome;\nbegin_output; end_output;\n"}}));
+    auto none = EngineOf(MinimalParamWith({{"end_genome;\n", "end_genome;\nbegin_output; end_output;\n"}}));
     EXPECT_EQ(none->prm.output.outputFolder, "");
     EXPECT_FALSE(none->prm.output.monitor_hp_homo);
 }
@@ -339,22 +340,22 @@ TEST(ExampleFiles, AreReadAndPassTheCrossChecks)
     for (const char* name : {"quickstart", "dairy", "dense_genome"}) {
         std::string text = ReadFile(std::string(DAVOK_EXAMPLES) + "/" + name + ".prm");
         ASSERT_FALSE(text.empty()) << name;
-        auto sim = ReadParams(text);
+        SParams prm = ParamsOfText(text);
         unsigned warningsBefore = NoWarn;
         testing::internal::CaptureStdout();
         testing::internal::CaptureStderr();
-        sim->CheckParam();
+        CheckParams(prm);
         testing::internal::GetCapturedStdout();
         EXPECT_EQ(testing::internal::GetCapturedStderr(), "") << name;
         EXPECT_EQ(NoWarn, warningsBefore) << name;
-        EXPECT_GE(sim->prm.genome.nChr, 1) << name;
+        EXPECT_GE(prm.genome.nChr, 1) << name;
     }
 }
 
 TEST(GenomeStatements, ListsReachTheirLociAlsoWhenQtlStandBeforeTheMarkers)
 {
     // Fixed positions put both QTL in front of the markers once the chromosome is sorted.
-    auto sim = ReadParams(MinimalParamWith({{"mpos = even;", "mpos = even /start 5;"},
+    auto sim = EngineOf(MinimalParamWith({{"mpos = even;", "mpos = even /start 5;"},
                                             {"nqloci = 10;", "nqloci = 2;"},
                                             {"qpos = rnd;", "qpos = pd 1 2;"},
                                             {"nqa = all 2;", "nqa = pd 2 3;"},

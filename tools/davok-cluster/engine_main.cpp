@@ -21,7 +21,7 @@
 #include "app/entry.h"
 #include "app/folder.h"
 #include "app/simclass.h"
-#include "param/lex.h"
+#include "param/reader.h"
 #include "random/rnd.h"
 #include "replicate_sums.h"
 #include "support/messages.h"
@@ -72,10 +72,10 @@ std::vector<std::string> ReadList(const std::string& path)
 
 int WriteSummary(const std::string& param, const std::string& folder, const std::vector<std::string>& sumFiles)
 {
-    SimClass sim;
-    ReadParameterFile(sim, param);
-    sim.CheckParam();
-    sim.prm.output.outputFolder = folder.empty() || folder.back() == '/' ? folder : folder + "/";
+    SParams prm = ReadParams(param);
+    CheckParams(prm);
+    prm.output.outputFolder = folder.empty() || folder.back() == '/' ? folder : folder + "/";
+    SimClass sim(prm);
     for (CPopulation& p : sim.pops) p.repStat.assign(static_cast<size_t>(p.prm.ng) + 1, SGenRepStat());
     for (const std::string& path : sumFiles) AddReplicate(sim, ReadReplicateSums(path), path);
     sim.runNrep = static_cast<int>(sumFiles.size());
@@ -85,9 +85,8 @@ int WriteSummary(const std::string& param, const std::string& folder, const std:
 
 int PrintOutputFolder(const std::string& param)
 {
-    SimClass sim;
-    ReadParameterFile(sim, param);
-    printf("%s\n", (sim.prm.output.outputFolder.empty() ? GetOutPutFolderName(param) : sim.prm.output.outputFolder).c_str());
+    const SParams prm = ReadParams(param);
+    printf("%s\n", (prm.output.outputFolder.empty() ? GetOutPutFolderName(param) : prm.output.outputFolder).c_str());
     return 0;
 }
 
@@ -100,11 +99,14 @@ int RunJob(const std::string& param, const std::string& folder, const std::strin
 {
     std::vector<SReplicateSums> kept;
     SReplicateSums current;
-    RunAdjuster adjust = [&](SimClass& sim) {
-        sim.prm.output.outputFolder = folder;
-        sim.prm.global.nrep = replicates;
-        if (threads > 0) sim.prm.global.nthread = threads;
+    RunAdjuster adjust;
+    adjust.params = [&](SParams& prm) {
+        prm.output.outputFolder = folder;
+        prm.global.nrep = replicates;
+        if (threads > 0) prm.global.nthread = threads;
         MyRnd.seed_file_name = seed;
+    };
+    adjust.engine = [&](SimClass& sim) {
         sim.onPopulationDone = [&sim, &kept, &current](const CPopulation& p, int) {
             current.pops.push_back(PopulationValues(p));
             if (&p != &sim.pops.back()) return;

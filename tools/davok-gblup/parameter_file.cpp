@@ -5,9 +5,8 @@
 #include <cmath>
 #include <cstdio>
 
-#include "app/simclass.h"
 #include "inputs.h"
-#include "param/lex.h"
+#include "param/reader.h"
 #include "support/messages.h"
 
 namespace gblup {
@@ -72,13 +71,13 @@ private:
 
 // Reads and cross-checks the file as Davok does before a run; false when Davok refuses it, after
 // its messages (without the closing "Aborted.", the program's own error follows) are shown.
-bool ReadAsDavok(SimClass& sim, const std::string& paramPath)
+bool ReadAsDavok(SParams& prm, const std::string& paramPath)
 {
     const AbortThrows throwing;
     Diverted out(stdout), err(stderr);
     try {
-        ReadParameterFile(sim, paramPath);
-        sim.CheckParam();
+        prm = ReadParams(paramPath);
+        CheckParams(prm);
         return true;
     } catch (const ReaderStopped&) {
         out.Restore();
@@ -95,13 +94,14 @@ bool ReadAsDavok(SimClass& sim, const std::string& paramPath)
 double SimulatorVarianceRatio(const std::string& paramPath)
 {
     OpenOrThrow(paramPath, "parameter file");
-    SimClass sim;
-    if (!ReadAsDavok(sim, paramPath))
+    SParams prm;
+    if (!ReadAsDavok(prm, paramPath))
         throw InputError("Error - Davok refuses the parameter file " + paramPath + " (see above).");
-    const double lambda = sim.prm.global.varRes / (sim.prm.global.varPoly + sim.prm.global.varQTL);
-    if (!(sim.prm.global.h2 > 0 && sim.prm.global.h2 < 1 && lambda > 0 && std::isfinite(lambda))) {
+    const SGlobalParams& g = prm.global;
+    const double lambda = g.varRes / (g.varPoly + g.varQTL);
+    if (!(g.h2 > 0 && g.h2 < 1 && lambda > 0 && std::isfinite(lambda))) {
         char h2[32];
-        snprintf(h2, sizeof h2, "%g", sim.prm.global.h2);
+        snprintf(h2, sizeof h2, "%g", g.h2);
         throw InputError("Error - The parameter file " + paramPath + " has h2 = " + h2 +
                          "; a genomic evaluation needs a heritability above 0 and below 1.");
     }
