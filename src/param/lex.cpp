@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "app/simclass.h"
 #include "param/lex.h"
 
 void CLex::RunLex()
