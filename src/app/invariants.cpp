@@ -468,6 +468,11 @@ std::string CheckAlleles(const SRec& r, const std::vector<uint16_t>& nAllele)
     if (nAllele.empty()) return "";
     for (int copy = 0; copy < 2; ++copy) {
         const uint16_t* alleles = copy == 0 ? r.Pat() : r.Mat();
+        // Allele 0 wraps round to 65535: one unsigned comparison finds both ends, in a loop
+        // without branches that the compiler vectorises; the slow search runs on a fault only.
+        unsigned outside = 0;
+        for (size_t g = 0; g < nAllele.size(); ++g) outside |= static_cast<uint16_t>(alleles[g] - 1) >= nAllele[g];
+        if (!outside) continue;
         for (size_t g = 0; g < nAllele.size(); ++g)
             if (alleles[g] < 1 || alleles[g] > nAllele[g])
                 return Text("carries allele %u at locus %zu of its %s genome, which has %u alleles", alleles[g], g + 1,
