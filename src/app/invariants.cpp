@@ -255,7 +255,7 @@ public:
         const long slot = SlotOf(r, pop);
         if (slot >= 0) fresh[static_cast<size_t>(slot)] = 1;
     }
-    // A held genome still has its alleles; the slot of r is already known.
+    // A held genome still has its alleles.
     void CheckStored(const SRec& r, const CPopulation* pop)
     {
         const long slot = SlotOf(r, pop);
@@ -270,7 +270,8 @@ public:
             const int actual = counters[s], expected = holds[s];
             if (actual == kGenomeReleased) {
                 if (expected == 0) continue;
-                return "the genome of " + Who(*owner[s], ownerPop[s]) + Text(" is released but has %d holders", expected);
+                return "the genome of " + Who(*owner[s], ownerPop[s]) +
+                       Text(" is released but has %d holders", expected);
             }
             if (actual != expected)
                 return "the genome use counter of " + Who(*owner[s], ownerPop[s]) +
@@ -307,8 +308,11 @@ void HoldParents(CHolders& h, const CPopulation& p, EStage stage, int made)
         nSires = gi.nSires;
         nDams = gi.nDams;
     }
-    for (int i = 0; i < nSires; ++i) h.Hold(i < static_cast<int>(p.sires.size()) ? p.sires[static_cast<size_t>(i)] : nullptr, &p);
-    for (int i = 0; i < nDams; ++i) h.Hold(i < static_cast<int>(p.dams.size()) ? p.dams[static_cast<size_t>(i)] : nullptr, &p);
+    auto holdFirst = [&](const std::vector<SRec*>& parents, int n) {
+        for (size_t i = 0; i < static_cast<size_t>(n); ++i) h.Hold(i < parents.size() ? parents[i] : nullptr, &p);
+    };
+    holdFirst(p.sires, nSires);
+    holdFirst(p.dams, nDams);
 }
 
 // ---- Alleles ----
@@ -507,6 +511,6 @@ void CheckInvariants(const SimClass& sim, const SRunPoint& at)
     if (!InvariantChecksOn()) return;
     std::string fault = CheckRun(sim, at);
     if (!fault.empty())
-        Abort("Error - Internal error: %s (%s).\nPlease report the error to %s\n", fault.c_str(), Where(sim, at).c_str(),
-              kContactText);
+        Abort("Error - Internal error: %s (%s).\nPlease report the error to %s\n", fault.c_str(),
+              Where(sim, at).c_str(), kContactText);
 }

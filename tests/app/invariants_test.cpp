@@ -32,7 +32,8 @@ private:
 
 // Population "a" founds "b" with its last generation, so that when "a" has ended the genomes of
 // that generation are still held, once by each founder line of "b".
-std::string TwoPopulations(const std::string& aBody = "ls = 2; ng = 2; pmp = 0.5 /fix;", const std::string& globals = "")
+std::string TwoPopulations(const std::string& aBody = "ls = 2; ng = 2; pmp = 0.5 /fix;",
+                           const std::string& globals = "")
 {
     return PopulationParam(PopBlock("a", 4, 8, aBody) +
                                "begin_pop = \"b\";\n begin_founder;\n  male [n = 2, pop = \"a\", gen = 2];\n"
@@ -115,55 +116,58 @@ TEST(Invariants, EachPlantedFaultIsNamed)
 {
     struct Case {
         const char* what;
-        std::function<std::function<void()>(CPopulation&)> plant;
-        std::string message;  // part of it
+        std::function<std::function<void()>()> plant;  // gives back what undoes it
+        std::string message;                            // part of it
     };
     int checked = 0;
     RunEngine(TwoPopulations(), 5, 1, [&](SimClass& sim, const CPopulation& ended, int) {
         if (ended.name != "a") return;
         CPopulation& a = sim.pops[0];
         ASSERT_EQ(CheckEnded(sim, a), "");
-        SRec& held = Progeny(a, 2, 0);
+        SRec& child = Progeny(a, 1, 0);
+        SRec& held = Progeny(a, 2, 0);  // its genome waits for the founder lines of "b"
+        std::vector<int16_t>& litters = a.genInfo[1].litterSize;
         const uint16_t nAllele6 = AlleleCounts(sim.chrom)[5];
         const Case cases[] = {
-            {"sire younger than its progeny", [](CPopulation& p) { return Set(Progeny(p, 1, 0).sire, FirstOfSex(p, 2, 1)); },
+            {"sire younger than its progeny", [&] { return Set(child.sire, FirstOfSex(a, 2, 1)); },
              "has a sire born after it"},
-            {"female sire", [](CPopulation& p) { return Set(Progeny(p, 1, 0).sire, FirstOfSex(p, 0, 0)); },
-             "has a female sire"},
-            {"wrong generation", [](CPopulation& p) { return Set(Progeny(p, 2, 0).gen, int16_t(1)); },
+            {"female sire", [&] { return Set(child.sire, FirstOfSex(a, 0, 0)); }, "has a female sire"},
+            {"founder with a parent", [&] { return Set(a.indiv[1].dam, FirstOfSex(a, 0, 0)); },
+             "is a founder with a known parent"},
+            {"wrong generation", [&] { return Set(held.gen, int16_t(1)); },
              "is in generation 2 but records generation 1"},
-            {"use counter off by one", [&](CPopulation&) { return Set(*held.genomeUse, uint16_t(*held.genomeUse + 1)); },
-             "genome use counter of individual " + std::to_string(held.id) + " of population \"a\" is 3, its holders 2"},
-            {"allele 0", [&](CPopulation&) { return Set(held.Pat()[3], uint16_t(0)); },
+            {"use counter off by one", [&] { return Set(*held.genomeUse, uint16_t(*held.genomeUse + 1)); },
+             "counter of individual " + std::to_string(held.id) + " of population \"a\" is 3, its holders 2"},
+            {"allele 0", [&] { return Set(held.Pat()[3], uint16_t(0)); },
              "carries allele 0 at locus 4 of its paternal genome"},
-            {"allele nAllele + 1", [&](CPopulation&) { return Set(held.Mat()[5], uint16_t(nAllele6 + 1)); },
+            {"allele nAllele + 1", [&] { return Set(held.Mat()[5], uint16_t(nAllele6 + 1)); },
              "carries allele " + std::to_string(nAllele6 + 1) + " at locus 6 of its maternal genome, which has " +
                  std::to_string(nAllele6) + " alleles"},
-            {"progeny count off by one", [](CPopulation& p) { return Set(p.indiv[0].nMPrg, p.indiv[0].nMPrg + 1); },
+            {"progeny count off by one", [&] { return Set(a.indiv[0].nMPrg, a.indiv[0].nMPrg + 1); },
              "individual 1 of population \"a\" counts"},
             {"litter size off by one",
-             [](CPopulation& p) {
-                 std::vector<int16_t>& ls = p.genInfo[1].litterSize;
-                 auto undoFirst = Set(ls[0], int16_t(ls[0] + 1));
-                 auto undoSecond = Set(ls[1], int16_t(ls[1] - 1));
+             [&] {
+                 auto first = Set(litters[0], int16_t(litters[0] + 1));
+                 auto second = Set(litters[1], int16_t(litters[1] - 1));
                  return std::function<void()>([=] {
-                     undoFirst();
-                     undoSecond();
+                     first();
+                     second();
                  });
              },
              "litter 1 of generation 1 of population \"a\""},
-            {"males of a generation off by one", [](CPopulation& p) { return Set(p.genStat[1].nMale, p.genStat[1].nMale + 1); },
+            {"males of a generation off by one", [&] { return Set(a.genStat[1].nMale, a.genStat[1].nMale + 1); },
              "generation 1 of population \"a\" counts"},
         };
         for (const Case& c : cases) {
-            std::function<void()> undo = c.plant(a);
-            EXPECT_NE(CheckEnded(sim, a).find(c.message), std::string::npos) << c.what << ": " << CheckEnded(sim, a);
+            std::function<void()> undo = c.plant();
+            const std::string fault = CheckEnded(sim, a);
+            EXPECT_NE(fault.find(c.message), std::string::npos) << c.what << ": " << fault;
             undo();
             ++checked;
         }
         EXPECT_EQ(CheckEnded(sim, a), "");
     });
-    EXPECT_EQ(checked, 9);
+    EXPECT_EQ(checked, 10);
 }
 
 TEST(Invariants, AViolationStopsTheRunAsAnInternalError)
