@@ -39,7 +39,7 @@ std::string FirstFault(std::initializer_list<std::function<std::string()>> check
 std::string Who(const SRec& r, const CPopulation* pop)
 {
     if (!pop) return Text("individual %d of the historical population", r.id);
-    return Text("individual %d of population \"%s\"", r.id, pop->name.c_str());
+    return Text("individual %d of population \"%s\"", r.id, pop->prm.name.c_str());
 }
 
 // Position of rec in p.indiv, or -1 when it is none of its records.
@@ -125,7 +125,7 @@ std::string SexCountFault(const CPopulation& p, int g, int first, int last)
     const SGenStat& st = p.genStat[static_cast<size_t>(g)];
     if (st.nMale == males && st.nFemale == females) return "";
     return Text("generation %d of population \"%s\" counts %u males and %u females, its records %u and %u", g,
-                p.name.c_str(), st.nMale, st.nFemale, males, females);
+                p.prm.name.c_str(), st.nMale, st.nFemale, males, females);
 }
 
 // Outside random union of gametes, each dam has one litter: the litter sizes in mating order
@@ -143,14 +143,14 @@ std::string LitterFault(const CPopulation& p, int g)
             const SRec& r = p.indiv[static_cast<size_t>(i)];
             if (r.sire != head.sire || r.dam != head.dam)
                 return Text("litter %zu of generation %d of population \"%s\" (individuals %d to %d) has more than "
-                            "one pair of parents", m + 1, g, p.name.c_str(), head.id, head.id + size - 1);
+                            "one pair of parents", m + 1, g, p.prm.name.c_str(), head.id, head.id + size - 1);
         }
         dams.push_back(head.dam);
     }
     std::sort(dams.begin(), dams.end(), std::less<const SRec*>());
     auto twice = std::adjacent_find(dams.begin(), dams.end());
     if (twice == dams.end()) return "";
-    return Text("dam %d of population \"%s\" has two litters in generation %d", (*twice)->id, p.name.c_str(), g);
+    return Text("dam %d of population \"%s\" has two litters in generation %d", (*twice)->id, p.prm.name.c_str(), g);
 }
 
 std::string GenerationFault(const CPopulation& p, int g)
@@ -159,19 +159,20 @@ std::string GenerationFault(const CPopulation& p, int g)
     const SGenInfo& prev = p.genInfo[static_cast<size_t>(g) - 1];
     if (gi.first != prev.last + 1 || gi.last - gi.first + 1 != gi.nPrg)
         return Text("generation %d of population \"%s\" holds places %d to %d after %d but counts %d individuals", g,
-                    p.name.c_str(), gi.first, gi.last, prev.last, gi.nPrg);
+                    p.prm.name.c_str(), gi.first, gi.last, prev.last, gi.nPrg);
     long litters = 0;
     for (int16_t size : gi.litterSize) litters += size;
-    if (static_cast<int>(gi.litterSize.size()) != gi.nDams || litters != gi.nPrg)
+    const int nDams = p.prm.plan[static_cast<size_t>(g)].nDams;
+    if (static_cast<int>(gi.litterSize.size()) != nDams || litters != gi.nPrg)
         return Text("generation %d of population \"%s\" has %zu litters of %ld progeny for %d dams and %d progeny", g,
-                    p.name.c_str(), gi.litterSize.size(), litters, gi.nDams, gi.nPrg);
+                    p.prm.name.c_str(), gi.litterSize.size(), litters, nDams, gi.nPrg);
     long classed = 0;
     for (uint32_t n : p.genStat[static_cast<size_t>(g)].lsCount) classed += n;
     if (classed != static_cast<long>(gi.litterSize.size()))
         return Text("generation %d of population \"%s\" counts %ld litters by size class for %zu litters", g,
-                    p.name.c_str(), classed, gi.litterSize.size());
+                    p.prm.name.c_str(), classed, gi.litterSize.size());
     std::string fault = SexCountFault(p, g, gi.first, gi.last);
-    if (fault.empty() && p.md != kMdRndUg) fault = LitterFault(p, g);
+    if (fault.empty() && p.prm.md != kMdRndUg) fault = LitterFault(p, g);
     return fault;
 }
 
@@ -180,17 +181,19 @@ std::string GenerationFault(const CPopulation& p, int g)
 // With joint_pop a founder taken from a recent population starts from its source's progeny
 // counts. The source of each founder (null for the founders from the historical population):
 // founders sit in the order they were placed, the "hp" lines first, then the others line by line.
-std::vector<const SRec*> FounderSources(const CPopulation& p)
+std::vector<const SRec*> FounderSources(const std::vector<CPopulation>& pops, const CPopulation& p)
 {
     std::vector<const SRec*> sources(static_cast<size_t>(p.nFounderPlaced), nullptr);
+    const SPopParams& prm = p.prm;
     int i = 0;
-    for (int li = 0; li < p.nFounderLine; ++li)
-        if (!p.founderLine[li].srcPop) i += p.founderLine[li].n;
-    for (int li = 0; li < p.nFounderLine; ++li) {
-        const SFounderLine& l = p.founderLine[li];
-        if (!l.srcPop) continue;
+    for (int li = 0; li < prm.nFounderLine; ++li)
+        if (prm.founderLine[li].FromHistorical()) i += prm.founderLine[li].n;
+    for (int li = 0; li < prm.nFounderLine; ++li) {
+        const SFounderLine& l = prm.founderLine[li];
+        if (l.FromHistorical()) continue;
+        const CPopulation& source = pops[static_cast<size_t>(l.srcPop)];
         std::unordered_map<int, const SRec*> byId;
-        ForEachOfGeneration(*l.srcPop, l.gen, l.srcPop->ng, [&](const SRec& r) { byId[r.id] = &r; });
+        ForEachOfGeneration(source, l.gen, source.prm.ng, [&](const SRec& r) { byId[r.id] = &r; });
         for (int k = 0; k < l.n && i < p.nFounderPlaced; ++k, ++i) {
             auto source = byId.find(p.indiv[static_cast<size_t>(i)].id);
             if (source != byId.end()) sources[static_cast<size_t>(i)] = source->second;
@@ -213,7 +216,7 @@ EStage StageOf(int k, const SRunPoint& at)
 int GenerationsMade(const CPopulation& p, EStage stage, const SRunPoint& at)
 {
     if (stage == EStage::kNotStarted) return 0;
-    return stage == EStage::kRunning ? at.gen : p.ng;
+    return stage == EStage::kRunning ? at.gen : p.prm.ng;
 }
 
 // Holders of every used genome use counter, and a record of each for the messages.
@@ -244,7 +247,7 @@ public:
     void Hold(const SRec* r, const CPopulation* pop)
     {
         if (!r) {
-            if (fault.empty()) fault = Text("population \"%s\" lacks one of its parents", pop->name.c_str());
+            if (fault.empty()) fault = Text("population \"%s\" lacks one of its parents", pop->prm.name.c_str());
             return;
         }
         const long slot = SlotOf(*r, pop);
@@ -301,12 +304,12 @@ void HoldParents(CHolders& h, const CPopulation& p, EStage stage, int made)
         ForEachOfGeneration(p, 0, 0, [&](const SRec& r) { h.Hold(&r, &p); });
         return;
     }
-    if (stage == EStage::kDone && p.ng > 0) return;
-    int nSires = p.nMaleFounder, nDams = p.nFemaleFounder;
+    if (stage == EStage::kDone && p.prm.ng > 0) return;
+    int nSires = p.prm.nMaleFounder, nDams = p.prm.nFemaleFounder;
     if (made > 0) {
-        const SGenInfo& gi = p.genInfo[static_cast<size_t>(std::min(made + 1, p.ng))];
-        nSires = gi.nSires;
-        nDams = gi.nDams;
+        const SGenPlan& plan = p.prm.plan[static_cast<size_t>(std::min(made + 1, p.prm.ng))];
+        nSires = plan.nSires;
+        nDams = plan.nDams;
     }
     auto holdFirst = [&](const std::vector<SRec*>& parents, int n) {
         for (size_t i = 0; i < static_cast<size_t>(n); ++i) h.Hold(i < parents.size() ? parents[i] : nullptr, &p);
@@ -341,7 +344,7 @@ std::string NewGenomesFault(const SimClass& sim, const SRunPoint& at)
 std::string Where(const SimClass& sim, const SRunPoint& at)
 {
     if (at.pop < 0) return Text("replicate %d, founders from the historical population", at.rep);
-    const char* name = sim.pops[static_cast<size_t>(at.pop)].name.c_str();
+    const char* name = sim.pops[static_cast<size_t>(at.pop)].prm.name.c_str();
     if (at.popDone) return Text("replicate %d, end of population \"%s\"", at.rep, name);
     return Text("replicate %d, population \"%s\", generation %d", at.rep, name, at.gen);
 }
@@ -389,16 +392,16 @@ std::string CheckPedigree(const CPopulation& p, int made, const SRec& unknownPar
 std::string CheckGenerationCounts(const CPopulation& p, int made)
 {
     const SGenInfo& g0 = p.genInfo[0];
-    const int founders = p.nMaleFounder + p.nFemaleFounder;
+    const int founders = p.prm.nMaleFounder + p.prm.nFemaleFounder;
     if (p.nFounderPlaced != founders || g0.nPrg != founders || g0.first != 0 || g0.last != founders - 1)
         return Text("population \"%s\" has %d founders placed for %d asked for, and generation 0 of %d (places %d "
-                    "to %d)", p.name.c_str(), p.nFounderPlaced, founders, g0.nPrg, g0.first, g0.last);
+                    "to %d)", p.prm.name.c_str(), p.nFounderPlaced, founders, g0.nPrg, g0.first, g0.last);
     std::string fault = SexCountFault(p, 0, 0, founders - 1);
     for (int g = 1; g <= made && fault.empty(); ++g) fault = GenerationFault(p, g);
     return fault;
 }
 
-std::string CheckProgenyCounts(const CPopulation& p, int made, bool joint)
+std::string CheckProgenyCounts(const std::vector<CPopulation>& pops, const CPopulation& p, int made, bool joint)
 {
     std::vector<int> males(p.indiv.size(), 0), females(p.indiv.size(), 0);
     for (int g = 1; g <= made; ++g)
@@ -410,7 +413,7 @@ std::string CheckProgenyCounts(const CPopulation& p, int made, bool joint)
             }
         });
     if (joint) {
-        const std::vector<const SRec*> sources = FounderSources(p);
+        const std::vector<const SRec*> sources = FounderSources(pops, p);
         for (size_t i = 0; i < sources.size(); ++i)
             if (sources[i]) {
                 males[i] += sources[i]->nMPrg;
@@ -443,11 +446,11 @@ std::string CheckGenomeUse(const std::vector<CPopulation>& pops, const SHistPop&
         // A founder line of a population that has not started holds one unit of every
         // individual of the generation it will read.
         if (stage != EStage::kNotStarted) continue;
-        for (int li = 0; li < p.nFounderLine; ++li) {
-            const SFounderLine& l = p.founderLine[li];
-            if (!l.srcPop) continue;
-            const CPopulation& s = *l.srcPop;
-            const int sourceMade = GenerationsMade(s, StageOf(static_cast<int>(&s - pops.data()), at), at);
+        for (int li = 0; li < p.prm.nFounderLine; ++li) {
+            const SFounderLine& l = p.prm.founderLine[li];
+            if (l.FromHistorical()) continue;
+            const CPopulation& s = pops[static_cast<size_t>(l.srcPop)];
+            const int sourceMade = GenerationsMade(s, StageOf(l.srcPop, at), at);
             ForEachOfGeneration(s, l.gen, sourceMade, [&](const SRec& r) { h.Hold(&r, &s); });
         }
     }
@@ -491,15 +494,15 @@ std::string CheckRun(const SimClass& sim, const SRunPoint& at)
         if (at.pop >= 0) return std::string();
         std::string fault = CheckHistoricalPedigree(sim.hp, sim.unknownParent);
         for (const CPopulation& p : sim.pops)
-            if (fault.empty()) fault = CheckPedigree(p, 0, sim.unknownParent, sim.joint_pop);
+            if (fault.empty()) fault = CheckPedigree(p, 0, sim.unknownParent, sim.prm.global.joint_pop);
         return fault;
     };
     auto population = [&] {
         if (at.pop < 0 || at.popDone) return std::string();
         const CPopulation& p = sim.pops[static_cast<size_t>(at.pop)];
-        return FirstFault({[&] { return CheckPedigree(p, at.gen, sim.unknownParent, sim.joint_pop); },
+        return FirstFault({[&] { return CheckPedigree(p, at.gen, sim.unknownParent, sim.prm.global.joint_pop); },
                            [&] { return CheckGenerationCounts(p, at.gen); },
-                           [&] { return CheckProgenyCounts(p, at.gen, sim.joint_pop); }});
+                           [&] { return CheckProgenyCounts(sim.pops, p, at.gen, sim.prm.global.joint_pop); }});
     };
     return FirstFault({pedigree, population,
                        [&] { return CheckGenomeUse(sim.pops, sim.hp, sim.genomeUseCount, sim.nextGenomeSlot, at); },

@@ -37,9 +37,10 @@ std::string CheckPedigree(const CPopulation& p, int made, const SRec& unknownPar
 // started, against its records.
 std::string CheckGenerationCounts(const CPopulation& p, int made);
 
-// Male and female progeny counts of the individuals of p against the pedigree of its generations
-// 1..made. A founder starts from zero, or with `joint` from the counts of the record it copies.
-std::string CheckProgenyCounts(const CPopulation& p, int made, bool joint);
+// Male and female progeny counts of the individuals of p (one of pops) against the pedigree of its
+// generations 1..made. A founder starts from zero, or with `joint` from the counts of the record
+// it copies.
+std::string CheckProgenyCounts(const std::vector<CPopulation>& pops, const CPopulation& p, int made, bool joint);
 
 // Every used genome use counter (the first usedSlots of counters) against the holders of its
 // genome at point `at`: the current parents of each population, the founders waiting in

@@ -68,7 +68,7 @@ void SimClass::Run()
             PrintLineTime(60, '-', stdout, popTimer.PrintTime_Str());
             CloseOutputStreams(false);
         }
-        if (npop > 0) CheckInvariants(*this, {rep, npop - 1, pops.back().ng, true});
+        if (npop > 0) CheckInvariants(*this, {rep, npop - 1, pops.back().prm.ng, true});
 
         if (prm.global.joint_pop) {
             inbred.WriteCompletePed(pedigreeFp);

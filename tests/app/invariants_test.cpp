@@ -54,11 +54,11 @@ std::string WithSegregatingLoci(std::string text)
 std::string CheckEnded(const SimClass& sim, const CPopulation& p)
 {
     const int index = static_cast<int>(&p - sim.pops.data());
-    std::string fault = CheckPedigree(p, p.ng, sim.unknownParent, sim.joint_pop);
-    if (fault.empty()) fault = CheckGenerationCounts(p, p.ng);
-    if (fault.empty() && !sim.joint_pop) fault = CheckProgenyCounts(p, p.ng, false);
+    std::string fault = CheckPedigree(p, p.prm.ng, sim.unknownParent, sim.prm.global.joint_pop);
+    if (fault.empty()) fault = CheckGenerationCounts(p, p.prm.ng);
+    if (fault.empty() && !sim.prm.global.joint_pop) fault = CheckProgenyCounts(sim.pops, p, p.prm.ng, false);
     if (fault.empty())
-        fault = CheckGenomeUse(sim.pops, sim.hp, sim.genomeUseCount, sim.nextGenomeSlot, {1, index, p.ng, true});
+        fault = CheckGenomeUse(sim.pops, sim.hp, sim.genomeUseCount, sim.nextGenomeSlot, {1, index, p.prm.ng, true});
     const std::vector<uint16_t> nAllele = AlleleCounts(sim.chrom);
     for (const SRec& r : p.indiv)
         if (fault.empty() && r.patChr && *r.genomeUse != kGenomeReleased) fault = CheckAlleles(r, nAllele);
@@ -121,7 +121,7 @@ TEST(Invariants, EachPlantedFaultIsNamed)
     };
     int checked = 0;
     RunEngine(TwoPopulations(), 5, 1, [&](SimClass& sim, const CPopulation& ended, int) {
-        if (ended.name != "a") return;
+        if (ended.prm.name != "a") return;
         CPopulation& a = sim.pops[0];
         ASSERT_EQ(CheckEnded(sim, a), "");
         SRec& child = Progeny(a, 1, 0);
@@ -174,10 +174,10 @@ TEST(Invariants, AViolationStopsTheRunAsAnInternalError)
 {
     ChecksOn on;
     RunEngine(TwoPopulations(), 5, 1, [&](SimClass& sim, const CPopulation& ended, int) {
-        if (ended.name != "a") return;
+        if (ended.prm.name != "a") return;
         CPopulation& a = sim.pops[0];
         auto undo = Set(Progeny(a, 1, 0).sire, FirstOfSex(a, 2, 1));
-        EXPECT_EXIT(CheckInvariants(sim, {1, 0, a.ng, false}), testing::ExitedWithCode(1),
+        EXPECT_EXIT(CheckInvariants(sim, {1, 0, a.prm.ng, false}), testing::ExitedWithCode(1),
                     "Error - Internal error: individual [0-9]+ of population \"a\" has a sire born after it "
                     "\\(replicate 1, population \"a\", generation 2\\)\\.\nPlease report the error to");
         undo();
