@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "app/invariants.h"
 #include "app/simclass.h"
 #include "breeding/sort.h"
 #include "support/boxes.h"
@@ -49,6 +50,7 @@ void SimClass::Run()
         OpenOutputStreams(rep, true);
         HPSimulator(rep);
         ChooseFromHistPop();
+        CheckInvariants(*this, {rep, -1, 0, false});
         SaveRepResults();
         CloseOutputStreams(true);
 
@@ -66,6 +68,7 @@ void SimClass::Run()
             PrintLineTime(60, '-', stdout, popTimer.PrintTime_Str());
             CloseOutputStreams(false);
         }
+        if (!pops.empty()) CheckInvariants(*this, {rep, static_cast<int>(pops.size()) - 1, pops.back().prm.ng, true});
 
         if (prm.global.joint_pop) {
             inbred.WriteCompletePed(pedigreeFp);
@@ -168,8 +171,8 @@ void SimClass::ReadReplicateControlFile()
 
 void SimClass::RunRep(int rep)
 {
-    (void)rep;
     CPopulation& p = *curPop;
+    const int popIndex = static_cast<int>(curPop - pops.data());
     printf("G%-5d Size=%-7d", 0, p.genInfo[0].nPrg);
     fflush(stdout);
     ChooseFromRecentPop();
@@ -181,6 +184,7 @@ void SimClass::RunRep(int rep)
     if (p.prm.true_av) Update_VarAdd(0);
     inbred.AddFounderToPed(&p, prm.global.skip_inbreeding);
     EstimateEBV_Base();
+    CheckInvariants(*this, {rep, popIndex, 0, false});
     printf("\n");
 
     if (p.prm.out.crossoverOut && crossoFp) {
@@ -206,6 +210,7 @@ void SimClass::RunRep(int rep)
             CSort::SortRP(&p, gi.first, gi.last, prm.global.malesHaveRecords, p.prm.sd, p.prm.sdHigh);
             CullAndSelect(g, gi.first, gi.last);
         }
+        CheckInvariants(*this, {rep, popIndex, g, false});  // before the unused genomes of g are released
         FreeChrProgMem(&p, gi.first, gi.last);
         printf("\n");
         PW.DumpWarn(rptfp);

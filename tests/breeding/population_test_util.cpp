@@ -10,12 +10,19 @@
 void RunPopulations(const std::string& text, unsigned long seed, int threads,
                     const std::function<void(const CPopulation&, int rep)>& inspect)
 {
+    RunEngine(text, seed, threads, [&](SimClass&, const CPopulation& p, int rep) { inspect(p, rep); });
+}
+
+void RunEngine(const std::string& text, unsigned long seed, int threads,
+               const std::function<void(SimClass&, const CPopulation&, int rep)>& inspect)
+{
     TempDir out;
     auto sim = EngineOf(text, [&](SParams& prm) {
         prm.global.nthread = threads;
         prm.output.outputFolder = out.path() + "/";
     });
-    sim->onPopulationDone = inspect;
+    SimClass& engine = *sim;
+    sim->onPopulationDone = [&](const CPopulation& p, int rep) { inspect(engine, p, rep); };
     MyRnd.InitSeed(seed);
     testing::internal::CaptureStdout();
     sim->Run();

@@ -12,6 +12,9 @@
 // after its last generation. Console output is swallowed.
 void RunPopulations(const std::string& text, unsigned long seed, int threads,
                     const std::function<void(const CPopulation&, int rep)>& inspect);
+// As RunPopulations, with the engine itself handed to `inspect`.
+void RunEngine(const std::string& text, unsigned long seed, int threads,
+               const std::function<void(SimClass&, const CPopulation&, int rep)>& inspect);
 
 // A parameter text: nrep replicates, globals, a historical population of `hpSize` animals for 10 generations,
 // the population blocks and `chromosomes` chromosomes of 50 cM with 100 markers and 10 QTL.

@@ -96,6 +96,21 @@ TEST(PopulationRun, TheSameSeedFileAndThreadCountGiveByteIdenticalResultsForEver
     }
 }
 
+TEST(PopulationRun, TheInvariantChecksChangeNoResultFile)
+{
+    TempDir dir;
+    const std::string davok = " " + std::string(DAVOK_BIN) + " ";
+    WriteFile(dir / "first.prm", EveryDesign(2, ""));
+    RunResult first = RunIn(dir.path(), "env -u DAVOK_CHECK_INVARIANTS" + davok + "first.prm");
+    ASSERT_EQ(first.exitCode, 0) << first.err;
+    WriteFile(dir / "again.prm", EveryDesign(2, "r_first/seed"));
+    RunResult again = RunIn(dir.path(), "env DAVOK_CHECK_INVARIANTS=1" + davok + "again.prm");
+    ASSERT_EQ(again.exitCode, 0) << again.err;
+    EXPECT_EQ(again.err, first.err);
+    EXPECT_EQ(GenerationLines(again.out), GenerationLines(first.out));
+    EXPECT_GE(ExpectSameResultFiles(dir / "r_first", dir / "r_again").size(), 50u);
+}
+
 TEST(PopulationRun, MissingFoundersOrProgenyStopTheRunAndKeepWhatWasWritten)
 {
     struct Case {
