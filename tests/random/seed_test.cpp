@@ -127,49 +127,35 @@ TEST_F(SeedFiles, DamagedOrMissingSeedFilesStopTheRun)
                    Case{"nowhere/seed",
                         "Error - Could not open the seedfile [nowhere/seed]; No such file or directory.\n"}}) {
         SCOPED_TRACE(c.file);
-        ChildResult r = RunInChild([&] {
-            CMyRnd gen;
-            gen.ReadSeedAndInit(c.file);
-        });
-        EXPECT_EQ(r.exitCode, 1);
-        EXPECT_EQ(r.out, "");
-        EXPECT_EQ(r.err, std::string(c.err) + "Aborted.\n");
+        ExpectStops([&] { CMyRnd().ReadSeedAndInit(c.file); }, std::string(c.err) + "Aborted.\n");
     }
 }
 
 TEST_F(SeedFiles, ClockSeedingWritesThePreviousRunFileAndReleasesTheLock)
 {
-    WriteFile("seed.prv", "State vector for MT19937:\n1 2 3\n");  // too short: ignored
-    time_t before = time(nullptr);
-    CMyRnd gen;
-    EXPECT_EQ(Seed(gen), kClockMessage);
-    time_t after = time(nullptr);
-    EXPECT_FALSE(FileExists("seed.lck"));
-    EXPECT_TRUE(PrevRunFileHoldsClock(before) || PrevRunFileHoldsClock(after));
-    EXPECT_TRUE(SamePosition(gen, FromFile("seed.prv")));
-}
-
-TEST_F(SeedFiles, AnOlderPreviousRunFileIsOverwritten)
-{
-    WriteFile("seed.prv", SeedFileText(34UL));
-    CMyRnd gen;
-    EXPECT_EQ(Seed(gen), kClockMessage);
-    EXPECT_NE(ReadFile("seed.prv"), SeedFileText(34UL));
-    EXPECT_TRUE(SamePosition(gen, FromFile("seed.prv")));
+    // A previous-run file too short to use is ignored, an older one overwritten.
+    for (const std::string& previous : {std::string("State vector for MT19937:\n1 2 3\n"), SeedFileText(34UL)}) {
+        WriteFile("seed.prv", previous);
+        time_t before = time(nullptr);
+        CMyRnd gen;
+        EXPECT_EQ(Seed(gen), kClockMessage);
+        time_t after = time(nullptr);
+        EXPECT_FALSE(FileExists("seed.lck"));
+        EXPECT_TRUE(PrevRunFileHoldsClock(before) || PrevRunFileHoldsClock(after));
+        EXPECT_TRUE(SamePosition(gen, FromFile("seed.prv")));
+    }
 }
 
 TEST_F(SeedFiles, AStaleLockStopsClockSeedingWithTwoMessages)
 {
     WriteFile("seed.lck", "seed.prv file is locked.\n");
-    ChildResult r = RunInChild([] {
-        CMyRnd gen;
-        gen.InitSeed();
-    });
-    EXPECT_EQ(r.exitCode, 1);
-    EXPECT_EQ(r.err,
-              "Error - Seed file [seed.prv] is apparently being used by another process in this directory.\n"
-              "If this is not true, remove [seed.lck] and retry.\n");
-    EXPECT_EQ(r.out, "");
+    ExpectStops(
+        [] {
+            CMyRnd gen;
+            gen.InitSeed();
+        },
+        "Error - Seed file [seed.prv] is apparently being used by another process in this directory.\n"
+        "If this is not true, remove [seed.lck] and retry.\n");
     EXPECT_FALSE(FileExists("seed.prv"));
 }
 
