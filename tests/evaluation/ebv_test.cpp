@@ -15,28 +15,22 @@ namespace {
 const char* const kVariances = "h2 = 0.4; qtlh2 = 0.2; phvar = 2;";
 constexpr double kVarRes = 1.2;  // phvar - h2 phvar
 
-// One animal as the pedigree sees it.
-struct SAnimal {
-    int sireId = 0, damId = 0;
-    bool recorded = false;
-    double phen = 0;
-};
-
-void Collect(const CPopulation& p, std::map<int, SAnimal>& animals)
+// Every record of p not yet collected, its parents by identifier.
+void Collect(const CPopulation& p, std::map<int, SDenseAnimal>& animals)
 {
     for (const SRec& r : p.indiv)
-        if (!animals.count(r.id)) animals[r.id] = SAnimal{r.sire->id, r.dam->id, r.hasPhen != 0, r.phen};
+        if (!animals.count(r.id)) animals[r.id] = SDenseAnimal{r.sire->id, r.dam->id, r.hasPhen != 0, r.phen};
 }
 
 // The dense BLUP of the animals (identifiers ascend from parents to progeny); a parent outside
 // the map is unknown. Returns the solutions by identifier.
-std::map<int, double> DenseBlupById(const std::map<int, SAnimal>& animals, double lambda)
+std::map<int, double> DenseBlupById(const std::map<int, SDenseAnimal>& animals, double lambda)
 {
     std::map<int, int> index;
     std::vector<SDenseAnimal> ped;
     for (const auto& [id, a] : animals) {
         auto pos = [&index](int parent) { return index.count(parent) ? index[parent] : -1; };
-        ped.push_back(SDenseAnimal{pos(a.sireId), pos(a.damId), a.recorded, a.phen});
+        ped.push_back(SDenseAnimal{pos(a.sire), pos(a.dam), a.recorded, a.phen});
         index[id] = static_cast<int>(ped.size()) - 1;
     }
     std::vector<double> x = DenseBlup(ped, lambda);
@@ -73,7 +67,7 @@ TEST(BlupInPopulations, LastEvaluationEqualsADenseSolveOfThePedigree)
         SCOPED_TRACE(run.name);
         int checked = 0;
         RunPopulations(run.text, 11, 1, [&](const CPopulation& p, int) {
-            std::map<int, SAnimal> animals;
+            std::map<int, SDenseAnimal> animals;
             Collect(p, animals);
             std::map<int, double> want = DenseBlupById(animals, kVarRes / p.varA);
             for (const SRec& r : p.indiv) EXPECT_NEAR(r.ebv, want[r.id], 1e-6) << "id " << r.id;
@@ -91,7 +85,7 @@ TEST(BlupInPopulations, AJointPedigreeSpansThePopulationsItFoundsFrom)
                          "  female [n = 8, pop = \"a\", gen = 2];\n end_founder;\n" +
                          body + "\nend_pop;\n";
     std::string text = PopulationParam(PopBlock("a", 4, 12, body) + second, 1, std::string(kVariances) + " joint_pop;");
-    std::map<int, SAnimal> animals;
+    std::map<int, SDenseAnimal> animals;
     int populations = 0;
     RunPopulations(text, 3, 1, [&](const CPopulation& p, int) {
         populations++;
