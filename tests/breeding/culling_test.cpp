@@ -53,13 +53,6 @@ struct Replacement : TestPopulation {
     SRec& indivAt(int i) { return pop->indiv[i]; }
 };
 
-std::string Collected()
-{
-    testing::internal::CaptureStderr();
-    PW.DumpWarn(nullptr);
-    return testing::internal::GetCapturedStderr();
-}
-
 // The text as a regular expression that matches only itself.
 std::string Literally(const std::string& text)
 {
@@ -105,7 +98,7 @@ TEST(CullAndSelect, ReplacesTheTailOfTheParentsByTheHeadOfTheCandidates)
         std::vector<SRec*> oldSires(t.pop->sires.begin(), t.pop->sires.begin() + c.sires.now);
         unsigned warningsBefore = NoWarn;
         t.sim->CullAndSelect(1, t.firstPrg, t.lastPrg);
-        EXPECT_EQ(Collected(), Prefixed(c.message));
+        EXPECT_EQ(CollectedWarnings(), Prefixed(c.message));
         EXPECT_EQ(NoWarn - warningsBefore, c.message[0] ? 1u : 0u);
 
         const SGenStat& st = t.pop->genStat[1];

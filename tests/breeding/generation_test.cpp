@@ -9,10 +9,10 @@
 namespace {
 
 // An engine whose replicate memory is set up for the population of `body` (2 male and 10
-// female founders), ready for the steps of generation 1.
-std::unique_ptr<SimClass> Prepared(const std::string& body, unsigned long seed = 7)
+// female founders unless told otherwise), ready for the steps of generation 1.
+std::unique_ptr<SimClass> Prepared(const std::string& body, unsigned long seed = 7, int males = 2, int females = 10)
 {
-    auto sim = ReadParams(PopulationParam(PopBlock("p", 2, 10, body)));
+    auto sim = ReadParams(PopulationParam(PopBlock("p", males, females, body)));
     MyRnd.InitSeed(seed);
     sim->AllocGlobalMem();
     testing::internal::CaptureStdout();
@@ -114,13 +114,7 @@ TEST(Sexes, FixGivesExactlyTheRoundedNumberOfMales)
 
 TEST(Sexes, AtRandomTheShareOfMalesFollowsPmp)
 {
-    auto sim = ReadParams(PopulationParam(PopBlock("p", 20, 2000, "ls = 5; pmp = 0.3; ng = 1;")));
-    MyRnd.InitSeed(11);
-    sim->AllocGlobalMem();
-    sim->SimLitterSize(1);
-    sim->AllocPopMem();
-    sim->InitializeRep();
-    sim->curPop = &sim->pops[0];
+    auto sim = Prepared("ls = 5; pmp = 0.3; ng = 1;", 11, 20, 2000);
     sim->AssignSex(1, false);
     const double n = 10000;
     EXPECT_NEAR(MalesOf(sim->pops[0], 1), 0.3 * n, 4 * std::sqrt(n * 0.3 * 0.7));

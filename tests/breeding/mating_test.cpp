@@ -61,13 +61,6 @@ struct Matings : TestPopulation {
     }
 };
 
-std::string Collected()
-{
-    testing::internal::CaptureStderr();
-    PW.DumpWarn(nullptr);
-    return testing::internal::GetCapturedStderr();
-}
-
 }  // namespace
 
 TEST(SireShares, EveryDamIsMatedOnceAndSiresShareTheDamsAsEquallyAsPossible)
@@ -239,7 +232,7 @@ TEST(Annealing, DifferencesTooSmallForAnyTemperatureNeverSettle)
     EXPECT_EQ(out.steps, 300);
     EXPECT_FALSE(out.optimized);
     EXPECT_EQ(NoWarn - warningsBefore, 1u);
-    EXPECT_EQ(Collected(), std::string(progname) +
+    EXPECT_EQ(CollectedWarnings(), std::string(progname) +
                                ": Warning - Pop \"p\" G1: After 300 temperature steps, matings were not optimized.\n");
 }
 

@@ -15,13 +15,6 @@ std::string TwoPopulations(const std::string& globals)
     return PopulationParam(a + b, 3, "h2 = 0.4; qtlh2 = 0.2; phvar = 2; " + globals);
 }
 
-double MeanFOfGeneration(const CPopulation& p, int g)
-{
-    double sum = 0;
-    for (int i = p.genInfo[g].first; i <= p.genInfo[g].last; ++i) sum += p.indiv[i].inbF;
-    return sum / p.genInfo[g].nPrg;
-}
-
 }  // namespace
 
 TEST(PopulationForms, AMalesXChromosomeHoldsTwoCopiesOfHisDamsX)
@@ -68,11 +61,11 @@ TEST(PopulationForms, AJointPedigreeSeesTheRelationshipsOfFoundersFromAnotherPop
     // Without joint_pop the founders of "b" have unknown parents and their progeny F = 0.
     double separate = 0, joint = 0;
     RunPopulations(TwoPopulations(""), 12, 1, [&](const CPopulation& p, int) {
-        if (p.prm.name == "b") separate += MeanFOfGeneration(p, 1);
+        if (p.prm.name == "b") separate += MeanF(p, 1);
     });
     RunPopulations(TwoPopulations("joint_pop;"), 12, 1, [&](const CPopulation& p, int) {
         if (p.prm.name != "b") return;
-        joint += MeanFOfGeneration(p, 1);
+        joint += MeanF(p, 1);
         for (int i = 0; i < p.nFounderPlaced; ++i) EXPECT_GT(p.indiv[i].sire->id, 0);
     });
     EXPECT_EQ(separate, 0);

@@ -51,3 +51,10 @@ SMeanSE MeanSE(const std::vector<double>& v)
     r.se = r.n > 1 ? std::sqrt(ss / (r.n - 1) / r.n) : 0;
     return r;
 }
+
+double MeanF(const CPopulation& p, int gen)
+{
+    double sum = 0;
+    for (int i = p.genInfo[gen].first; i <= p.genInfo[gen].last; ++i) sum += p.indiv[i].inbF;
+    return sum / p.genInfo[gen].nPrg;
+}

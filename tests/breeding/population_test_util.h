@@ -28,3 +28,6 @@ struct SMeanSE {
     int n = 0;
 };
 SMeanSE MeanSE(const std::vector<double>& v);
+
+// Mean inbreeding of generation gen of p.
+double MeanF(const CPopulation& p, int gen);

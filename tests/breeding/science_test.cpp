@@ -13,13 +13,6 @@ namespace {
 
 const char* const kVariances = "h2 = 0.4; qtlh2 = 0.2; phvar = 2;";
 
-double MeanF(const CPopulation& p, int gen)
-{
-    double sum = 0;
-    for (int i = p.genInfo[gen].first; i <= p.genInfo[gen].last; ++i) sum += p.indiv[i].inbF;
-    return sum / p.genInfo[gen].nPrg;
-}
-
 // Selection intensity of truncation selection of the best k of n normal values: the intensity of
 // the proportion k/n, less Burrows' correction for a finite number of candidates.
 double Intensity(int k, int n)
