@@ -47,21 +47,17 @@ std::string WithXChromosome(std::string text)
 
 const char* const kSelected = "ls = 2; ng = 3; sr = 0.5; dr = 0.5; sd = ebv /h; cd = ebv /l; ebv_est = blup;";
 
-struct BlupRun {
-    std::string name;
-    std::string text;
-};
-
 TEST(BlupInPopulations, LastEvaluationEqualsADenseSolveOfThePedigree)
 {
+    struct BlupRun {
+        std::string name, text;
+    };
+    const std::string inbred = "ls = 3; ng = 4; sr = 1; dr = 1; sd = ebv /h; ebv_est = blup;";
     const std::vector<BlupRun> runs = {
-        {"selection on EBV", PopulationParam(PopBlock("p", 4, 12, kSelected), 1, kVariances)},
-        {"males without records",
-         PopulationParam(PopBlock("p", 4, 12, kSelected), 1, std::string(kVariances) + " no_male_rec;")},
-        {"X-linked QTL", WithXChromosome(PopulationParam(PopBlock("p", 4, 12, kSelected), 1, kVariances))},
-        {"inbred matings", PopulationParam(PopBlock("p", 1, 3, "ls = 3; ng = 4; sr = 1; dr = 1; sd = ebv /h;"
-                                                             " ebv_est = blup;"),
-                                           1, kVariances)},
+        {"selection on EBV", PopulationParam(PopBlock("p", 4, 12, kSelected))},
+        {"males without records", PopulationParam(PopBlock("p", 4, 12, kSelected), 1, std::string(kVariances) + " no_male_rec;")},
+        {"X-linked QTL", WithXChromosome(PopulationParam(PopBlock("p", 4, 12, kSelected)))},
+        {"inbred matings", PopulationParam(PopBlock("p", 1, 3, inbred))},
     };
     for (const BlupRun& run : runs) {
         SCOPED_TRACE(run.name);
@@ -98,7 +94,7 @@ TEST(BlupInPopulations, AJointPedigreeSpansThePopulationsItFoundsFrom)
 
 TEST(GivenAccuracy, OneGivesTheTrueBreedingValue)
 {
-    std::string text = PopulationParam(PopBlock("p", 4, 12, "ls = 2; ng = 2; ebv_est = accur 1;"), 1, kVariances);
+    std::string text = PopulationParam(PopBlock("p", 4, 12, "ls = 2; ng = 2; ebv_est = accur 1;"));
     RunPopulations(text, 5, 1, [](const CPopulation& p, int) {
         for (const SRec& r : p.indiv) EXPECT_NEAR(r.ebv, r.Tbv(), 1e-12);
         for (int g = 0; g <= p.prm.ng; ++g) EXPECT_NEAR(p.genStat[g].corrEBV, 1.0, 1e-9);
@@ -131,8 +127,7 @@ TEST(GivenAccuracy, EBVsReachTheirCorrelations)
 
 TEST(Approximation, UsesOwnRecordsForFoundersAndParentAveragesWithoutProgenyTests)
 {
-    std::string text = PopulationParam(
-        PopBlock("p", 4, 12, "ls = 2; ng = 3; sr = 1; dr = 1; sd = ebv /h; ebv_est = approx;"), 1, kVariances);
+    std::string text = PopulationParam(PopBlock("p", 4, 12, "ls = 2; ng = 3; sr = 1; dr = 1; sd = ebv /h; ebv_est = approx;"));
     const double k = (4 - 0.4) / 0.4;
     RunPopulations(text, 13, 1, [&](const CPopulation& p, int) {
         const SGenInfo& last = p.genInfo[p.prm.ng];
@@ -146,7 +141,7 @@ TEST(Approximation, UsesOwnRecordsForFoundersAndParentAveragesWithoutProgenyTest
             EXPECT_DOUBLE_EQ(s.ebv, s.ebvAcc / (s.nMPrg + s.nFPrg + k));
         }
     });
-    std::string founders = PopulationParam(PopBlock("p", 4, 12, "ls = 2; ng = 0; ebv_est = approx;"), 1, kVariances);
+    std::string founders = PopulationParam(PopBlock("p", 4, 12, "ls = 2; ng = 0; ebv_est = approx;"));
     RunPopulations(founders, 13, 1, [&](const CPopulation& p, int) {
         for (const SRec& r : p.indiv) EXPECT_DOUBLE_EQ(r.ebv, 0.4 * r.phen);
     });
