@@ -80,21 +80,26 @@ TEST(SireShares, EveryDamIsMatedOnceAndSiresShareTheDamsAsEquallyAsPossible)
     }
 }
 
-TEST(AssortativeMating, TheBestSiresMeetTheBestOrTheWorstDams)
+TEST(AssortativeMating, TheBestSiresMeetTheBestOrTheWorstDamsAndUnequalSharesGoToRandomSires)
 {
     struct Case {
         EMatingDesign md;
         ESCDesign by;
         double (*key)(const SRec*);
-    } cases[] = {{kMdPAssort, kPhen, [](const SRec* r) { return r->phen; }},
-                 {kMdNAssort, kTbv, [](const SRec* r) { return r->Tbv(); }},
-                 {kMdPAssort, kEbv, [](const SRec* r) { return r->ebv; }}};
+        int sires, draws;  // equal shares need no shuffle
+        std::vector<int> shares;
+    } cases[] = {{kMdPAssort, kPhen, [](const SRec* r) { return r->phen; }, 5, 0, {2, 2, 2, 2, 2}},
+                 {kMdNAssort, kTbv, [](const SRec* r) { return r->Tbv(); }, 5, 0, {2, 2, 2, 2, 2}},
+                 {kMdPAssort, kEbv, [](const SRec* r) { return r->ebv; }, 5, 0, {2, 2, 2, 2, 2}},
+                 {kMdPAssort, kPhen, [](const SRec* r) { return r->phen; }, 3, 3, {3, 3, 4}}};
     for (const Case& c : cases) {
-        Matings t(5, 10, c.md);
+        SCOPED_TRACE(std::to_string(c.by) + " of " + std::to_string(c.sires) + " sires");
+        Matings t(c.sires, 10, c.md);
         t.prm->assortBy = c.by;
         MyRnd.InitSeed(71);
         t.sim->AssortMatingDesign(1);
-        EXPECT_EQ(DrawsSince(71), 0) << "equal shares need no shuffle";
+        EXPECT_EQ(DrawsSince(71), c.draws);
+        EXPECT_EQ(t.Shares(), c.shares);
         t.ExpectConsistentList();
         bool damsDesc = c.md == kMdPAssort;
         for (int m = 1; m < 10; ++m) {
@@ -105,16 +110,6 @@ TEST(AssortativeMating, TheBestSiresMeetTheBestOrTheWorstDams)
         }
         EXPECT_EQ(t.plan().list[0][0].idx, t.plan().list[1][0].idx) << "the best sire takes the first two dams";
     }
-}
-
-TEST(AssortativeMating, UnequalSharesGoToRandomSires)
-{
-    Matings t(3, 10, kMdPAssort);
-    MyRnd.InitSeed(72);
-    t.sim->AssortMatingDesign(1);
-    EXPECT_EQ(DrawsSince(72), 3);
-    EXPECT_EQ(t.Shares(), (std::vector<int>{3, 3, 4}));
-    t.ExpectConsistentList();
 }
 
 TEST(AssortativeMating, AnUnknownCriterionIsAnInternalError)
