@@ -1,5 +1,5 @@
-// Runs with the statements that change how individuals are made: X chromosomes, males without
-// records, a pedigree across populations and skipped inbreeding.
+// Runs with the statements that change how individuals are made: X chromosomes, a pedigree
+// across populations and skipped inbreeding.
 #include <gtest/gtest.h>
 
 #include "breeding/population_test_util.h"
@@ -38,22 +38,6 @@ TEST(PopulationForms, AMalesXChromosomeHoldsTwoCopiesOfHisDamsX)
         }
     });
     EXPECT_GT(males, 0);
-}
-
-TEST(PopulationForms, MalesWithoutRecordsHaveNoPhenotypeAndAreStillSelected)
-{
-    std::string text = PopulationParam(PopBlock("p", 4, 12, "ls = 3; ng = 3; sr = 0.5; sd = phen;"), 2,
-                                       "h2 = 0.4; qtlh2 = 0.2; phvar = 2; no_male_rec;");
-    RunPopulations(text, 4, 1, [&](const CPopulation& p, int) {
-        for (const SRec& r : p.indiv)
-            if (r.sex == 1) {
-                EXPECT_EQ(r.hasPhen, 0);
-                EXPECT_EQ(r.phen, 0);
-                EXPECT_EQ(r.res, 0);
-            }
-        EXPECT_EQ(p.genStat[1].nNewSires, 2u);
-        EXPECT_EQ(p.genStat[1].nCulledSires, 2u);
-    });
 }
 
 TEST(PopulationForms, AJointPedigreeSeesTheRelationshipsOfFoundersFromAnotherPopulation)
