@@ -6,10 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "evaluation/unknown_parent.h"
 #include "breeding/population.h"
 #include "evaluation/blup.h"
-#include "evaluation/dense_mme.h"
+#include "evaluation/evaluation_test_util.h"
 #include "evaluation/inbred.h"
 #include "support/hand_population.h"
 #include "support/messages.h"

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "breeding/population_test_util.h"
-#include "evaluation/dense_mme.h"
+#include "evaluation/evaluation_test_util.h"
 
 namespace {
 

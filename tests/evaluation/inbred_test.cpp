@@ -9,9 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "evaluation/unknown_parent.h"
 #include "breeding/population.h"
-#include "evaluation/dense_mme.h"
+#include "evaluation/evaluation_test_util.h"
 #include "evaluation/inbred.h"
 #include "support/hand_population.h"
 #include "support/test_util.h"
