@@ -131,21 +131,3 @@ TEST(Values, FoundersCarryTheRequestedVarianceComponents)
         EXPECT_NEAR(m.mean, 1.0, 4 * se) << parts[k].name;
     }
 }
-
-TEST(Reproducibility, TheSameSeedAndThreadsGiveTheSameIndividuals)
-{
-    std::string text = PopulationParam(
-        PopBlock("p", 4, 20, "ls = 2 3 [0.5]; ng = 3; sr = 0.5; md = minf; sd = ebv; ebv_est = accur 0.7;"), 2);
-    for (int threads : {1, 2}) {
-        std::vector<double> runs[2];
-        for (auto& values : runs)
-            RunPopulations(text, 99, threads, [&](const CPopulation& p, int) {
-                for (const SRec& r : p.indiv) {
-                    values.insert(values.end(), {double(r.id), double(r.sire->id), double(r.dam->id), double(r.sex),
-                                                 r.qtlVal, r.polyVal, r.phen, r.inbF, r.homo, r.ebv});
-                }
-            });
-        EXPECT_EQ(runs[0], runs[1]) << threads << " threads";
-        EXPECT_GT(runs[0].size(), 100u);
-    }
-}
