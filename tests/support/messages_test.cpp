@@ -6,7 +6,7 @@
 #include "support/messages.h"
 #include "support/test_util.h"
 
-TEST(Messages, InfoGoesToStdoutAndTheReportOnceItIsOpenWarnToStderr)
+TEST(Messages, InfoGoesToStdoutAndToTheReportOnceOpenAndWarnToStderr)
 {
     testing::internal::CaptureStdout();
     Info("Info - before %d\n", 1);
