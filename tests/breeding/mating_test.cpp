@@ -125,17 +125,17 @@ TEST(AnnealMove, ExchangesSiresWhenBetterAndDrawsOnlyForWorseMoves)
     // Two matings; sire 0 is related to dam 0, sire 1 to dam 1 (coancestry 0.25).
     struct Case {
         const char* story;
-        double c00, c01, c10, c11;
+        double c[2][2];  // coancestry of sire s and the dam of mating m
         bool maximise;
         double temperature;
         bool exchanged;
         int draws;
     } cases[] = {
-        {"minf: exchanging removes the relationship", 0.25, 0, 0, 0.25, false, 0.5, true, 2},
-        {"equal either way: nothing drawn", 0.1, 0.1, 0.1, 0.1, false, 0.5, false, 2},
-        {"maxf: exchanging is worse and cold", 0.25, 0, 0, 0.25, true, 1e-9, false, 3},
-        {"maxf: exchanging is worse but hot", 0.25, 0, 0, 0.25, true, 1e9, true, 3},
-        {"maxf: exchanging adds relationship", 0, 0.25, 0.25, 0, true, 0.5, true, 2},
+        {"minf: exchanging removes the relationship", {{0.25, 0}, {0, 0.25}}, false, 0.5, true, 2},
+        {"equal either way: nothing drawn", {{0.1, 0.1}, {0.1, 0.1}}, false, 0.5, false, 2},
+        {"maxf: exchanging is worse and cold", {{0.25, 0}, {0, 0.25}}, true, 1e-9, false, 3},
+        {"maxf: exchanging is worse but hot", {{0.25, 0}, {0, 0.25}}, true, 1e9, true, 3},
+        {"maxf: exchanging adds relationship", {{0, 0.25}, {0.25, 0}}, true, 0.5, true, 2},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.story);
@@ -143,11 +143,10 @@ TEST(AnnealMove, ExchangesSiresWhenBetterAndDrawsOnlyForWorseMoves)
         t.sim->AllocSAMem();
         t.plan().list.resize(2);
         t.plan().nMatings = 2;
-        for (int m = 0; m < 2; ++m) t.plan().list[m] = {SMD{t.pop->sires[m], m}, SMD{t.pop->dams[m], m}};
-        t.plan().C(0, 0) = c.c00;
-        t.plan().C(0, 1) = c.c01;
-        t.plan().C(1, 0) = c.c10;
-        t.plan().C(1, 1) = c.c11;
+        for (int m = 0; m < 2; ++m) {
+            t.plan().list[m] = {SMD{t.pop->sires[m], m}, SMD{t.pop->dams[m], m}};
+            for (int s = 0; s < 2; ++s) t.plan().C(s, m) = c.c[s][m];
+        }
         int accepted = 0;
         MyRnd.InitSeed(81);
         t.sim->ChooseCheckAccept(2, 2, t.pop->genInfo[1].litterSize.data(), accepted, c.temperature, c.maximise);

@@ -154,26 +154,6 @@ TEST(SortRP, FillsTheRangeWithTheGenerationInSelectionOrder)
         }
 }
 
-// Which criteria randomise first: males without records, and random selection itself.
-TEST(SortRP, ShufflesFirstOnlyWhereTheOrderWouldOtherwiseBeArbitrary)
-{
-    struct Case {
-        ESCDesign sd;
-        bool maleRec;
-        int first;
-        int draws;
-    } cases[] = {
-        {kRnd, true, 5, 19},  {kPhen, true, 5, 0},  {kPhen, false, 5, 19}, {kTbv, false, 5, 0},
-        {kEbv, true, 0, 0},   {kEbv, false, 0, 24}, {kEbv, false, 5, 0},
-    };
-    for (const Case& c : cases) {
-        Ranking t;
-        MyRnd.InitSeed(21);
-        CSort::SortRP(t.pop, c.first, Ranking::kLast, c.maleRec, c.sd, true);
-        EXPECT_EQ(DrawsSince(21), c.draws) << "sd " << c.sd << " maleRec " << c.maleRec << " first " << c.first;
-    }
-}
-
 TEST(SortParents, EveryCullingCriterionPutsTheCulledEndLast)
 {
     for (const Criterion& c : kByValue)
@@ -187,29 +167,35 @@ TEST(SortParents, EveryCullingCriterionPutsTheCulledEndLast)
         }
 }
 
-TEST(SortParents, ShufflesWhereTheCriterionGivesNoOrder)
+// Which criteria randomise first: males without records, and random selection or culling itself.
+TEST(Sorts, ShuffleFirstOnlyWhereTheOrderWouldOtherwiseBeArbitrary)
 {
     constexpr int kBoth = Ranking::kSires - 1 + Ranking::kDams - 1;
     struct Case {
+        bool parents;  // the culling order of the parents, or else the selection order of candidates
         ESCDesign cd, sd;
         bool maleRec;
-        int gen;
+        int from;  // the parents' generation, or the first candidate
         int draws;
     } cases[] = {
-        {kRnd, kPhen, true, 1, kBoth},
-        {kPhen, kRnd, true, 1, 0},
-        {kPhen, kRnd, false, 1, Ranking::kSires - 1},
-        {kTbv, kRnd, false, 1, 0},
-        {kEbv, kRnd, false, 1, Ranking::kSires - 1},
-        {kEbv, kRnd, false, 2, 0},
-        {kAge, kRnd, true, 1, kBoth},
-        {kAge, kTbv, false, 1, 0},
+        {false, kRnd, kRnd, true, 5, 19},          {false, kRnd, kPhen, true, 5, 0},
+        {false, kRnd, kPhen, false, 5, 19},        {false, kRnd, kTbv, false, 5, 0},
+        {false, kRnd, kEbv, true, 0, 0},           {false, kRnd, kEbv, false, 0, 24},
+        {false, kRnd, kEbv, false, 5, 0},          {true, kRnd, kPhen, true, 1, kBoth},
+        {true, kPhen, kRnd, true, 1, 0},           {true, kPhen, kRnd, false, 1, Ranking::kSires - 1},
+        {true, kTbv, kRnd, false, 1, 0},           {true, kEbv, kRnd, false, 1, Ranking::kSires - 1},
+        {true, kEbv, kRnd, false, 2, 0},           {true, kAge, kRnd, true, 1, kBoth},
+        {true, kAge, kTbv, false, 1, 0},
     };
     for (const Case& c : cases) {
         Ranking t;
         MyRnd.InitSeed(31);
-        CSort::SortParents(t.pop, c.gen, c.maleRec, c.cd, c.sd);
-        EXPECT_EQ(DrawsSince(31), c.draws) << "cd " << c.cd << " sd " << c.sd << " maleRec " << c.maleRec;
+        if (c.parents)
+            CSort::SortParents(t.pop, c.from, c.maleRec, c.cd, c.sd);
+        else
+            CSort::SortRP(t.pop, c.from, Ranking::kLast, c.maleRec, c.sd, true);
+        EXPECT_EQ(DrawsSince(31), c.draws) << (c.parents ? "parents" : "candidates") << " cd " << c.cd << " sd " << c.sd
+                                           << " maleRec " << c.maleRec << " from " << c.from;
     }
 }
 
