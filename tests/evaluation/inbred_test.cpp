@@ -45,20 +45,16 @@ public:
 
     explicit PedigreeRun(const std::vector<PopPlan>& planned) : plans(planned)
     {
+        pops.reserve(plans.size());
         for (const PopPlan& plan : plans) {
             SPopParams& st = statements.emplace_back(HandStatements(static_cast<int>(plan.gens.size())));
+            CPopulation& pop = pops.emplace_back(st, 0.0);
+            pop.nIndiv = plan.nFounders;
             for (size_t g = 0; g < plan.gens.size(); ++g) {
                 st.plan[g + 1].nSires = static_cast<int>(plan.gens[g].sires.size());
                 st.plan[g + 1].nDams = static_cast<int>(plan.gens[g].dams.size());
+                pop.nIndiv += static_cast<int>(plan.gens[g].births.size());
             }
-        }
-        pops.reserve(plans.size());
-        for (const SPopParams& st : statements) pops.emplace_back(st, 0.0);
-        for (size_t p = 0; p < pops.size(); ++p) {
-            CPopulation& pop = pops[p];
-            const PopPlan& plan = plans[p];
-            pop.nIndiv = plan.nFounders;
-            for (const GenPlan& g : plan.gens) pop.nIndiv += static_cast<int>(g.births.size());
             pop.indiv.assign(static_cast<size_t>(pop.nIndiv), SRec());
             pop.nFounderPlaced = plan.nFounders;
             for (int i = 0; i < plan.nFounders; ++i) {
