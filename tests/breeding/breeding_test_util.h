@@ -1,11 +1,15 @@
 // A hand-filled population for the tests of selection, culling and mating designs.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <memory>
+#include <string>
 
 #include "app/simclass.h"
 #include "random/rnd.h"
 #include "support/hand_population.h"
+#include "support/messages.h"
 
 // An engine with one population "p": nIndiv individuals with identifiers 1..nIndiv, each holding
 // its own genome use counter at 1, and room for maxSires sires and maxDams dams. A test sets the
@@ -49,4 +53,12 @@ inline int DrawsSince(unsigned long seed)
     int k = 0;
     while (ref.URand() != next && k < 1000000) ++k;
     return k;
+}
+
+// The collected warnings, dumped (the collection is emptied).
+inline std::string CollectedWarnings()
+{
+    testing::internal::CaptureStderr();
+    PW.DumpWarn(nullptr);
+    return testing::internal::GetCapturedStderr();
 }

@@ -1,4 +1,5 @@
 // Culling of parents after a generation and selection of its progeny in their place.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -40,36 +41,17 @@ struct Replacement : TestPopulation {
         prm->plan[2].nDams = d.next;
         pop->genStat[1].nMale = s.progeny;
         pop->genStat[1].nFemale = d.progeny;
-        for (int i = 0; i < s.now; ++i) pop->sires[i] = &indivAt(i);
-        for (int i = 0; i < d.now; ++i) pop->dams[i] = &indivAt(s.now + i);
+        for (int i = 0; i < s.now; ++i) pop->sires[i] = &(*this)[i];
+        for (int i = 0; i < d.now; ++i) pop->dams[i] = &(*this)[s.now + i];
         firstPrg = s.now + d.now;
         lastPrg = pop->nIndiv - 1;
         for (int i = firstPrg; i <= lastPrg; ++i) {
-            indivAt(i).sex = i < firstPrg + s.progeny ? 1 : 0;
-            indivAt(i).gen = 1;
-            pop->cand[i] = &indivAt(i);
+            (*this)[i].sex = i < firstPrg + s.progeny ? 1 : 0;
+            (*this)[i].gen = 1;
+            pop->cand[i] = &(*this)[i];
         }
     }
-    SRec& indivAt(int i) { return pop->indiv[i]; }
 };
-
-std::string Collected()
-{
-    testing::internal::CaptureStderr();
-    PW.DumpWarn(nullptr);
-    return testing::internal::GetCapturedStderr();
-}
-
-// The text as a regular expression that matches only itself.
-std::string Literally(const std::string& text)
-{
-    std::string re;
-    for (char c : text) {
-        if (std::string("\\^$.|?*+()[]{}").find(c) != std::string::npos) re += '\\';
-        re += c;
-    }
-    return re;
-}
 
 std::string Prefixed(const std::string& message)
 {
@@ -105,7 +87,7 @@ TEST(CullAndSelect, ReplacesTheTailOfTheParentsByTheHeadOfTheCandidates)
         std::vector<SRec*> oldSires(t.pop->sires.begin(), t.pop->sires.begin() + c.sires.now);
         unsigned warningsBefore = NoWarn;
         t.sim->CullAndSelect(1, t.firstPrg, t.lastPrg);
-        EXPECT_EQ(Collected(), Prefixed(c.message));
+        EXPECT_EQ(CollectedWarnings(), Prefixed(c.message));
         EXPECT_EQ(NoWarn - warningsBefore, c.message[0] ? 1u : 0u);
 
         const SGenStat& st = t.pop->genStat[1];
@@ -118,7 +100,7 @@ TEST(CullAndSelect, ReplacesTheTailOfTheParentsByTheHeadOfTheCandidates)
         for (int i = kept; i < c.sires.now; ++i) EXPECT_EQ(*oldSires[i]->genomeUse, kGenomeReleased);
         for (int i = 0; i < c.newSires; ++i) {
             SRec* r = t.pop->sires[kept + i];
-            EXPECT_EQ(r, &t.indivAt(t.firstPrg + i));  // the first male candidates
+            EXPECT_EQ(r, &t[t.firstPrg + i]);  // the first male candidates
             EXPECT_EQ(*r->genomeUse, 2);
         }
         int keptDams = c.dams.now - c.culledDams;
@@ -140,14 +122,14 @@ TEST(CullAndSelect, TooFewProgenyEvenKeepingEveryParentStopsTheRun)
     for (const Case& c : cases) {
         Replacement t(c.sires, c.dams);
         EXPECT_EXIT(t.sim->CullAndSelect(1, t.firstPrg, t.lastPrg), testing::ExitedWithCode(1),
-                    Literally(std::string(c.message) + "Error(s) detected!\nAborted.\n"));
+                    testing::HasSubstr(std::string(c.message) + "Error(s) detected!\nAborted.\n"));
     }
 }
 
 TEST(CullAndSelect, ByAgeTheOldestHalfOfTenSiresIsCulled)
 {
     Replacement t({10, 10, 0.5, 0, 8}, {10, 10, 0.0, 0, 8});
-    for (int i = 0; i < 10; ++i) t.indivAt(i).gen = i % 2;  // five of generation 0, five of generation 1
+    for (int i = 0; i < 10; ++i) t[i].gen = i % 2;  // five of generation 0, five of generation 1
     MyRnd.InitSeed(51);
     CSort::SortParents(t.pop, 1, true, kAge, kRnd);
     CSort::SortRP(t.pop, t.firstPrg, t.lastPrg, true, kRnd, true);
@@ -155,7 +137,7 @@ TEST(CullAndSelect, ByAgeTheOldestHalfOfTenSiresIsCulled)
     for (int i = 0; i < 5; ++i) EXPECT_EQ(t.pop->sires[i]->gen, 1) << "kept sire " << i;
     for (int i = 5; i < 10; ++i) {
         EXPECT_EQ(t.pop->sires[i]->sex, 1);
-        EXPECT_GE(t.pop->sires[i] - &t.indivAt(0), t.firstPrg) << "new sire " << i;
+        EXPECT_GE(t.pop->sires[i] - &t[0], t.firstPrg) << "new sire " << i;
     }
     EXPECT_EQ(t.pop->genStat[1].nCulledSires, 5u);
 }

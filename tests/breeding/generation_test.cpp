@@ -9,11 +9,11 @@
 namespace {
 
 // An engine whose replicate memory is set up for the population of `body` (2 male and 10
-// female founders), ready for the steps of generation 1.
-std::unique_ptr<SimClass> Prepared(const std::string& body, unsigned long seed = 7,
+// female founders unless told otherwise), ready for the steps of generation 1.
+std::unique_ptr<SimClass> Prepared(const std::string& body, unsigned long seed = 7, int males = 2, int females = 10,
                                    const std::function<void(SParams&)>& adjust = nullptr)
 {
-    auto sim = EngineOf(PopulationParam(PopBlock("p", 2, 10, body)), adjust);
+    auto sim = EngineOf(PopulationParam(PopBlock("p", males, females, body)), adjust);
     MyRnd.InitSeed(seed);
     sim->AllocGlobalMem();
     testing::internal::CaptureStdout();
@@ -83,59 +83,44 @@ TEST(LitterSizes, RandomUnionOfGametesWantsOneLitterSize)
                 "specified for 'ls'");
 }
 
-TEST(Sexes, FixLitterPutsTheRoundedShareOfMalesFirstInEachLitter)
-{
-    auto sim = Prepared("ls = 3; pmp = 0.5 /fix_litter; ng = 1;");
-    sim->AssignSex(1, false);
-    const CPopulation& p = sim->pops[0];
-    for (int m = 0; m < 10; ++m) {
-        const SRec* litter = &p.indiv[p.genInfo[1].first + 3 * m];
-        EXPECT_EQ(litter[0].sex, 1);
-        EXPECT_EQ(litter[1].sex, 1);  // round(1.5) = 2 males
-        EXPECT_EQ(litter[2].sex, 0);
-    }
-    EXPECT_EQ(p.genStat[1].nMale, 20u);
-    EXPECT_EQ(p.genStat[1].nFemale, 10u);
-}
-
-TEST(Sexes, FixGivesExactlyTheRoundedNumberOfMales)
+TEST(Sexes, FixedSharesGiveTheRoundedNumberOfMalesAndOnlyMalesMayLackRecords)
 {
     struct Case {
         const char* pmp;
-        int males;
+        int males;  // -1: drawn at random
+        bool maleRecords;
     };
-    // 30 progeny: round(0.3 * 30) = 9, round(0.01 * 30) = 0 (all stay female), all male with 1.
-    for (Case c : {Case{"0.3", 9}, Case{"0.01", 0}, Case{"1", 30}}) {
-        auto sim = Prepared(std::string("ls = 3; pmp = ") + c.pmp + " /fix; ng = 1;");
+    // 30 progeny in litters of 3. fix_litter puts round(1.5) = 2 males first in each litter; fix
+    // gives round(0.3 * 30) = 9, round(0.01 * 30) = 0 (all stay female), all male with 1.
+    for (Case c : {Case{"0.5 /fix_litter", 20, true}, Case{"0.3 /fix", 9, false}, Case{"0.01 /fix", 0, true},
+                   Case{"1 /fix", 30, true}, Case{"0.5", -1, false}}) {
+        SCOPED_TRACE(c.pmp);
+        auto sim = Prepared(std::string("ls = 3; pmp = ") + c.pmp + "; ng = 1;", 7, 2, 10,
+                            [&](SParams& prm) { prm.global.malesHaveRecords = c.maleRecords; });
         sim->AssignSex(1, false);
-        EXPECT_EQ(MalesOf(sim->pops[0], 1), c.males) << "pmp " << c.pmp;
-        EXPECT_EQ(sim->pops[0].genStat[1].nFemale, static_cast<uint32_t>(30 - c.males));
+        const CPopulation& p = sim->pops[0];
+        const int males = MalesOf(p, 1);
+        if (c.males < 0) {
+            EXPECT_GT(males, 0);
+        } else {
+            EXPECT_EQ(males, c.males);
+        }
+        EXPECT_EQ(p.genStat[1].nMale, static_cast<uint32_t>(males));
+        EXPECT_EQ(p.genStat[1].nFemale, static_cast<uint32_t>(30 - males));
+        for (int i = 0; i < 30; ++i) {
+            const SRec& r = p.indiv[p.genInfo[1].first + i];
+            if (c.males == 20) {
+                EXPECT_EQ(r.sex, i % 3 < 2 ? 1 : 0) << i;
+            }
+            EXPECT_EQ(r.hasPhen, r.sex == 1 && !c.maleRecords ? 0 : 1) << i;
+        }
     }
 }
 
 TEST(Sexes, AtRandomTheShareOfMalesFollowsPmp)
 {
-    auto sim = EngineOf(PopulationParam(PopBlock("p", 20, 2000, "ls = 5; pmp = 0.3; ng = 1;")));
-    MyRnd.InitSeed(11);
-    sim->AllocGlobalMem();
-    sim->SimLitterSize(1);
-    sim->AllocPopMem();
-    sim->InitializeRep();
-    sim->curPop = &sim->pops[0];
+    auto sim = Prepared("ls = 5; pmp = 0.3; ng = 1;", 11, 20, 2000);
     sim->AssignSex(1, false);
     const double n = 10000;
     EXPECT_NEAR(MalesOf(sim->pops[0], 1), 0.3 * n, 4 * std::sqrt(n * 0.3 * 0.7));
-}
-
-TEST(Sexes, MalesWithoutRecordsHaveNoPhenotypeFlag)
-{
-    auto sim = Prepared("ls = 4; ng = 1;", 7, [](SParams& prm) { prm.global.malesHaveRecords = false; });
-    sim->AssignSex(1, false);
-    const CPopulation& p = sim->pops[0];
-    int males = 0;
-    for (int i = p.genInfo[1].first; i <= p.genInfo[1].last; ++i) {
-        EXPECT_EQ(p.indiv[i].hasPhen, p.indiv[i].sex == 1 ? 0 : 1);
-        males += p.indiv[i].sex;
-    }
-    EXPECT_GT(males, 0);
 }

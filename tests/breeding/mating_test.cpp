@@ -61,13 +61,6 @@ struct Matings : TestPopulation {
     }
 };
 
-std::string Collected()
-{
-    testing::internal::CaptureStderr();
-    PW.DumpWarn(nullptr);
-    return testing::internal::GetCapturedStderr();
-}
-
 }  // namespace
 
 TEST(SireShares, EveryDamIsMatedOnceAndSiresShareTheDamsAsEquallyAsPossible)
@@ -87,21 +80,26 @@ TEST(SireShares, EveryDamIsMatedOnceAndSiresShareTheDamsAsEquallyAsPossible)
     }
 }
 
-TEST(AssortativeMating, TheBestSiresMeetTheBestOrTheWorstDams)
+TEST(AssortativeMating, TheBestSiresMeetTheBestOrTheWorstDamsAndUnequalSharesGoToRandomSires)
 {
     struct Case {
         EMatingDesign md;
         ESCDesign by;
         double (*key)(const SRec*);
-    } cases[] = {{kMdPAssort, kPhen, [](const SRec* r) { return r->phen; }},
-                 {kMdNAssort, kTbv, [](const SRec* r) { return r->Tbv(); }},
-                 {kMdPAssort, kEbv, [](const SRec* r) { return r->ebv; }}};
+        int sires, draws;  // equal shares need no shuffle
+        std::vector<int> shares;
+    } cases[] = {{kMdPAssort, kPhen, [](const SRec* r) { return r->phen; }, 5, 0, {2, 2, 2, 2, 2}},
+                 {kMdNAssort, kTbv, [](const SRec* r) { return r->Tbv(); }, 5, 0, {2, 2, 2, 2, 2}},
+                 {kMdPAssort, kEbv, [](const SRec* r) { return r->ebv; }, 5, 0, {2, 2, 2, 2, 2}},
+                 {kMdPAssort, kPhen, [](const SRec* r) { return r->phen; }, 3, 3, {3, 3, 4}}};
     for (const Case& c : cases) {
-        Matings t(5, 10, c.md);
+        SCOPED_TRACE(std::to_string(c.by) + " of " + std::to_string(c.sires) + " sires");
+        Matings t(c.sires, 10, c.md);
         t.prm->assortBy = c.by;
         MyRnd.InitSeed(71);
         t.sim->AssortMatingDesign(1);
-        EXPECT_EQ(DrawsSince(71), 0) << "equal shares need no shuffle";
+        EXPECT_EQ(DrawsSince(71), c.draws);
+        EXPECT_EQ(t.Shares(), c.shares);
         t.ExpectConsistentList();
         bool damsDesc = c.md == kMdPAssort;
         for (int m = 1; m < 10; ++m) {
@@ -112,16 +110,6 @@ TEST(AssortativeMating, TheBestSiresMeetTheBestOrTheWorstDams)
         }
         EXPECT_EQ(t.plan().list[0][0].idx, t.plan().list[1][0].idx) << "the best sire takes the first two dams";
     }
-}
-
-TEST(AssortativeMating, UnequalSharesGoToRandomSires)
-{
-    Matings t(3, 10, kMdPAssort);
-    MyRnd.InitSeed(72);
-    t.sim->AssortMatingDesign(1);
-    EXPECT_EQ(DrawsSince(72), 3);
-    EXPECT_EQ(t.Shares(), (std::vector<int>{3, 3, 4}));
-    t.ExpectConsistentList();
 }
 
 TEST(AssortativeMating, AnUnknownCriterionIsAnInternalError)
@@ -137,17 +125,17 @@ TEST(AnnealMove, ExchangesSiresWhenBetterAndDrawsOnlyForWorseMoves)
     // Two matings; sire 0 is related to dam 0, sire 1 to dam 1 (coancestry 0.25).
     struct Case {
         const char* story;
-        double c00, c01, c10, c11;
+        double c[2][2];  // coancestry of sire s and the dam of mating m
         bool maximise;
         double temperature;
         bool exchanged;
         int draws;
     } cases[] = {
-        {"minf: exchanging removes the relationship", 0.25, 0, 0, 0.25, false, 0.5, true, 2},
-        {"equal either way: nothing drawn", 0.1, 0.1, 0.1, 0.1, false, 0.5, false, 2},
-        {"maxf: exchanging is worse and cold", 0.25, 0, 0, 0.25, true, 1e-9, false, 3},
-        {"maxf: exchanging is worse but hot", 0.25, 0, 0, 0.25, true, 1e9, true, 3},
-        {"maxf: exchanging adds relationship", 0, 0.25, 0.25, 0, true, 0.5, true, 2},
+        {"minf: exchanging removes the relationship", {{0.25, 0}, {0, 0.25}}, false, 0.5, true, 2},
+        {"equal either way: nothing drawn", {{0.1, 0.1}, {0.1, 0.1}}, false, 0.5, false, 2},
+        {"maxf: exchanging is worse and cold", {{0.25, 0}, {0, 0.25}}, true, 1e-9, false, 3},
+        {"maxf: exchanging is worse but hot", {{0.25, 0}, {0, 0.25}}, true, 1e9, true, 3},
+        {"maxf: exchanging adds relationship", {{0, 0.25}, {0.25, 0}}, true, 0.5, true, 2},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.story);
@@ -155,11 +143,10 @@ TEST(AnnealMove, ExchangesSiresWhenBetterAndDrawsOnlyForWorseMoves)
         t.sim->AllocSAMem();
         t.plan().list.resize(2);
         t.plan().nMatings = 2;
-        for (int m = 0; m < 2; ++m) t.plan().list[m] = {SMD{t.pop->sires[m], m}, SMD{t.pop->dams[m], m}};
-        t.plan().C(0, 0) = c.c00;
-        t.plan().C(0, 1) = c.c01;
-        t.plan().C(1, 0) = c.c10;
-        t.plan().C(1, 1) = c.c11;
+        for (int m = 0; m < 2; ++m) {
+            t.plan().list[m] = {SMD{t.pop->sires[m], m}, SMD{t.pop->dams[m], m}};
+            for (int s = 0; s < 2; ++s) t.plan().C(s, m) = c.c[s][m];
+        }
         int accepted = 0;
         MyRnd.InitSeed(81);
         t.sim->ChooseCheckAccept(2, 2, t.pop->genInfo[1].litterSize.data(), accepted, c.temperature, c.maximise);
@@ -239,7 +226,7 @@ TEST(Annealing, DifferencesTooSmallForAnyTemperatureNeverSettle)
     EXPECT_EQ(out.steps, 300);
     EXPECT_FALSE(out.optimized);
     EXPECT_EQ(NoWarn - warningsBefore, 1u);
-    EXPECT_EQ(Collected(), std::string(progname) +
+    EXPECT_EQ(CollectedWarnings(), std::string(progname) +
                                ": Warning - Pop \"p\" G1: After 300 temperature steps, matings were not optimized.\n");
 }
 

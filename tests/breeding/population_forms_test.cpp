@@ -1,5 +1,5 @@
-// Runs with the statements that change how individuals are made: X chromosomes, males without
-// records, a pedigree across populations and skipped inbreeding.
+// Runs with the statements that change how individuals are made: X chromosomes, a pedigree
+// across populations and skipped inbreeding.
 #include <gtest/gtest.h>
 
 #include "breeding/population_test_util.h"
@@ -13,13 +13,6 @@ std::string TwoPopulations(const std::string& globals)
     std::string b = "begin_pop = \"b\";\n begin_founder;\n  male [n = 4, pop = \"a\", gen = 2];\n"
                     "  female [n = 12, pop = \"a\", gen = 2];\n end_founder;\n ls = 2;\n ng = 1;\nend_pop;\n";
     return PopulationParam(a + b, 3, "h2 = 0.4; qtlh2 = 0.2; phvar = 2; " + globals);
-}
-
-double MeanFOfGeneration(const CPopulation& p, int g)
-{
-    double sum = 0;
-    for (int i = p.genInfo[g].first; i <= p.genInfo[g].last; ++i) sum += p.indiv[i].inbF;
-    return sum / p.genInfo[g].nPrg;
 }
 
 }  // namespace
@@ -47,32 +40,16 @@ TEST(PopulationForms, AMalesXChromosomeHoldsTwoCopiesOfHisDamsX)
     EXPECT_GT(males, 0);
 }
 
-TEST(PopulationForms, MalesWithoutRecordsHaveNoPhenotypeAndAreStillSelected)
-{
-    std::string text = PopulationParam(PopBlock("p", 4, 12, "ls = 3; ng = 3; sr = 0.5; sd = phen;"), 2,
-                                       "h2 = 0.4; qtlh2 = 0.2; phvar = 2; no_male_rec;");
-    RunPopulations(text, 4, 1, [&](const CPopulation& p, int) {
-        for (const SRec& r : p.indiv)
-            if (r.sex == 1) {
-                EXPECT_EQ(r.hasPhen, 0);
-                EXPECT_EQ(r.phen, 0);
-                EXPECT_EQ(r.res, 0);
-            }
-        EXPECT_EQ(p.genStat[1].nNewSires, 2u);
-        EXPECT_EQ(p.genStat[1].nCulledSires, 2u);
-    });
-}
-
 TEST(PopulationForms, AJointPedigreeSeesTheRelationshipsOfFoundersFromAnotherPopulation)
 {
     // Without joint_pop the founders of "b" have unknown parents and their progeny F = 0.
     double separate = 0, joint = 0;
     RunPopulations(TwoPopulations(""), 12, 1, [&](const CPopulation& p, int) {
-        if (p.prm.name == "b") separate += MeanFOfGeneration(p, 1);
+        if (p.prm.name == "b") separate += MeanF(p, 1);
     });
     RunPopulations(TwoPopulations("joint_pop;"), 12, 1, [&](const CPopulation& p, int) {
         if (p.prm.name != "b") return;
-        joint += MeanFOfGeneration(p, 1);
+        joint += MeanF(p, 1);
         for (int i = 0; i < p.nFounderPlaced; ++i) EXPECT_GT(p.indiv[i].sire->id, 0);
     });
     EXPECT_EQ(separate, 0);

@@ -31,12 +31,11 @@ void RunEngine(const std::string& text, unsigned long seed, int threads,
     if (testing::Test::HasFailure()) std::cout << console;
 }
 
-std::string PopulationParam(const std::string& pops, int nrep, const std::string& globals, int hpSize, int chromosomes)
+std::string PopulationParam(const std::string& pops, int nrep, const std::string& globals, int hpSize)
 {
     return "nrep = " + std::to_string(nrep) + ";\n" + globals + "\nbegin_hp;\n hg_size = " + std::to_string(hpSize) + " [0] " +
            std::to_string(hpSize) + " [10];\nend_hp;\n" + pops +
-           "begin_genome;\n begin_chr = " + std::to_string(chromosomes) +
-           "; chrlen = 50; nmloci = 100; mpos = rnd; nma = all 2; maf = eql;"
+           "begin_genome;\n begin_chr = 1; chrlen = 50; nmloci = 100; mpos = rnd; nma = all 2; maf = eql;"
            " nqloci = 10; qpos = rnd; nqa = all 2; qaf = eql; qae = rndg 0.4; end_chr;\nend_genome;\n";
 }
 
@@ -58,4 +57,11 @@ SMeanSE MeanSE(const std::vector<double>& v)
     for (double x : v) ss += (x - r.mean) * (x - r.mean);
     r.se = r.n > 1 ? std::sqrt(ss / (r.n - 1) / r.n) : 0;
     return r;
+}
+
+double MeanF(const CPopulation& p, int gen)
+{
+    double sum = 0;
+    for (int i = p.genInfo[gen].first; i <= p.genInfo[gen].last; ++i) sum += p.indiv[i].inbF;
+    return sum / p.genInfo[gen].nPrg;
 }

@@ -17,10 +17,9 @@ void RunEngine(const std::string& text, unsigned long seed, int threads,
                const std::function<void(SimClass&, const CPopulation&, int rep)>& inspect);
 
 // A parameter text: nrep replicates, globals, a historical population of `hpSize` animals for 10 generations,
-// the population blocks and `chromosomes` chromosomes of 50 cM with 100 markers and 10 QTL.
+// the population blocks and one chromosome of 50 cM with 100 markers and 10 QTL.
 std::string PopulationParam(const std::string& pops, int nrep = 1,
-                            const std::string& globals = "h2 = 0.4; qtlh2 = 0.2; phvar = 2;", int hpSize = 200,
-                            int chromosomes = 1);
+                            const std::string& globals = "h2 = 0.4; qtlh2 = 0.2; phvar = 2;", int hpSize = 200);
 
 // A population block with the founders from "hp" and the statements of `body`.
 std::string PopBlock(const std::string& name, int males, int females, const std::string& body);
@@ -31,3 +30,6 @@ struct SMeanSE {
     int n = 0;
 };
 SMeanSE MeanSE(const std::vector<double>& v);
+
+// Mean inbreeding of generation gen of p.
+double MeanF(const CPopulation& p, int gen);

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <numeric>
 #include <vector>
 
 #include "breeding/breeding_test_util.h"
@@ -12,9 +13,13 @@ namespace {
 
 using Key = std::function<double(const SRec*)>;
 
-const Key kPhenKey = [](const SRec* r) { return r->phen; };
-const Key kTbvKey = [](const SRec* r) { return r->Tbv(); };
-const Key kEbvKey = [](const SRec* r) { return r->ebv; };
+// The criteria that order by a value, with the value.
+const struct Criterion {
+    ESCDesign design;
+    Key key;
+} kByValue[] = {{kPhen, [](const SRec* r) { return r->phen; }},
+                {kTbv, [](const SRec* r) { return r->Tbv(); }},
+                {kEbv, [](const SRec* r) { return r->ebv; }}};
 
 // Phenotypes, true values and EBV that disagree with each other and have ties.
 void GiveValues(TestPopulation& t)
@@ -69,18 +74,13 @@ struct Ranking : TestPopulation {
 
 TEST(Quicksort, CandidatesComeHighestOrLowestFirstByEveryKey)
 {
-    struct Case {
-        const char* name;
-        void (*sort)(CPopulation*, int, int, bool);
-        Key key;
-    } cases[] = {{"phen", CSort::PhenQSort, kPhenKey}, {"tbv", CSort::TBVQSort, kTbvKey},
-                 {"ebv", CSort::EBVQSort, kEbvKey}};
-    for (const Case& c : cases)
+    void (*const sorts[])(CPopulation*, int, int, bool) = {CSort::PhenQSort, CSort::TBVQSort, CSort::EBVQSort};
+    for (int k = 0; k < 3; ++k)
         for (bool desc : {true, false}) {
             Ranking t;
             for (int i = 0; i < 25; ++i) t.pop->cand[i] = &t[i];
-            c.sort(t.pop, 3, 20, desc);
-            EXPECT_TRUE(Ordered(t.pop->cand.data() + 3, 18, c.key, desc)) << c.name << " desc " << desc;
+            sorts[k](t.pop, 3, 20, desc);
+            EXPECT_TRUE(Ordered(t.pop->cand.data() + 3, 18, kByValue[k].key, desc)) << k << " desc " << desc;
             EXPECT_EQ(t.pop->cand[2], &t[2]) << "outside the range nothing moves";
             EXPECT_EQ(t.pop->cand[21], &t[21]);
         }
@@ -129,24 +129,24 @@ TEST(Shuffles, ArePermutationsDrawingOneUniformPerSwap)
     EXPECT_TRUE(SameMembers(Ids(a.data(), 30), before));
     EXPECT_NE(Ids(a.data(), 30), before);
 
-    std::vector<int> v(50);
-    for (int i = 0; i < 50; ++i) v[i] = i;
-    MyRnd.InitSeed(12);
-    Shuffle(v.data(), 50, 7);
-    EXPECT_EQ(DrawsSince(12), 7);
+    // Shuffling the first 10 of 100 picks them from the whole.
+    std::vector<int> v(100), all(100);
+    std::iota(v.begin(), v.end(), 0);
+    std::iota(all.begin(), all.end(), 0);
+    MyRnd.InitSeed(4);
+    Shuffle(v.data(), 100, 10);
+    EXPECT_EQ(DrawsSince(4), 10);
+    EXPECT_TRUE(SameMembers(v, all));
+    EXPECT_GT(std::count_if(v.begin(), v.begin() + 10, [](int x) { return x >= 10; }), 0);
 }
 
 TEST(SortRP, FillsTheRangeWithTheGenerationInSelectionOrder)
 {
-    struct Case {
-        ESCDesign sd;
-        Key key;
-    } cases[] = {{kPhen, kPhenKey}, {kTbv, kTbvKey}, {kEbv, kEbvKey}};
-    for (const Case& c : cases)
+    for (const Criterion& c : kByValue)
         for (uint8_t high : {1, 0}) {
             Ranking t;
-            CSort::SortRP(t.pop, Ranking::kFirst, Ranking::kLast, true, c.sd, high);
-            EXPECT_TRUE(Ordered(t.Cand(), 20, c.key, high)) << "sd " << c.sd << " high " << int(high);
+            CSort::SortRP(t.pop, Ranking::kFirst, Ranking::kLast, true, c.design, high);
+            EXPECT_TRUE(Ordered(t.Cand(), 20, c.key, high)) << "sd " << c.design << " high " << int(high);
             std::vector<int> generation;
             for (int i = Ranking::kFirst; i <= Ranking::kLast; ++i) generation.push_back(t[i].id);
             EXPECT_TRUE(SameMembers(Ids(t.Cand(), 20), generation));
@@ -154,66 +154,48 @@ TEST(SortRP, FillsTheRangeWithTheGenerationInSelectionOrder)
         }
 }
 
-// Which criteria randomise first: males without records, and random selection itself.
-TEST(SortRP, ShufflesFirstOnlyWhereTheOrderWouldOtherwiseBeArbitrary)
-{
-    struct Case {
-        ESCDesign sd;
-        bool maleRec;
-        int first;
-        int draws;
-    } cases[] = {
-        {kRnd, true, 5, 19},  {kPhen, true, 5, 0},  {kPhen, false, 5, 19}, {kTbv, false, 5, 0},
-        {kEbv, true, 0, 0},   {kEbv, false, 0, 24}, {kEbv, false, 5, 0},
-    };
-    for (const Case& c : cases) {
-        Ranking t;
-        MyRnd.InitSeed(21);
-        CSort::SortRP(t.pop, c.first, Ranking::kLast, c.maleRec, c.sd, true);
-        EXPECT_EQ(DrawsSince(21), c.draws) << "sd " << c.sd << " maleRec " << c.maleRec << " first " << c.first;
-    }
-}
-
 TEST(SortParents, EveryCullingCriterionPutsTheCulledEndLast)
 {
-    struct Case {
-        ESCDesign cd;
-        Key key;
-    } cases[] = {{kPhen, kPhenKey}, {kTbv, kTbvKey}, {kEbv, kEbvKey}};
-    for (const Case& c : cases)
+    for (const Criterion& c : kByValue)
         for (uint8_t cullHigh : {0, 1}) {
             Ranking t;
             t.prm->cdHigh = cullHigh;
-            CSort::SortParents(t.pop, 1, true, c.cd, kRnd);
+            CSort::SortParents(t.pop, 1, true, c.design, kRnd);
             bool desc = !cullHigh;  // culling the lowest keeps the highest at the head
-            EXPECT_TRUE(Ordered(t.pop->sires.data(), Ranking::kSires, c.key, desc)) << "cd " << c.cd;
-            EXPECT_TRUE(Ordered(t.pop->dams.data(), Ranking::kDams, c.key, desc)) << "cd " << c.cd;
+            EXPECT_TRUE(Ordered(t.pop->sires.data(), Ranking::kSires, c.key, desc)) << "cd " << c.design;
+            EXPECT_TRUE(Ordered(t.pop->dams.data(), Ranking::kDams, c.key, desc)) << "cd " << c.design;
         }
 }
 
-TEST(SortParents, ShufflesWhereTheCriterionGivesNoOrder)
+// Which criteria randomise first: males without records, and random selection or culling itself.
+TEST(Sorts, ShuffleFirstOnlyWhereTheOrderWouldOtherwiseBeArbitrary)
 {
     constexpr int kBoth = Ranking::kSires - 1 + Ranking::kDams - 1;
     struct Case {
+        bool parents;  // the culling order of the parents, or else the selection order of candidates
         ESCDesign cd, sd;
         bool maleRec;
-        int gen;
+        int from;  // the parents' generation, or the first candidate
         int draws;
     } cases[] = {
-        {kRnd, kPhen, true, 1, kBoth},
-        {kPhen, kRnd, true, 1, 0},
-        {kPhen, kRnd, false, 1, Ranking::kSires - 1},
-        {kTbv, kRnd, false, 1, 0},
-        {kEbv, kRnd, false, 1, Ranking::kSires - 1},
-        {kEbv, kRnd, false, 2, 0},
-        {kAge, kRnd, true, 1, kBoth},
-        {kAge, kTbv, false, 1, 0},
+        {false, kRnd, kRnd, true, 5, 19},          {false, kRnd, kPhen, true, 5, 0},
+        {false, kRnd, kPhen, false, 5, 19},        {false, kRnd, kTbv, false, 5, 0},
+        {false, kRnd, kEbv, true, 0, 0},           {false, kRnd, kEbv, false, 0, 24},
+        {false, kRnd, kEbv, false, 5, 0},          {true, kRnd, kPhen, true, 1, kBoth},
+        {true, kPhen, kRnd, true, 1, 0},           {true, kPhen, kRnd, false, 1, Ranking::kSires - 1},
+        {true, kTbv, kRnd, false, 1, 0},           {true, kEbv, kRnd, false, 1, Ranking::kSires - 1},
+        {true, kEbv, kRnd, false, 2, 0},           {true, kAge, kRnd, true, 1, kBoth},
+        {true, kAge, kTbv, false, 1, 0},
     };
     for (const Case& c : cases) {
         Ranking t;
         MyRnd.InitSeed(31);
-        CSort::SortParents(t.pop, c.gen, c.maleRec, c.cd, c.sd);
-        EXPECT_EQ(DrawsSince(31), c.draws) << "cd " << c.cd << " sd " << c.sd << " maleRec " << c.maleRec;
+        if (c.parents)
+            CSort::SortParents(t.pop, c.from, c.maleRec, c.cd, c.sd);
+        else
+            CSort::SortRP(t.pop, c.from, Ranking::kLast, c.maleRec, c.sd, true);
+        EXPECT_EQ(DrawsSince(31), c.draws) << (c.parents ? "parents" : "candidates") << " cd " << c.cd << " sd " << c.sd
+                                           << " maleRec " << c.maleRec << " from " << c.from;
     }
 }
 

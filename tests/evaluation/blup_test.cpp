@@ -6,13 +6,13 @@
 #include <string>
 #include <vector>
 
-#include "evaluation/unknown_parent.h"
 #include "breeding/population.h"
 #include "evaluation/blup.h"
-#include "evaluation/dense_mme.h"
+#include "evaluation/evaluation_test_util.h"
 #include "evaluation/inbred.h"
 #include "support/hand_population.h"
 #include "support/messages.h"
+#include "support/test_util.h"
 
 namespace {
 
@@ -44,9 +44,17 @@ public:
             inbred.ComputeF(r.id, false);
         }
     }
+    // Solves the equations with the given variances and returns what the solver printed.
+    std::string Solve(double varRes, double varA, int iterationLimit = 0)
+    {
+        testing::internal::CaptureStdout();
+        mme.SolveMME(&inbred, varRes, varA, iterationLimit);
+        return testing::internal::GetCapturedStdout();
+    }
     SPopParams statements;
     CPopulation pop;
     CInbred inbred;
+    CMME mme;
     std::vector<SRec> recs;
 };
 
@@ -114,11 +122,8 @@ TEST(Blup, EqualsADenseSolveOfTheMixedModelEquations)
     for (const BlupCase& c : Cases()) {
         SCOPED_TRACE(c.name);
         BlupPedigree ped(c.ped);
-        CMME mme;
-        testing::internal::CaptureStdout();
-        mme.SolveMME(&ped.inbred, c.lambda, 1.0);
-        std::string out = testing::internal::GetCapturedStdout();
-        EXPECT_TRUE(mme.Converged());
+        std::string out = ped.Solve(c.lambda, 1.0);
+        EXPECT_TRUE(ped.mme.Converged());
         EXPECT_EQ(out.rfind(", BLUP: converged ", 0), 0u) << out;
         std::vector<double> want = DenseBlup(c.ped, c.lambda);
         for (size_t i = 0; i < want.size(); ++i) EXPECT_NEAR(ped.recs[i].ebv, want[i], 1e-7) << "animal " << i;
@@ -128,10 +133,7 @@ TEST(Blup, EqualsADenseSolveOfTheMixedModelEquations)
 TEST(Blup, OneRecordedFounderWithRatioOneGetsHalfItsPhenotype)
 {
     BlupPedigree ped({SDenseAnimal{-1, -1, true, 3.0}});
-    CMME mme;
-    testing::internal::CaptureStdout();
-    mme.SolveMME(&ped.inbred, 2.0, 2.0);
-    testing::internal::GetCapturedStdout();
+    ped.Solve(2.0, 2.0);
     EXPECT_DOUBLE_EQ(ped.recs[0].ebv, 1.5);
 }
 
@@ -139,11 +141,8 @@ TEST(Blup, WithoutRecordsOrAdditiveVarianceEveryValueIsZero)
 {
     for (bool recorded : {false, true}) {
         BlupPedigree ped({Animal(-1, -1, recorded), Animal(-1, -1, recorded), Animal(0, 1, recorded)});
-        CMME mme;
-        testing::internal::CaptureStdout();
-        mme.SolveMME(&ped.inbred, 1.0, recorded ? 0.0 : 1.0);
-        testing::internal::GetCapturedStdout();
-        EXPECT_TRUE(mme.Converged());
+        ped.Solve(1.0, recorded ? 0.0 : 1.0);
+        EXPECT_TRUE(ped.mme.Converged());
         for (const SRec& r : ped.recs) EXPECT_EQ(r.ebv, 0.0);
     }
 }
@@ -151,22 +150,12 @@ TEST(Blup, WithoutRecordsOrAdditiveVarianceEveryValueIsZero)
 TEST(Blup, IterationLimitGivesTheNonConvergenceWarning)
 {
     BlupPedigree ped(RandomPedigree(10, 3, 10));
-    CMME mme;
     const unsigned warningsBefore = NoWarn;
-    testing::internal::CaptureStdout();
-    mme.SolveMME(&ped.inbred, 2.0, 1.0, 2);
-    std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_FALSE(mme.Converged());
-    EXPECT_EQ(out, ", BLUP: not converged");
+    EXPECT_EQ(ped.Solve(2.0, 1.0, 2), ", BLUP: not converged");
+    EXPECT_FALSE(ped.mme.Converged());
     EXPECT_EQ(NoWarn, warningsBefore + 1);
-    char* text = nullptr;
-    size_t size = 0;
-    FILE* fp = open_memstream(&text, &size);
-    PW.DumpWarn(fp);
-    fclose(fp);
-    EXPECT_NE(std::string(text, size).find("Warning - solutions were not converged after 2 iterations."),
+    EXPECT_NE(CaptureFile([](FILE* fp) { PW.DumpWarn(fp); }).find("Warning - solutions were not converged after 2 iterations."),
               std::string::npos);
-    free(text);
     for (const SRec& r : ped.recs) EXPECT_TRUE(std::isfinite(r.ebv) && r.ebv != 99);
 }
 

@@ -8,35 +8,29 @@
 #include <vector>
 
 #include "breeding/population_test_util.h"
-#include "evaluation/dense_mme.h"
+#include "evaluation/evaluation_test_util.h"
 
 namespace {
 
 const char* const kVariances = "h2 = 0.4; qtlh2 = 0.2; phvar = 2;";
 constexpr double kVarRes = 1.2;  // phvar - h2 phvar
 
-// One animal as the pedigree sees it.
-struct SAnimal {
-    int sireId = 0, damId = 0;
-    bool recorded = false;
-    double phen = 0;
-};
-
-void Collect(const CPopulation& p, std::map<int, SAnimal>& animals)
+// Every record of p not yet collected, its parents by identifier.
+void Collect(const CPopulation& p, std::map<int, SDenseAnimal>& animals)
 {
     for (const SRec& r : p.indiv)
-        if (!animals.count(r.id)) animals[r.id] = SAnimal{r.sire->id, r.dam->id, r.hasPhen != 0, r.phen};
+        if (!animals.count(r.id)) animals[r.id] = SDenseAnimal{r.sire->id, r.dam->id, r.hasPhen != 0, r.phen};
 }
 
 // The dense BLUP of the animals (identifiers ascend from parents to progeny); a parent outside
 // the map is unknown. Returns the solutions by identifier.
-std::map<int, double> DenseBlupById(const std::map<int, SAnimal>& animals, double lambda)
+std::map<int, double> DenseBlupById(const std::map<int, SDenseAnimal>& animals, double lambda)
 {
     std::map<int, int> index;
     std::vector<SDenseAnimal> ped;
     for (const auto& [id, a] : animals) {
         auto pos = [&index](int parent) { return index.count(parent) ? index[parent] : -1; };
-        ped.push_back(SDenseAnimal{pos(a.sireId), pos(a.damId), a.recorded, a.phen});
+        ped.push_back(SDenseAnimal{pos(a.sire), pos(a.dam), a.recorded, a.phen});
         index[id] = static_cast<int>(ped.size()) - 1;
     }
     std::vector<double> x = DenseBlup(ped, lambda);
@@ -53,27 +47,23 @@ std::string WithXChromosome(std::string text)
 
 const char* const kSelected = "ls = 2; ng = 3; sr = 0.5; dr = 0.5; sd = ebv /h; cd = ebv /l; ebv_est = blup;";
 
-struct BlupRun {
-    std::string name;
-    std::string text;
-};
-
 TEST(BlupInPopulations, LastEvaluationEqualsADenseSolveOfThePedigree)
 {
+    struct BlupRun {
+        std::string name, text;
+    };
+    const std::string inbred = "ls = 3; ng = 4; sr = 1; dr = 1; sd = ebv /h; ebv_est = blup;";
     const std::vector<BlupRun> runs = {
-        {"selection on EBV", PopulationParam(PopBlock("p", 4, 12, kSelected), 1, kVariances)},
-        {"males without records",
-         PopulationParam(PopBlock("p", 4, 12, kSelected), 1, std::string(kVariances) + " no_male_rec;")},
-        {"X-linked QTL", WithXChromosome(PopulationParam(PopBlock("p", 4, 12, kSelected), 1, kVariances))},
-        {"inbred matings", PopulationParam(PopBlock("p", 1, 3, "ls = 3; ng = 4; sr = 1; dr = 1; sd = ebv /h;"
-                                                             " ebv_est = blup;"),
-                                           1, kVariances)},
+        {"selection on EBV", PopulationParam(PopBlock("p", 4, 12, kSelected))},
+        {"males without records", PopulationParam(PopBlock("p", 4, 12, kSelected), 1, std::string(kVariances) + " no_male_rec;")},
+        {"X-linked QTL", WithXChromosome(PopulationParam(PopBlock("p", 4, 12, kSelected)))},
+        {"inbred matings", PopulationParam(PopBlock("p", 1, 3, inbred))},
     };
     for (const BlupRun& run : runs) {
         SCOPED_TRACE(run.name);
         int checked = 0;
         RunPopulations(run.text, 11, 1, [&](const CPopulation& p, int) {
-            std::map<int, SAnimal> animals;
+            std::map<int, SDenseAnimal> animals;
             Collect(p, animals);
             std::map<int, double> want = DenseBlupById(animals, kVarRes / p.varA);
             for (const SRec& r : p.indiv) EXPECT_NEAR(r.ebv, want[r.id], 1e-6) << "id " << r.id;
@@ -91,7 +81,7 @@ TEST(BlupInPopulations, AJointPedigreeSpansThePopulationsItFoundsFrom)
                          "  female [n = 8, pop = \"a\", gen = 2];\n end_founder;\n" +
                          body + "\nend_pop;\n";
     std::string text = PopulationParam(PopBlock("a", 4, 12, body) + second, 1, std::string(kVariances) + " joint_pop;");
-    std::map<int, SAnimal> animals;
+    std::map<int, SDenseAnimal> animals;
     int populations = 0;
     RunPopulations(text, 3, 1, [&](const CPopulation& p, int) {
         populations++;
@@ -104,7 +94,7 @@ TEST(BlupInPopulations, AJointPedigreeSpansThePopulationsItFoundsFrom)
 
 TEST(GivenAccuracy, OneGivesTheTrueBreedingValue)
 {
-    std::string text = PopulationParam(PopBlock("p", 4, 12, "ls = 2; ng = 2; ebv_est = accur 1;"), 1, kVariances);
+    std::string text = PopulationParam(PopBlock("p", 4, 12, "ls = 2; ng = 2; ebv_est = accur 1;"));
     RunPopulations(text, 5, 1, [](const CPopulation& p, int) {
         for (const SRec& r : p.indiv) EXPECT_NEAR(r.ebv, r.Tbv(), 1e-12);
         for (int g = 0; g <= p.prm.ng; ++g) EXPECT_NEAR(p.genStat[g].corrEBV, 1.0, 1e-9);
@@ -137,8 +127,7 @@ TEST(GivenAccuracy, EBVsReachTheirCorrelations)
 
 TEST(Approximation, UsesOwnRecordsForFoundersAndParentAveragesWithoutProgenyTests)
 {
-    std::string text = PopulationParam(
-        PopBlock("p", 4, 12, "ls = 2; ng = 3; sr = 1; dr = 1; sd = ebv /h; ebv_est = approx;"), 1, kVariances);
+    std::string text = PopulationParam(PopBlock("p", 4, 12, "ls = 2; ng = 3; sr = 1; dr = 1; sd = ebv /h; ebv_est = approx;"));
     const double k = (4 - 0.4) / 0.4;
     RunPopulations(text, 13, 1, [&](const CPopulation& p, int) {
         const SGenInfo& last = p.genInfo[p.prm.ng];
@@ -152,7 +141,7 @@ TEST(Approximation, UsesOwnRecordsForFoundersAndParentAveragesWithoutProgenyTest
             EXPECT_DOUBLE_EQ(s.ebv, s.ebvAcc / (s.nMPrg + s.nFPrg + k));
         }
     });
-    std::string founders = PopulationParam(PopBlock("p", 4, 12, "ls = 2; ng = 0; ebv_est = approx;"), 1, kVariances);
+    std::string founders = PopulationParam(PopBlock("p", 4, 12, "ls = 2; ng = 0; ebv_est = approx;"));
     RunPopulations(founders, 13, 1, [&](const CPopulation& p, int) {
         for (const SRec& r : p.indiv) EXPECT_DOUBLE_EQ(r.ebv, 0.4 * r.phen);
     });

@@ -6,14 +6,14 @@
 #include <deque>
 #include <map>
 #include <random>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "evaluation/unknown_parent.h"
 #include "breeding/population.h"
+#include "evaluation/evaluation_test_util.h"
 #include "evaluation/inbred.h"
 #include "support/hand_population.h"
+#include "support/test_util.h"
 
 namespace {
 
@@ -45,20 +45,16 @@ public:
 
     explicit PedigreeRun(const std::vector<PopPlan>& planned) : plans(planned)
     {
+        pops.reserve(plans.size());
         for (const PopPlan& plan : plans) {
             SPopParams& st = statements.emplace_back(HandStatements(static_cast<int>(plan.gens.size())));
+            CPopulation& pop = pops.emplace_back(st, 0.0);
+            pop.nIndiv = plan.nFounders;
             for (size_t g = 0; g < plan.gens.size(); ++g) {
                 st.plan[g + 1].nSires = static_cast<int>(plan.gens[g].sires.size());
                 st.plan[g + 1].nDams = static_cast<int>(plan.gens[g].dams.size());
+                pop.nIndiv += static_cast<int>(plan.gens[g].births.size());
             }
-        }
-        pops.reserve(plans.size());
-        for (const SPopParams& st : statements) pops.emplace_back(st, 0.0);
-        for (size_t p = 0; p < pops.size(); ++p) {
-            CPopulation& pop = pops[p];
-            const PopPlan& plan = plans[p];
-            pop.nIndiv = plan.nFounders;
-            for (const GenPlan& g : plan.gens) pop.nIndiv += static_cast<int>(g.births.size());
             pop.indiv.assign(static_cast<size_t>(pop.nIndiv), SRec());
             pop.nFounderPlaced = plan.nFounders;
             for (int i = 0; i < plan.nFounders; ++i) {
@@ -104,16 +100,7 @@ public:
     // The debugging dump, one line per entry.
     std::vector<std::string> StateLines() const
     {
-        char* text = nullptr;
-        size_t size = 0;
-        FILE* fp = open_memstream(&text, &size);
-        inbred.PrintState(fp);
-        fclose(fp);
-        std::istringstream in(std::string(text, size));
-        free(text);
-        std::vector<std::string> lines;
-        for (std::string line; std::getline(in, line);) lines.push_back(line);
-        return lines;
+        return Lines(CaptureFile([this](FILE* fp) { inbred.PrintState(fp); }));
     }
 
     // dFactor of each parent row, by the parent's identifier.
@@ -138,33 +125,23 @@ private:
 };
 
 // Additive relationships by the tabular method over identifiers (parents have smaller
-// identifiers than their progeny); row and column 0 stand for an unknown parent.
-class TabularA {
-public:
-    explicit TabularA(const std::vector<const SRec*>& byId) : n(byId.size()), a(n * n, 0.0)
-    {
-        for (size_t i = 1; i < n; ++i) {
-            if (!byId[i]) continue;
-            size_t s = byId[i]->sire->id, d = byId[i]->dam->id;
-            for (size_t j = 1; j < i; ++j) a[i * n + j] = a[j * n + i] = 0.5 * (At(j, s) + At(j, d));
-            a[i * n + i] = 1.0 + 0.5 * At(s, d);
-        }
-    }
-    double At(size_t i, size_t j) const { return a[i * n + j]; }
-    double F(size_t i) const { return At(i, i) - 1.0; }
-
-private:
-    size_t n;
-    std::vector<double> a;
-};
+// identifiers than their progeny); identifier 0, an unknown parent, is related to no one.
+DenseMatrix RelationshipsById(const std::vector<const SRec*>& byId)
+{
+    std::vector<SDenseAnimal> ped(byId.size());
+    auto index = [](const SRec* parent) { return parent->id > 0 ? parent->id : -1; };
+    for (size_t id = 1; id < byId.size(); ++id)
+        if (byId[id]) ped[id] = {index(byId[id]->sire), index(byId[id]->dam)};
+    return TabularA(ped);
+}
 
 void ExpectFMatchesTabular(const PedigreeRun& run)
 {
     std::vector<const SRec*> byId = run.ById();
-    TabularA a(byId);
+    DenseMatrix a = RelationshipsById(byId);
     for (size_t id = 1; id < byId.size(); ++id)
         if (byId[id]) {
-            EXPECT_NEAR(byId[id]->inbF, a.F(id), 1e-12) << "id " << id;
+            EXPECT_NEAR(byId[id]->inbF, a[id][id] - 1.0, 1e-12) << "id " << id;
         }
 }
 
@@ -253,7 +230,7 @@ TEST(Inbreeding, RandomPedigreeOfOverlappingGenerationsMatchesTheTabularMethod)
     ExpectFMatchesTabular(run);
 
     std::vector<const SRec*> byId = run.ById();
-    TabularA a(byId);
+    DenseMatrix a = RelationshipsById(byId);
     double maxF = 0;
     for (const SRec* r : byId)
         if (r) maxF = std::max(maxF, r->inbF);
@@ -275,7 +252,7 @@ TEST(Inbreeding, RandomPedigreeOfOverlappingGenerationsMatchesTheTabularMethod)
         run.inbred.CreateA(&pop, ng, matings.data(), c.data(), stride);
         for (int i = 0; i < nSires; ++i)
             for (int j = 0; j < stride; ++j) {
-                double expected = j < nDams ? 0.5 * a.At(pop.sires[i]->id, pop.dams[j]->id) : -7.0;  // -7: untouched
+                double expected = j < nDams ? 0.5 * a[pop.sires[i]->id][pop.dams[j]->id] : -7.0;  // -7: untouched
                 EXPECT_NEAR(c[i * stride + j], expected, 1e-12);
             }
     }

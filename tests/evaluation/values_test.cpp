@@ -138,11 +138,12 @@ TEST(GenerationStatistics, MeansAndDeviationsFollowTheRecords)
     EXPECT_DOUBLE_EQ(s.sumF2, 0.3125);
 }
 
-TEST(GenerationStatistics, ASingleIndividualHasNoSpread)
+TEST(GenerationStatistics, ASingleIndividualHasNoSpreadAndLeavesNoAdditiveVariance)
 {
     Family f(1, 1.0, 1.0);
     f.Recs()[0].polyVal = 2;
     f.Recs()[0].ebv = 1.5;
+    f.sim.pops[0].varA = 1.0;
     f.sim.ComputeMeanVar(1, 0, 0);
     f.sim.ComputeMeanVarEBV(1, 0, 0);
     const SGenStat& s = f.sim.pops[0].genStat[1];
@@ -151,14 +152,6 @@ TEST(GenerationStatistics, ASingleIndividualHasNoSpread)
     EXPECT_EQ(s.sdPhen, 0);
     EXPECT_DOUBLE_EQ(s.meanEBV, 1.5);
     EXPECT_EQ(s.sdEBV, 0);
-}
-
-TEST(TrueAdditiveVariance, IsTheSquaredSdOfTbvAndIsReported)
-{
-    Family f(3, 1.0, 1.0);
-    for (SRec& r : f.Recs()) r.polyVal = 0.7;  // every TBV equal: VA becomes 0
-    f.sim.pops[0].varA = 1.0;
-    f.sim.ComputeMeanVar(1, 0, 2);
-    f.sim.Update_VarAdd(1);
+    f.sim.Update_VarAdd(1);  // the true additive variance is the squared SD of the TBV
     EXPECT_NEAR(f.sim.pops[0].varA, 0, 1e-20);
 }

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <sstream>
 
 #include "output/output_test_util.h"
 
@@ -52,11 +51,8 @@ struct SHandMadePopulation {
         sim->OpenOutputStreams(1, false);
         sim->SaveGenResults(0, 0, static_cast<int>(pat.size()) - 1);
         sim->CloseOutputStreams(false);
-        std::istringstream in(ReadFile(dir / ("p1_" + kind + "_001.txt")));
-        std::vector<std::string> lines;
-        for (std::string line; std::getline(in, line);) lines.push_back(line);
-        lines.erase(lines.begin());
-        return lines;
+        std::vector<std::string> lines = Lines(ReadFile(dir / ("p1_" + kind + "_001.txt")));
+        return {lines.begin() + 1, lines.end()};
     }
 };
 

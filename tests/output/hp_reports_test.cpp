@@ -155,18 +155,13 @@ TEST(HPStat, SizeTableInterpolatesBetweenBreakpointsAndStarsThem)
     TempDir dir;
     auto sim = EngineIn(dir, {{"hg_size = 20 [0];", "hg_size = 100 [0] 200 [10];"}, OutputBlock("hp_stat;")});
     WriteHistoricalReports(*sim, HPStat);
-    const std::string table = kSizeHeader +
-                              "*0          100           50           50\n"
-                              " 1          110           55           55\n"
-                              " 2          120           60           60\n"
-                              " 3          130           65           65\n"
-                              " 4          140           70           70\n"
-                              " 5          150           75           75\n"
-                              " 6          160           80           80\n"
-                              " 7          170           85           85\n"
-                              " 8          180           90           90\n"
-                              " 9          190           95           95\n"
-                              "*10         200          100          100\n";
+    std::string table = kSizeHeader + "*0          100           50           50\n";
+    char row[64];
+    for (int g = 1; g < 10; ++g) {
+        snprintf(row, sizeof row, " %d          %d           %d           %d\n", g, 100 + 10 * g, 50 + 5 * g, 50 + 5 * g);
+        table += row;
+    }
+    table += "*10         200          100          100\n";
     const std::string text = ReadFile(dir / "hp_stat_001.txt");
     EXPECT_EQ(text.substr(text.size() - table.size()), table);
 }

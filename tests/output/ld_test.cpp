@@ -18,13 +18,14 @@ struct SFounders {
     std::unique_ptr<SimClass> sim;
     int last = 0;
 
-    SFounders(const std::string& genome, const std::string& ld)
+    SFounders(const std::string& chromosomes, const std::string& ld)
     {
         sim = EngineOf("nrep = 1;\nh2 = 0.3;\nqtlh2 = 0.1;\nphvar = 1.0;\n"
                          "begin_hp;\n hg_size = 200 [0] 200 [20];\nend_hp;\n"
                          "begin_pop = \"p\";\n begin_founder;\n  male [n = 20, pop = \"hp\"];\n"
                          "  female [n = 80, pop = \"hp\"];\n end_founder;\n ls = 2;\n ng = 1;\n"
-                         " begin_popoutput;\n  " + ld + "\n end_popoutput;\nend_pop;\n" + genome,
+                         " begin_popoutput;\n  " + ld + "\n end_popoutput;\nend_pop;\nbegin_genome;\n" + chromosomes +
+                         "end_genome;\n",
                        [&](SParams& prm) { prm.output.outputFolder = dir.path() + "/"; });
         sim->nthread = 1;
         MyRnd.InitSeed(4711);
@@ -64,8 +65,6 @@ std::string Chromosomes(int n, int markers, const std::string& alleles)
            ";\n  mpos = rnd;\n  nma = " + alleles + ";\n  maf = eql;\n  nqloci = 2;\n  qpos = rnd;\n  nqa = all 2;\n"
            "  qaf = eql;\n  qae = rndg 0.4;\n end_chr;\n";
 }
-
-std::string Genome(const std::string& chromosomes) { return "begin_genome;\n" + chromosomes + "end_genome;\n"; }
 
 // An accepted marker as the plain computation sees it: frequencies by allele (a - 1), the pooled
 // class last; pooled alleles have frequency 0.
@@ -160,18 +159,18 @@ TEST(LDStat, EqualsAPlainRecomputationFromTheHaplotypes)
 {
     struct Case {
         const char* what;
-        std::string genome, ld;
+        std::string chromosomes, ld;
         int leastClasses;  // the largest class count among the accepted markers is at least this
     } cases[] = {
-        {"two alleles, two chromosomes", Genome(Chromosomes(2, 60, "all 2")), "ld /nmrk 500;", 2},
-        {"four alleles with rare ones pooled", Genome(Chromosomes(1, 80, "all 4")),
+        {"two alleles, two chromosomes", Chromosomes(2, 60, "all 2"), "ld /nmrk 500;", 2},
+        {"four alleles with rare ones pooled", Chromosomes(1, 80, "all 4"),
          "ld /nmrk 500 /maft 0.2 /max_distance 30;", 3},
-        {"sixteen alleles, counted per haplotype byte", Genome(Chromosomes(1, 30, "all 2") + Chromosomes(1, 40, "all 16")),
+        {"sixteen alleles, counted per haplotype byte", Chromosomes(1, 30, "all 2") + Chromosomes(1, 40, "all 16"),
          "ld /nmrk 500 /maft 0.001 /max_distance 100;", 13},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
-        SFounders f(c.genome, c.ld);
+        SFounders f(c.chromosomes, c.ld);
         f.ComputeLD(1);
         std::vector<SRefMarker> ref = RefAccepted(*f.sim, f.last);
         const std::vector<SLDMarker>& got = f.sim->ldWork.markers;
@@ -199,7 +198,7 @@ TEST(LDStat, EqualsAPlainRecomputationFromTheHaplotypes)
 
 TEST(LDStat, OneAndTwoWorkersWriteTheSameFile)
 {
-    SFounders f(Genome(Chromosomes(2, 60, "all 3")), "ld /nmrk 500 /max_distance 20;");
+    SFounders f(Chromosomes(2, 60, "all 3"), "ld /nmrk 500 /max_distance 20;");
     f.ComputeLD(1);
     const std::string one = f.LDFile();
     f.ComputeLD(2);
@@ -225,7 +224,7 @@ TEST(LDStat, AcceptsACandidateByItsPooledRareAlleles)
         {"pooled class above the limit", {155, 9, 9, 9, 9, 9}, 0},
         {"one allele left", {200}, 0},
     };
-    SFounders f(Genome(Chromosomes(1, 40, "all 2")), "ld /nmrk 500;");
+    SFounders f(Chromosomes(1, 40, "all 2"), "ld /nmrk 500;");
     const int n = static_cast<int>(std::size(cases));
     for (int t = 0; t < n; ++t) {
         const int g = f.sim->mrkIndex[static_cast<size_t>(t)];
@@ -249,7 +248,7 @@ TEST(LDStat, AcceptsACandidateByItsPooledRareAlleles)
 
 TEST(LDStat, AMarkerWithTwentyOneAllelesSkipsTheGenerationWithOneWarning)
 {
-    SFounders f(Genome(Chromosomes(1, 40, "all 2")), "ld /gen 0 1;");
+    SFounders f(Chromosomes(1, 40, "all 2"), "ld /gen 0 1;");
     f.sim->LocusAt(f.sim->mrkIndex[3])->nAllele = 21;
     const unsigned warnings = NoWarn;
     f.ComputeLD(1);

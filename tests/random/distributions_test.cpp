@@ -14,29 +14,44 @@ constexpr long kDraws = 1000000;
 
 // --- Which method draws the deviate ---
 
-TEST(Normal, AZeroFirstUniformGivesExactlyZero)
-{
-    CMyRnd gen;
-    ArrangeNextOutputs(gen, {0U, 0x40000000U});  // radius 0, angle a quarter turn
-    EXPECT_EQ(gen.NRand(), 0.0);
-}
-
 TEST(Normal, TheFirstUniformGivesTheRadiusAndTheSecondTheAngle)
 {
-    CMyRnd gen;
-    ArrangeNextOutputs(gen, {0x80000000U, 0x40000000U});  // 0.5, then 0.25
+    CMyRnd zero, half;
+    ArrangeNextOutputs(zero, {0U, 0x40000000U});  // radius 0, angle a quarter turn
+    EXPECT_EQ(zero.NRand(), 0.0);
+    ArrangeNextOutputs(half, {0x80000000U, 0x40000000U});  // 0.5, then 0.25
     // The angle factor is 6.283184, so a quarter of it falls just short of pi/2.
-    EXPECT_DOUBLE_EQ(gen.NRand(), std::sqrt(2.0 * std::log(2.0)) * std::sin(1.570796));
+    EXPECT_DOUBLE_EQ(half.NRand(), std::sqrt(2.0 * std::log(2.0)) * std::sin(1.570796));
 }
 
-TEST(Poisson, MeanZeroGivesZeroFromOneUniform)
+// The 32-bit outputs one deviate takes, as a function of the value drawn.
+TEST(Methods, EachDrawsItsNumberOfUniforms)
 {
+    struct Case {
+        const char* method;
+        int (*draw)(CMyRnd&);
+        int (*outputs)(int value);
+        int most;  // the largest value allowed
+        int repeats;
+    } cases[] = {
+        {"Poisson mean 0: one uniform", [](CMyRnd& g) { return g.PoissRnd(0.0); }, [](int) { return 1; }, 0, 100},
+        {"binomial of 24 trials: one uniform per trial, p 0.3", [](CMyRnd& g) { return g.BinomialRnd(0.3, 24); },
+         [](int) { return 24; }, 24, 1},
+        {"binomial of 24 trials, p 0.9", [](CMyRnd& g) { return g.BinomialRnd(0.9, 24); }, [](int) { return 24; }, 24, 1},
+        {"binomial with n p = 0.5: multiplication, one uniform per success and one to stop",
+         [](CMyRnd& g) { return g.BinomialRnd(0.01, 50); }, [](int k) { return k + 1; }, 50, 1000},
+    };
     CMyRnd gen;
     gen.InitSeed(11UL);
-    for (int i = 0; i < 100; ++i) {
-        CMyRnd before = gen;
-        ASSERT_EQ(gen.PoissRnd(0.0), 0);
-        ASSERT_EQ(OutputsBetween(before, gen), 1);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.method);
+        for (int i = 0; i < c.repeats; ++i) {
+            CMyRnd before = gen;
+            int k = c.draw(gen);
+            ASSERT_GE(k, 0);
+            ASSERT_LE(k, c.most);
+            ASSERT_EQ(OutputsBetween(before, gen), c.outputs(k));
+        }
     }
 }
 
@@ -63,38 +78,13 @@ TEST(Poisson, MeansBelowTwelveMultiplyUniformsAndFromTwelveOnReject)
 
 TEST(Poisson, ANegativeMeanStopsTheRun)
 {
-    ChildResult r = RunInChild([] {
-        CMyRnd gen;
-        gen.InitSeed(1UL);
-        gen.PoissRnd(-0.5);
-    });
-    EXPECT_EQ(r.exitCode, 1);
-    EXPECT_EQ(r.err, "Error - in PoissRnd - The mean of Poisson should be equal to or larger than zero.\n"
-                     "Aborted.\n");
-}
-
-TEST(Binomial, UpTo24TrialsDrawOneUniformPerTrial)
-{
-    CMyRnd gen;
-    gen.InitSeed(13UL);
-    for (double p : {0.3, 0.9}) {
-        CMyRnd before = gen;
-        int k = gen.BinomialRnd(p, 24);
-        EXPECT_EQ(OutputsBetween(before, gen), 24);
-        EXPECT_GE(k, 0);
-        EXPECT_LE(k, 24);
-    }
-}
-
-TEST(Binomial, FewExpectedSuccessesMultiplyUniforms)
-{
-    CMyRnd gen;
-    gen.InitSeed(14UL);
-    for (int i = 0; i < 1000; ++i) {
-        CMyRnd before = gen;
-        int k = gen.BinomialRnd(0.01, 50);  // n p = 0.5
-        ASSERT_EQ(OutputsBetween(before, gen), k + 1);
-    }
+    ExpectStops(
+        [] {
+            CMyRnd gen;
+            gen.InitSeed(1UL);
+            gen.PoissRnd(-0.5);
+        },
+        "Error - in PoissRnd - The mean of Poisson should be equal to or larger than zero.\nAborted.\n");
 }
 
 TEST(Binomial, ProbabilityAboveOneHalfCountsTheFailuresOfTheMirroredDraw)
@@ -208,23 +198,13 @@ TEST(Binomial, MeanAndVarianceMatchForEveryMethod)
         double p;
         int n;
     };
-    // Direct (n <= 24), rejection (n p >= 1), mirrored (p > 0.5).
-    for (Case c : {Case{0.3, 20}, Case{0.2, 100}, Case{0.7, 100}, Case{0.95, 500}}) {
+    // Direct (n <= 24), rejection (n p >= 1), mirrored (p > 0.5), and with n p < 1 multiplication,
+    // which draws a Poisson count of mean n p (capped at n): its variance is n p, not n p (1 - p).
+    for (Case c : {Case{0.3, 20}, Case{0.2, 100}, Case{0.7, 100}, Case{0.95, 500}, Case{0.01, 50}}) {
         SCOPED_TRACE("p " + std::to_string(c.p) + " n " + std::to_string(c.n));
-        double pq = c.p * (1.0 - c.p);
-        double var = c.n * pq;
+        const double mean = c.n * c.p, pq = c.p * (c.n * c.p < 1 ? 1.0 : 1.0 - c.p), var = c.n * pq;
+        const double mu4 = c.n * c.p < 1 ? mean + 3.0 * mean * mean : var * (1.0 + 3.0 * (c.n - 2) * pq);
         Moments m = SampleMoments(kDraws, [&] { return double(gen.BinomialRnd(c.p, c.n)); });
-        ExpectMoments(m, kDraws, c.n * c.p, var, var * (1.0 + 3.0 * (c.n - 2) * pq));
+        ExpectMoments(m, kDraws, mean, var, mu4);
     }
-}
-
-TEST(Binomial, FewExpectedSuccessesFollowThePoissonApproximation)
-{
-    // With n p < 1 the multiplication method draws a Poisson count of mean n p (capped at n),
-    // so its variance is n p rather than n p (1 - p).
-    CMyRnd gen;
-    gen.InitSeed(25UL);
-    double mean = 50 * 0.01;
-    Moments m = SampleMoments(kDraws, [&] { return double(gen.BinomialRnd(0.01, 50)); });
-    ExpectMoments(m, kDraws, mean, mean, mean + 3.0 * mean * mean);
 }

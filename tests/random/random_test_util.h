@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include "random/rnd.h"
+#include "support/test_util.h"
 
 // Inverse of the MT19937 tempering: the state word that tempers into `out`.
 inline unsigned long Untemper(uint32_t out)
@@ -96,32 +97,29 @@ struct ChildResult {
     std::string err;  // standard error
 };
 
-inline std::string ReadAll(FILE* fp)
-{
-    std::string text;
-    rewind(fp);
-    char buf[4096];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof buf, fp)) > 0) text.append(buf, n);
-    fclose(fp);
-    return text;
-}
-
 // Runs body in a child process with its output captured; the child exits 0 if body returns.
 inline ChildResult RunInChild(const std::function<void()>& body)
 {
-    FILE* out = tmpfile();
-    FILE* err = tmpfile();
+    TempDir io;
     fflush(nullptr);
     pid_t pid = fork();
     if (pid == 0) {
-        dup2(fileno(out), STDOUT_FILENO);
-        dup2(fileno(err), STDERR_FILENO);
+        if (!freopen((io / "out").c_str(), "w", stdout) || !freopen((io / "err").c_str(), "w", stderr)) _exit(2);
         body();
         fflush(nullptr);
         _exit(0);
     }
     int status = 0;
     waitpid(pid, &status, 0);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadAll(out), ReadAll(err)};
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(io / "out"), ReadFile(io / "err")};
+}
+
+// body, run in a child process, stops the run with exit code 1, nothing on standard output and
+// exactly `err` on standard error.
+inline void ExpectStops(const std::function<void()>& body, const std::string& err)
+{
+    ChildResult r = RunInChild(body);
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_EQ(r.out, "");
+    EXPECT_EQ(r.err, err);
 }

@@ -127,55 +127,42 @@ TEST_F(SeedFiles, DamagedOrMissingSeedFilesStopTheRun)
                    Case{"nowhere/seed",
                         "Error - Could not open the seedfile [nowhere/seed]; No such file or directory.\n"}}) {
         SCOPED_TRACE(c.file);
-        ChildResult r = RunInChild([&] {
-            CMyRnd gen;
-            gen.ReadSeedAndInit(c.file);
-        });
-        EXPECT_EQ(r.exitCode, 1);
-        EXPECT_EQ(r.out, "");
-        EXPECT_EQ(r.err, std::string(c.err) + "Aborted.\n");
+        ExpectStops([&] { CMyRnd().ReadSeedAndInit(c.file); }, std::string(c.err) + "Aborted.\n");
     }
 }
 
 TEST_F(SeedFiles, ClockSeedingWritesThePreviousRunFileAndReleasesTheLock)
 {
-    WriteFile("seed.prv", "State vector for MT19937:\n1 2 3\n");  // too short: ignored
-    time_t before = time(nullptr);
-    CMyRnd gen;
-    EXPECT_EQ(Seed(gen), kClockMessage);
-    time_t after = time(nullptr);
-    EXPECT_FALSE(FileExists("seed.lck"));
-    EXPECT_TRUE(PrevRunFileHoldsClock(before) || PrevRunFileHoldsClock(after));
-    EXPECT_TRUE(SamePosition(gen, FromFile("seed.prv")));
-}
-
-TEST_F(SeedFiles, AnOlderPreviousRunFileIsOverwritten)
-{
-    WriteFile("seed.prv", SeedFileText(34UL));
-    CMyRnd gen;
-    EXPECT_EQ(Seed(gen), kClockMessage);
-    EXPECT_NE(ReadFile("seed.prv"), SeedFileText(34UL));
-    EXPECT_TRUE(SamePosition(gen, FromFile("seed.prv")));
+    // A previous-run file too short to use is ignored, an older one overwritten.
+    for (const std::string& previous : {std::string("State vector for MT19937:\n1 2 3\n"), SeedFileText(34UL)}) {
+        WriteFile("seed.prv", previous);
+        time_t before = time(nullptr);
+        CMyRnd gen;
+        EXPECT_EQ(Seed(gen), kClockMessage);
+        time_t after = time(nullptr);
+        EXPECT_FALSE(FileExists("seed.lck"));
+        EXPECT_TRUE(PrevRunFileHoldsClock(before) || PrevRunFileHoldsClock(after));
+        EXPECT_TRUE(SamePosition(gen, FromFile("seed.prv")));
+    }
 }
 
 TEST_F(SeedFiles, AStaleLockStopsClockSeedingWithTwoMessages)
 {
     WriteFile("seed.lck", "seed.prv file is locked.\n");
-    ChildResult r = RunInChild([] {
-        CMyRnd gen;
-        gen.InitSeed();
-    });
-    EXPECT_EQ(r.exitCode, 1);
-    EXPECT_EQ(r.err,
-              "Error - Seed file [seed.prv] is apparently being used by another process in this directory.\n"
-              "If this is not true, remove [seed.lck] and retry.\n");
-    EXPECT_EQ(r.out, "");
+    ExpectStops(
+        [] {
+            CMyRnd gen;
+            gen.InitSeed();
+        },
+        "Error - Seed file [seed.prv] is apparently being used by another process in this directory.\n"
+        "If this is not true, remove [seed.lck] and retry.\n");
     EXPECT_FALSE(FileExists("seed.prv"));
 }
 
-TEST_F(SeedFiles, TheLockNamesTheSeedFileAndALockThatVanishedIsACountedWarning)
+TEST_F(SeedFiles, TheLockNamesTheSeedFileAndAVanishedLockOrAnUnwritableFileIsACountedWarning)
 {
     CMyRnd gen;
+    gen.InitSeed(35UL);
     gen.LockSeed();
     EXPECT_EQ(ReadFile("seed.lck"), "seed.prv file is locked.\n");
     ASSERT_EQ(remove("seed.lck"), 0);
@@ -183,9 +170,11 @@ TEST_F(SeedFiles, TheLockNamesTheSeedFileAndALockThatVanishedIsACountedWarning)
     testing::internal::CaptureStderr();
     gen.UnlockSeed();
     gen.UnlockSeed();  // no lock held any more: nothing happens
+    EXPECT_FALSE(gen.SaveSeed("missing/seed", false));
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "Warning - Could not remove [seed.lck]; No such file or directory.\n\n");
-    EXPECT_EQ(NoWarn, warnings + 1);
+              "Warning - Could not remove [seed.lck]; No such file or directory.\n\n"
+              "Warning - Couldn't open [missing/seed] for writing; No such file or directory.\n");
+    EXPECT_EQ(NoWarn, warnings + 2);
 }
 
 TEST_F(SeedFiles, ASecondClockSeedingWithinTheSameSecondStops)
@@ -207,18 +196,6 @@ TEST_F(SeedFiles, ASecondClockSeedingWithinTheSameSecondStops)
         EXPECT_FALSE(FileExists("seed.lck"));
         return;
     }
-}
-
-TEST_F(SeedFiles, AnUnwritableSeedFileIsACountedWarning)
-{
-    CMyRnd gen;
-    gen.InitSeed(35UL);
-    unsigned warnings = NoWarn;
-    testing::internal::CaptureStderr();
-    EXPECT_FALSE(gen.SaveSeed("missing/seed", false));
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "Warning - Couldn't open [missing/seed] for writing; No such file or directory.\n");
-    EXPECT_EQ(NoWarn, warnings + 1);
 }
 
 TEST_F(SeedFiles, OfRunsTakingTheLockAtOnceExactlyOneGetsIt)

@@ -6,26 +6,18 @@
 #include "support/messages.h"
 #include "support/test_util.h"
 
-TEST(Messages, InfoGoesToStdoutAndTheReportOnceItIsOpen)
+TEST(Messages, InfoGoesToStdoutAndToTheReportOnceOpenAndWarnToStderr)
 {
     testing::internal::CaptureStdout();
     Info("Info - before %d\n", 1);
-    FILE* report = tmpfile();
-    rptfp = report;
-    Info("Info - after %d\n", 2);
-    InfoRpt("report only\n");
-    rptfp = nullptr;
+    std::string report = CaptureFile([](FILE* fp) {
+        rptfp = fp;
+        Info("Info - after %d\n", 2);
+        InfoRpt("report only\n");
+        rptfp = nullptr;
+    });
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Info - before 1\nInfo - after 2\n");
-    rewind(report);
-    char text[200] = "";
-    size_t n = fread(text, 1, sizeof text - 1, report);
-    text[n] = '\0';
-    EXPECT_STREQ(text, "Info - after 2\nreport only\n");
-    fclose(report);
-}
-
-TEST(Messages, WarnGoesToStderr)
-{
+    EXPECT_EQ(report, "Info - after 2\nreport only\n");
     testing::internal::CaptureStderr();
     Warn("Warning - %s\n", "careful");
     Warn_Plain("%s", "piece");
@@ -94,20 +86,16 @@ TEST(Messages, AbortWritesTheMessageIntoAnOpenReport)
     EXPECT_EQ(ReadFile(path), "before\nError - in report\nAborted.\n");
 }
 
-TEST(Messages, TooManyCollectedWarningsEndTheRun)
+TEST(Messages, TooManyCollectedWarningsEndTheRunAndOneLargerThanTheRoomIsCutNotOverrun)
 {
-    EXPECT_EXIT(
-        {
-            CPrintWarn pw;
-            std::string line(999, 'w');
-            for (int i = 0; i < 200; ++i) pw.Warn("%s\n", line.c_str());
-        },
-        testing::ExitedWithCode(1), "Error - Too many warning messages!Aborted.\n");
-}
-
-TEST(Messages, OneMessageLargerThanTheRoomIsCutNotOverrun)
-{
-    CPrintWarn pw;
-    std::string huge(CPrintWarn::kCapacity * 2, 'x');
-    EXPECT_EXIT(pw.Warn("%s", huge.c_str()), testing::ExitedWithCode(1), "Too many warning messages");
+    const std::string line(999, 'w'), huge(CPrintWarn::kCapacity * 2, 'x');
+    for (int count : {200, 1}) {
+        EXPECT_EXIT(
+            {
+                CPrintWarn pw;
+                for (int i = 0; i < count; ++i) pw.Warn("%s\n", count == 1 ? huge.c_str() : line.c_str());
+            },
+            testing::ExitedWithCode(1), "Error - Too many warning messages!Aborted.\n")
+            << count;
+    }
 }

@@ -25,7 +25,7 @@ TEST(FormatNum, FifteenResultsStayValidAndTheSixteenthReusesTheFirstBuffer)
     EXPECT_STREQ(results[0], "1,015");
 }
 
-TEST(Rounding, MyRoundIsHalfUpForPositiveAndTruncatesNegative)
+TEST(Rounding, MyRoundHalfUpOrTruncatingAndRoundDoubleHalvesAwayFromZero)
 {
     EXPECT_EQ(MyRound(2.5), 3);
     EXPECT_EQ(MyRound(2.49), 2);
@@ -33,10 +33,6 @@ TEST(Rounding, MyRoundIsHalfUpForPositiveAndTruncatesNegative)
     EXPECT_EQ(MyRound(-2.7), -2);
     EXPECT_EQ(MyRound(-2.5), -2);
     EXPECT_EQ(MyRound(0.0), 0);
-}
-
-TEST(Rounding, RoundDoubleRoundsHalvesAwayFromZero)
-{
     EXPECT_DOUBLE_EQ(RoundDouble(1.2345, 2), 1.23);
     EXPECT_DOUBLE_EQ(RoundDouble(-1.235, 2), -1.24);
     EXPECT_DOUBLE_EQ(RoundDouble(12.345678, 5), 12.34568);
@@ -51,24 +47,13 @@ TEST(MyDVD, DividesExceptByAlmostZero)
     EXPECT_DOUBLE_EQ(MyDVD(3, 1e-12), 3e12);
 }
 
-TEST(SetNoThread, LeavesAFifthOfTheCoresFreeUpToTheMaximum)
+TEST(SetNoThread, LeavesAFifthOfTheCoresFreeUpToTheMaximumAndKeepsAValueAlreadySet)
 {
-    EXPECT_EQ(ThreadsForConcurrency(0, 100), 1);
-    EXPECT_EQ(ThreadsForConcurrency(1, 100), 1);
-    EXPECT_EQ(ThreadsForConcurrency(2, 100), 1);
-    EXPECT_EQ(ThreadsForConcurrency(4, 100), 3);
-    EXPECT_EQ(ThreadsForConcurrency(8, 100), 7);
-    EXPECT_EQ(ThreadsForConcurrency(10, 100), 8);
-    EXPECT_EQ(ThreadsForConcurrency(16, 100), 13);
-    EXPECT_EQ(ThreadsForConcurrency(1000, 100), 100);
-}
-
-TEST(SetNoThread, KeepsAValueAlreadySetEvenAboveTheMaximum)
-{
-    int n = 200;
-    SetNoThread(n, 100);
+    const int cores[] = {0, 1, 2, 4, 8, 10, 16, 1000}, threads[] = {1, 1, 1, 3, 7, 8, 13, 100};
+    for (int k = 0; k < 8; ++k) EXPECT_EQ(ThreadsForConcurrency(cores[k], 100), threads[k]) << cores[k];
+    int n = 200, unset = 0;
+    SetNoThread(n, 100);  // even above the maximum
     EXPECT_EQ(n, 200);
-    int unset = 0;
     SetNoThread(unset, 100);
     EXPECT_GE(unset, 1);
     EXPECT_LE(unset, 100);

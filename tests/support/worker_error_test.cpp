@@ -40,38 +40,30 @@ TEST(WorkerErrors, APoolWithoutErrorsGoesOn)
 
 TEST(WorkerErrors, EveryKindOfFailureEndsTheRunOnceWithItsMessage)
 {
+    // Four workers fail in the same way: the message and "Aborted." still appear once.
+    auto fourFail = [](std::function<void()> fail) {
+        return [fail] { RunPool({Failing(fail), Failing(fail), Failing(fail), Failing(fail)}); };
+    };
     struct Case {
         const char* name;
-        std::function<void()> fail;
+        std::function<void()> run;
         const char* stderrPattern;  // the whole standard error
     };
     const Case cases[] = {
-        {"raised", [] { RaiseFatal("Error - Too many crossovers! %d\n", 301); },
+        {"raised", fourFail([] { RaiseFatal("Error - Too many crossovers! %d\n", 301); }),
          "^Error - Too many crossovers! 301\nAborted\\.\n$"},
-        {"bad_alloc", [] { throw std::bad_alloc(); }, "^Error - Out of memory: [^\n]*\nAborted\\.\n$"},
-        {"other exception", [] { throw std::length_error("vector"); },
+        {"bad_alloc", fourFail([] { throw std::bad_alloc(); }), "^Error - Out of memory: [^\n]*\nAborted\\.\n$"},
+        {"other exception", fourFail([] { throw std::length_error("vector"); }),
          "^Error - Internal error on a worker thread: vector\nPlease report the error to [^\n]*\nAborted\\.\n$"},
+        {"two workers: only the first message is kept",
+         [] {
+             RunWorkerGuarded([] { RaiseFatal("Error - first\n"); });
+             RunWorkerGuarded([] { RaiseFatal("Error - second\n"); });
+             AbortIfWorkerFailed();
+         },
+         "^Error - first\nAborted\\.\n$"},
+        {"outside a worker raising aborts at once", Failing([] { RaiseFatal("Error - on the main thread\n"); }),
+         "^Error - on the main thread\nAborted\\.\n$"},
     };
-    for (const Case& c : cases) {
-        // Four workers fail in the same way: the message and "Aborted." still appear once.
-        EXPECT_EXIT(RunPool({Failing(c.fail), Failing(c.fail), Failing(c.fail), Failing(c.fail)}),
-                    testing::ExitedWithCode(1), c.stderrPattern)
-            << c.name;
-    }
-}
-
-TEST(WorkerErrors, OnlyTheFirstMessageIsKept)
-{
-    auto twoErrors = [] {
-        RunWorkerGuarded([] { RaiseFatal("Error - first\n"); });
-        RunWorkerGuarded([] { RaiseFatal("Error - second\n"); });
-        AbortIfWorkerFailed();
-    };
-    EXPECT_EXIT(twoErrors(), testing::ExitedWithCode(1), "^Error - first\nAborted\\.\n$");
-}
-
-TEST(WorkerErrors, OutsideAWorkerRaisingAbortsAtOnce)
-{
-    EXPECT_EXIT(Failing([] { RaiseFatal("Error - on the main thread\n"); })(), testing::ExitedWithCode(1),
-                "^Error - on the main thread\nAborted\\.\n$");
+    for (const Case& c : cases) EXPECT_EXIT(c.run(), testing::ExitedWithCode(1), c.stderrPattern) << c.name;
 }

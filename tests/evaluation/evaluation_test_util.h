@@ -1,10 +1,22 @@
-// Test-only dense reference for BLUP: the mixed-model equations y = a + e solved directly, with
-// A^-1 obtained by inverting the relationship matrix built by the tabular method.
+// Helpers of the evaluation tests: the record that stands for an unknown parent in hand-built
+// pedigrees, and a dense reference for BLUP: the mixed-model equations y = a + e solved directly,
+// with the relationship matrix built by the tabular method.
 #pragma once
 
 #include <cmath>
 #include <utility>
 #include <vector>
+
+#include "genome/records.h"
+
+// Identifier 0 and F = -1, as the engine's own unknown-parent record.
+inline SRec* UnknownParent()
+{
+    static SRec unknown;
+    unknown.id = 0;
+    unknown.inbF = -1.0;
+    return &unknown;
+}
 
 // One animal of the reference pedigree; parents precede their progeny (-1 = unknown).
 struct SDenseAnimal {
