@@ -511,7 +511,12 @@ def main(argv):
     return 0
 
 
+def _stop(signum, frame):
+    raise KeyboardInterrupt
+
+
 if __name__ == "__main__":
+    signal.signal(signal.SIGTERM, _stop)  # a kill restores the scratch copy as Ctrl-C does
     try:
         sys.exit(main(sys.argv[1:]))
     except KeyboardInterrupt:
