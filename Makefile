@@ -9,7 +9,7 @@ FUZZ_CXX   ?= clang++-14
 JOBS       ?= $(shell nproc)
 DEMO_DIR   ?= demo-run
 
-.PHONY: setup bench-setup build demo test test-asan test-tsan soak fuzz bench bench-rng bench-param bench-hp bench-inbred bench-anneal bench-pop bench-blup bench-ld bench-geno bench-export bench-gblup clean
+.PHONY: setup bench-setup build demo test test-asan test-tsan soak fuzz bench bench-rng bench-param bench-hp bench-inbred bench-anneal bench-pop bench-blup bench-ld bench-geno bench-export bench-gblup mutation clean
 
 setup:
 	@sh scripts/setup.sh build
@@ -68,6 +68,12 @@ fuzz:
 		$(FUZZ_BUILD)/corpus/
 	@cd $(FUZZ_BUILD) && ./param_fuzz -max_total_time=$(FUZZ_SECONDS) -timeout=10 -rss_limit_mb=2048 \
 		-close_fd_mask=3 -print_final_stats=1 corpus
+
+# Mutation testing: MUTANTS (default 40) small faults planted in src/ and tools/ in a scratch copy
+# (build-mutation/), each judged by the tests of its file; report in build-mutation/mutation-report.txt.
+mutation: setup
+	@sh scripts/setup.sh plots tests
+	@/usr/bin/python3 scripts/mutation.py $(if $(MUTANTS),--mutants $(MUTANTS)) --jobs $(JOBS)
 
 # Every benchmark; each prints its figures and their ratio to its reference.
 bench: bench-param bench-rng bench-hp bench-inbred bench-anneal bench-pop bench-blup bench-ld bench-geno bench-export bench-gblup
