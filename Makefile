@@ -40,7 +40,7 @@ test-asan: setup
 # The tests that run every multi-threaded phase with two or more threads (historical workers,
 # allele indexing, progeny genomes, LD statistics, the hand-over of worker errors), built with
 # ThreadSanitizer; a report in a test or in a Davok it runs fails the test (about 35 seconds once built).
-TSAN_TESTS = ^(HistoricalPopulation|IndexAlleles|LDStat|WorkerErrors|Reproducibility|PopulationForms|HistoryRun|GenotypeFiles|LDFile|LDFromGenotypes|Driver)\.|^PopulationRun\.TheSame
+TSAN_TESTS = ^(HistoricalPopulation|IndexAlleles|LDStat|WorkerErrors|PopulationForms|HistoryRun|GenotypeFiles|LDFile|LDFromGenotypes|Driver)\.|^PopulationRun\.TheSame
 test-tsan: setup
 	@sh scripts/setup.sh plots tests
 	@cmake -S . -B $(TSAN_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DDAVOK_TSAN=ON >/dev/null
