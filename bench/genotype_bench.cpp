@@ -36,13 +36,13 @@ struct STiming {
 STiming TimeGenotypeFile(SimClass& sim, const std::string& path)
 {
     CPopulation& p = *sim.curPop;
-    sim.genoMrkFp = Myfopen(path.c_str(), "w");
+    sim.files.genoMrkFp = Myfopen(path.c_str(), "w");
     const double processor = ProcessorSeconds();
     auto start = std::chrono::steady_clock::now();
     sim.SaveGenotype(0, p.genInfo[0].last, 0, false);
-    MyFclose(sim.genoMrkFp);
+    MyFclose(sim.files.genoMrkFp);
     STiming t{SecondsSince(start), ProcessorSeconds() - processor};
-    sim.genoMrkFp = nullptr;
+    sim.files.genoMrkFp = nullptr;
     return t;
 }
 

@@ -71,11 +71,11 @@ void SimClass::Run()
         if (!pops.empty()) CheckInvariants(*this, {rep, static_cast<int>(pops.size()) - 1, pops.back().prm.ng, true});
 
         if (prm.global.joint_pop) {
-            inbred.WriteCompletePed(pedigreeFp);
+            inbred.WriteCompletePed(files.pedigreeFp);
             inbred.FreeMem();
         }
-        MyFclose(pedigreeFp);  // never carry the pedigree file into the next replicate
-        pedigreeFp = nullptr;
+        MyFclose(files.pedigreeFp);  // never carry the pedigree file into the next replicate
+        files.pedigreeFp = nullptr;
         inbred.FreeMemRecLink();
         FreePopMem();
         RunSystemCommand(rep);
@@ -187,11 +187,11 @@ void SimClass::RunRep(int rep)
     CheckInvariants(*this, {rep, popIndex, 0, false});
     printf("\n");
 
-    if (p.prm.out.crossoverOut && crossoFp) {
-        PrintALineFormat1(40, '-', crossoFp, "Crossover output");
-        fprintf(crossoFp, "I = Individual\n");
-        fprintf(crossoFp, "S C{} = Sire Choromosome{Positions}\n");
-        fprintf(crossoFp, "D C{} = Dam  Choromosome{Positions}\n\n");
+    if (p.prm.out.crossoverOut && files.crossoFp) {
+        PrintALineFormat1(40, '-', files.crossoFp, "Crossover output");
+        fprintf(files.crossoFp, "I = Individual\n");
+        fprintf(files.crossoFp, "S C{} = Sire Choromosome{Positions}\n");
+        fprintf(files.crossoFp, "D C{} = Dam  Choromosome{Positions}\n\n");
     }
     if (p.prm.md == kMdMinf || p.prm.md == kMdMaxf) AllocSAMem();
 

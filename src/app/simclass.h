@@ -18,6 +18,7 @@
 #include "genome/mutation.h"
 #include "genome/records.h"
 #include "history/histpop.h"
+#include "output/file_set.h"
 #include "output/ld.h"
 #include "output/write_buffer.h"
 #include "param/params.h"
@@ -139,15 +140,11 @@ public:
     // ---- Output file set and historical reports (output/) ----
     void OpenOutputStreams(int rep, bool hp);
     void CloseOutputStreams(bool hp);
-    FILE* MyOpenMergeFile(int rep, bool heading, const char* fmt, ...) DAVOK_PRINTF(4, 5);
     void SaveRepResults();
     void SaveHPStat(double polyMean, double polyVar, double qtlMean, double qtlVar, double qtlScale);
     void SaveHPHomo(int gen);
     void SaveLinkageMap(bool qtl, bool combined);
     void SaveAlleleEffect();
-    // The two halves of OpenOutputStreams.
-    void OpenHistoricalStreams(int rep);
-    void OpenPopulationStreams(int rep);
 
     // ---- Recent populations: founders and the generation cycle (breeding/) ----
     void SimLitterSize(int rep);
@@ -277,26 +274,7 @@ public:
     int hpTargetMales = 0;           // males of the target (they come first)
 
     // ---- Output streams ----
-    FILE* hpStatFp = nullptr;
-    FILE* hpHomoMrkFp = nullptr;
-    FILE* hpHomoQtlFp = nullptr;
-    FILE* lmMrkFp = nullptr;
-    FILE* lmQtlFp = nullptr;
-    FILE* lmMrkQtlFp = nullptr;
-    FILE* effectQtlFp = nullptr;
-    FILE* pedigreeFp = nullptr;
-    FILE* genoMrkQtlFp = nullptr;
-    FILE* genoMrkFp = nullptr;
-    FILE* genoQtlFp = nullptr;
-    FILE* freqMrkFp = nullptr;
-    FILE* freqQtlFp = nullptr;
-    FILE* ldDecayFp = nullptr;
-    FILE* crossoFp = nullptr;
-    FILE* dataFp = nullptr;
-    FILE* statFp = nullptr;
-    // Every genotype file is written through it, one call at a time; made at the first genotype
-    // file, so that a run without one holds no chunk.
-    std::unique_ptr<CWriteBuffer> genoBuffer;
+    COutputFiles files;              // the result files of the replicate that stay open across calls
 
 private:
     // Genotype files (output/genotype_file.cpp).

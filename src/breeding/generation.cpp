@@ -210,7 +210,7 @@ void SimClass::MakeProgenyGenomes(int gen, int first, int last)
     MakeDerivedGenerators(generators, nParts);
     std::vector<std::vector<SCrossoP>> scratch(static_cast<size_t>(nParts), std::vector<SCrossoP>(static_cast<size_t>(prm.genome.nChr)));
     const SPopOutput& o = curPop->prm.out;
-    const bool crossText = o.crossoverOut && crossoFp && gen < static_cast<int>(o.crossoverGen.size()) &&
+    const bool crossText = o.crossoverOut && files.crossoFp && gen < static_cast<int>(o.crossoverGen.size()) &&
                            o.crossoverGen[static_cast<size_t>(gen)];
     // A worker's crossover text beyond the buffer's chunks spills into a temporary file of its own,
     // so the text reaches the result file whole and in worker order.
@@ -245,11 +245,11 @@ void SimClass::MakeProgenyGenomes(int gen, int first, int last)
 
     if (crossText) {
         for (int t = 0; t < nParts; ++t) {
-            AppendSpill(spills[static_cast<size_t>(t)], crossoFp);
-            buffers[static_cast<size_t>(t)]->SetFilePointer(crossoFp);
+            AppendSpill(spills[static_cast<size_t>(t)], files.crossoFp);
+            buffers[static_cast<size_t>(t)]->SetFilePointer(files.crossoFp);
             buffers[static_cast<size_t>(t)]->Dump();
         }
-        MyFflush(crossoFp);
+        MyFflush(files.crossoFp);
     }
 }
 

@@ -39,7 +39,7 @@ void WriteHeader(FILE* fp, const CPopulation& p)
 void SimClass::SaveData()
 {
     const CPopulation& p = *curPop;
-    FILE* fp = dataFp;
+    FILE* fp = files.dataFp;
     WriteHeader(fp, p);
 
     // Founders keep their parents; every later generation loses its share, sires before dams.

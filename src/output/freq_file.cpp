@@ -72,17 +72,17 @@ void SimClass::SaveAlleleFreq(int first, int last, int gen)
     if (first == 0) WriteFreqHeaders();
     if (p.prm.out.freqGen[static_cast<size_t>(gen)]) WriteFrequencies(first, last, gen);
     if (gen == p.prm.ng && p.prm.out.mafBin > 0) {
-        if (freqMrkFp) WriteMafDistribution(freqMrkFp, false, nMrkTot);
-        if (freqQtlFp) WriteMafDistribution(freqQtlFp, true, nQTLTot);
+        if (files.freqMrkFp) WriteMafDistribution(files.freqMrkFp, false, nMrkTot);
+        if (files.freqQtlFp) WriteMafDistribution(files.freqQtlFp, true, nQTLTot);
     }
-    if (freqMrkFp) MyFflush(freqMrkFp);
-    if (freqQtlFp) MyFflush(freqQtlFp);
+    if (files.freqMrkFp) MyFflush(files.freqMrkFp);
+    if (files.freqQtlFp) MyFflush(files.freqQtlFp);
 }
 
 void SimClass::WriteFreqHeaders()
 {
-    if (freqMrkFp) fprintf(freqMrkFp, "%-7s %4s %3s  %s\n", "ID", "Gen", "Chr", "Allele:Freq ...");
-    if (freqQtlFp) fprintf(freqQtlFp, "%-7s %4s %3s %-10s  %s\n", "ID", "Gen", "Chr", "Var", "Allele:Freq ...");
+    if (files.freqMrkFp) fprintf(files.freqMrkFp, "%-7s %4s %3s  %s\n", "ID", "Gen", "Chr", "Allele:Freq ...");
+    if (files.freqQtlFp) fprintf(files.freqQtlFp, "%-7s %4s %3s %-10s  %s\n", "ID", "Gen", "Chr", "Var", "Allele:Freq ...");
 }
 
 // One line per locus, chromosome by chromosome in map order, which is genome-wide index order.
@@ -104,7 +104,7 @@ void SimClass::WriteFrequencies(int first, int last, int gen)
         const int chrNo = static_cast<int>(ci) + 1;
         for (int k = 0; k < ch.NLoci(); ++k, ++g) {
             const SLocus& locus = *ch.loci[k];
-            FILE* fp = locus.isQTL ? freqQtlFp : freqMrkFp;
+            FILE* fp = locus.isQTL ? files.freqQtlFp : files.freqMrkFp;
             if (locus.isQTL) {
                 const size_t j = static_cast<size_t>(qtlNo);
                 const double var = MyDVD(c.sumSq[j] - c.sum[j] * c.sum[j] / n, n - 1);

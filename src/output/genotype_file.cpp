@@ -98,9 +98,9 @@ void SimClass::SaveGenotype(int first, int last, int gen, bool qtl)
     CPopulation& p = *curPop;
     const SPopOutput& o = p.prm.out;
     const bool seq = (o.genoOpt & kGenoSeq) != 0;
-    FILE* fp = seq ? genoMrkQtlFp : qtl ? genoQtlFp : genoMrkFp;
-    if (!genoBuffer) genoBuffer = std::make_unique<CWriteBuffer>();
-    genoBuffer->SetFilePointer(fp);
+    FILE* fp = seq ? files.genoMrkQtlFp : qtl ? files.genoQtlFp : files.genoMrkFp;
+    if (!files.genoBuffer) files.genoBuffer = std::make_unique<CWriteBuffer>();
+    files.genoBuffer->SetFilePointer(fp);
 
     // Every call moves MyRnd on by the same amount, selected generation or not, so that the
     // draws of later steps do not depend on the generations written.
@@ -116,12 +116,12 @@ void SimClass::SaveGenotype(int first, int last, int gen, bool qtl)
     w.missing = w.codes ? 5 : 0;
 
     if (first == 0 && !w.binary) {
-        genoBuffer->Write("%-7s", "ID");
+        files.genoBuffer->Write("%-7s", "ID");
         if (w.codes)
-            genoBuffer->Write(" Genotypes (0 = a1,a1; 2 = a2,a2; 3 = a1,a2; 4 = a2,a1; 5 = missing; The first allele "
+            files.genoBuffer->Write(" Genotypes (0 = a1,a1; 2 = a2,a2; 3 = a1,a2; 4 = a2,a1; 5 = missing; The first allele "
                              "is paternal and the second allele is maternal) ...\n");
         else
-            genoBuffer->Write(" Genotypes (paternal allele, maternal allele) ...\n");
+            files.genoBuffer->Write(" Genotypes (paternal allele, maternal allele) ...\n");
     }
     if (o.genoGen[static_cast<size_t>(gen)]) {
         if (seq)
@@ -130,7 +130,7 @@ void SimClass::SaveGenotype(int first, int last, int gen, bool qtl)
             ClassColumns(w, qtl ? qtlIndex : mrkIndex, qtl ? w.qtlColumns : w.markerColumns);
         WriteGenotypeLines(w, first, last, local, p.genStat[static_cast<size_t>(gen)]);
     }
-    genoBuffer->Dump();
+    files.genoBuffer->Dump();
     MyFflush(fp);
 }
 
@@ -267,17 +267,17 @@ void SimClass::WriteGenotypeLine(SGenotypeWrite& w, int id)
     const size_t nColumns = w.locusOf.size();
     if (w.binary) {
         const int32_t id32 = id;
-        genoBuffer->WriteBinary(&id32, sizeof(id32));
-        genoBuffer->WriteBinary(pair, static_cast<int>(2 * nColumns * sizeof(uint16_t)));
+        files.genoBuffer->WriteBinary(&id32, sizeof(id32));
+        files.genoBuffer->WriteBinary(pair, static_cast<int>(2 * nColumns * sizeof(uint16_t)));
         return;
     }
-    genoBuffer->Write(w.codes && id >= 1000000 ? "%-7d " : "%-7d", id);
+    files.genoBuffer->Write(w.codes && id >= 1000000 ? "%-7d " : "%-7d", id);
     if (w.codes) {
         char* digit = w.codeLine.data();
         for (size_t c = 0; c < nColumns; ++c) digit[c] = GenotypeDigit(pair[2 * c], pair[2 * c + 1]);
-        genoBuffer->WriteBinary(digit, static_cast<int>(nColumns));
+        files.genoBuffer->WriteBinary(digit, static_cast<int>(nColumns));
     } else {
-        genoBuffer->WriteUnsignedInts(pair, 2 * nColumns);
+        files.genoBuffer->WriteUnsignedInts(pair, 2 * nColumns);
     }
-    genoBuffer->WriteBinary("\n", 1);
+    files.genoBuffer->WriteBinary("\n", 1);
 }

@@ -173,13 +173,13 @@ void WriteSizeTable(FILE* fp, const SHistPlan& plan)
 
 void SimClass::SaveHPHomo(int gen)
 {
-    WriteHomoLine(hpHomoMrkFp, nMrkTot >= 1, gen, hpMrkHomo);
-    WriteHomoLine(hpHomoQtlFp, nQTLTot >= 1, gen, hpQtlHomo);
+    WriteHomoLine(files.hpHomoMrkFp, nMrkTot >= 1, gen, hpMrkHomo);
+    WriteHomoLine(files.hpHomoQtlFp, nQTLTot >= 1, gen, hpQtlHomo);
 }
 
 void SimClass::SaveLinkageMap(bool qtl, bool combined)
 {
-    FILE* fp = combined ? lmMrkQtlFp : qtl ? lmQtlFp : lmMrkFp;
+    FILE* fp = combined ? files.lmMrkQtlFp : qtl ? files.lmQtlFp : files.lmMrkFp;
     if (!fp) return;
     const int width = 11, decimals = 5;
     const bool sexSpecific = SexSpecificMap(*this);
@@ -208,7 +208,7 @@ void SimClass::SaveLinkageMap(bool qtl, bool combined)
 
 void SimClass::SaveAlleleEffect()
 {
-    FILE* fp = effectQtlFp;
+    FILE* fp = files.effectQtlFp;
     if (!fp) return;
     fprintf(fp, "%-7s %3s   %s\n", "ID", "Chr", "Allele:Effect ...");
     WalkLoci(*this, [&](const SLocus& locus, int c, int k) {
@@ -222,7 +222,7 @@ void SimClass::SaveAlleleEffect()
 
 void SimClass::SaveHPStat(double polyMean, double polyVar, double qtlMean, double qtlVar, double qtlScale)
 {
-    FILE* fp = hpStatFp;
+    FILE* fp = files.hpStatFp;
     if (!prm.output.hp_stat || !fp) return;
     PrintALineFormat1(80, '-', fp, "Statistics for the last historical generation");
     fprintf(fp, "Scaled QTL mean (var)       : %11.5f (%g)\n", qtlMean, qtlVar);

@@ -466,7 +466,7 @@ void SimClass::ComputeLDStat_MyThread(int worker)
 void SimClass::SaveLD()
 {
     const CPopulation& p = *curPop;
-    FILE* fp = ldDecayFp;
+    FILE* fp = files.ldDecayFp;
     for (int g = 0; g <= p.prm.ng; ++g)
         if (p.ldSkipped[static_cast<size_t>(g)])
             fprintf(fp, "LD calculation is skipped for generation %3d. Number of alleles is too large (>%d).\n", g,

@@ -169,7 +169,7 @@ void PrintGenotypePercentages(FILE* fp, const CPopulation& p, const char* title,
 void SimClass::SaveStat()
 {
     const CPopulation& p = *curPop;
-    FILE* fp = statFp;
+    FILE* fp = files.statFp;
     const int overall = p.prm.ng + 1;
     PrintInbreeding(fp, p);
     PrintMeanSd(fp, p, 50, "Homozygosity", overall, &SGenStat::meanHomo, &SGenStat::sdHomo);

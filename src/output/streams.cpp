@@ -4,6 +4,7 @@
 #include <string>
 
 #include "app/simclass.h"
+#include "output/file_set.h"
 #include "support/boxes.h"
 #include "support/files.h"
 
@@ -29,9 +30,7 @@ void CloseStream(FILE*& fp)
 
 }  // namespace
 
-// Each replicate gets its own file ("_003.txt"), or with attach_rep all replicates share one
-// file, the first replicate replacing it and the later ones appending behind a heading each.
-FILE* SimClass::MyOpenMergeFile(int rep, bool heading, const char* fmt, ...)
+FILE* MyOpenMergeFile(bool attachRep, int rep, bool heading, const char* fmt, ...)
 {
     va_list ap;
     va_start(ap, fmt);
@@ -39,55 +38,44 @@ FILE* SimClass::MyOpenMergeFile(int rep, bool heading, const char* fmt, ...)
     va_end(ap);
 
     char suffix[32];
-    if (prm.output.attachRep)
+    if (attachRep)
         snprintf(suffix, sizeof(suffix), ".txt");
     else
         snprintf(suffix, sizeof(suffix), "_%03d.txt", rep);
     name += suffix;
 
-    FILE* fp = Myfopen(name.c_str(), prm.output.attachRep && rep > 1 ? "a" : "w");
-    if (prm.output.attachRep && heading) PrintALineFormat1(80, '~', fp, "Replicate %3d", rep);
+    FILE* fp = Myfopen(name.c_str(), attachRep && rep > 1 ? "a" : "w");
+    if (attachRep && heading) PrintALineFormat1(80, '~', fp, "Replicate %3d", rep);
     return fp;
 }
 
-void SimClass::OpenOutputStreams(int rep, bool hp)
-{
-    if (hp)
-        OpenHistoricalStreams(rep);
-    else
-        OpenPopulationStreams(rep);
-}
-
-// The historical set, in this order; the pedigree file belongs to it because it is opened once
-// per replicate, though it is written only after the last population.
-void SimClass::OpenHistoricalStreams(int rep)
+void COutputFiles::OpenHistorical(const SParams& prm, const SLociCounts& n, int rep)
 {
     const char* folder = prm.output.outputFolder.c_str();
     auto open = [&](bool wanted, const char* kind) {
-        return wanted ? MyOpenMergeFile(rep, true, "%s%s", folder, kind) : nullptr;
+        return wanted ? MyOpenMergeFile(prm.output.attachRep, rep, true, "%s%s", folder, kind) : nullptr;
     };
-    const bool markers = nMrkTot >= 1, qtl = nQTLTot >= 1, loci = nLociTot >= 1;
-    hpStatFp = open(prm.output.hp_stat, "hp_stat");
-    hpHomoMrkFp = open(prm.output.monitor_hp_homo && markers, "hp_homo_mrk");
-    hpHomoQtlFp = open(prm.output.monitor_hp_homo && qtl, "hp_homo_qtl");
-    lmMrkFp = open(prm.output.linkage_map && markers, "lm_mrk");
-    lmQtlFp = open(prm.output.linkage_map && qtl, "lm_qtl");
-    lmMrkQtlFp = open(prm.output.linkage_map && prm.output.anySeqGenotype && loci, "lm_mrk_qtl");
-    effectQtlFp = open(prm.output.allele_effect && qtl, "effect_qtl");
+    const bool markers = n.markers >= 1, qtl = n.qtl >= 1, loci = n.Loci() >= 1;
+    const SOutputParams& o = prm.output;
+    hpStatFp = open(o.hp_stat, "hp_stat");
+    hpHomoMrkFp = open(o.monitor_hp_homo && markers, "hp_homo_mrk");
+    hpHomoQtlFp = open(o.monitor_hp_homo && qtl, "hp_homo_qtl");
+    lmMrkFp = open(o.linkage_map && markers, "lm_mrk");
+    lmQtlFp = open(o.linkage_map && qtl, "lm_qtl");
+    lmMrkQtlFp = open(o.linkage_map && o.anySeqGenotype && loci, "lm_mrk_qtl");
+    effectQtlFp = open(o.allele_effect && qtl, "effect_qtl");
     pedigreeFp = open(prm.global.joint_pop, "pedigree");
 }
 
-// The files of the current population, named after it, in this order. Binary genotype files
-// carry no replicate heading.
-void SimClass::OpenPopulationStreams(int rep)
+void COutputFiles::OpenPopulation(const SParams& prm, const SPopParams& pop, const SLociCounts& n, int rep)
 {
-    const SPopOutput& o = curPop->prm.out;
+    const SPopOutput& o = pop.out;
     const char* folder = prm.output.outputFolder.c_str();
-    const char* pop = curPop->prm.name.c_str();
+    const char* name = pop.name.c_str();
     auto open = [&](bool wanted, bool heading, const char* kind) {
-        return wanted ? MyOpenMergeFile(rep, heading, "%s%s_%s", folder, pop, kind) : nullptr;
+        return wanted ? MyOpenMergeFile(prm.output.attachRep, rep, heading, "%s%s_%s", folder, name, kind) : nullptr;
     };
-    const bool markers = nMrkTot >= 1, qtl = nQTLTot >= 1, loci = nLociTot >= 1;
+    const bool markers = n.markers >= 1, qtl = n.qtl >= 1, loci = n.Loci() >= 1;
     const bool seq = (o.genoOpt & kGenoSeq) != 0;
     const bool genoHeading = (o.genoOpt & kGenoBinary) == 0;
     genoMrkQtlFp = open(o.genoOut && seq && loci, genoHeading, "mrk_qtl");
@@ -102,16 +90,34 @@ void SimClass::OpenPopulationStreams(int rep)
 }
 
 // The pedigree file outlives the historical set: its writer closes it after the last population.
+void COutputFiles::CloseHistorical()
+{
+    for (FILE** fp : {&hpStatFp, &hpHomoMrkFp, &hpHomoQtlFp, &lmMrkFp, &lmQtlFp, &lmMrkQtlFp, &effectQtlFp})
+        CloseStream(*fp);
+}
+
+void COutputFiles::ClosePopulation()
+{
+    for (FILE** fp : {&genoMrkQtlFp, &genoMrkFp, &genoQtlFp, &freqMrkFp, &freqQtlFp, &ldDecayFp, &crossoFp, &dataFp,
+                      &statFp})
+        CloseStream(*fp);
+}
+
+void SimClass::OpenOutputStreams(int rep, bool hp)
+{
+    const SLociCounts n{nMrkTot, nQTLTot};
+    if (hp)
+        files.OpenHistorical(prm, n, rep);
+    else
+        files.OpenPopulation(prm, curPop->prm, n, rep);
+}
+
 void SimClass::CloseOutputStreams(bool hp)
 {
-    if (hp) {
-        for (FILE** fp : {&hpStatFp, &hpHomoMrkFp, &hpHomoQtlFp, &lmMrkFp, &lmQtlFp, &lmMrkQtlFp, &effectQtlFp})
-            CloseStream(*fp);
-    } else {
-        for (FILE** fp : {&genoMrkQtlFp, &genoMrkFp, &genoQtlFp, &freqMrkFp, &freqQtlFp, &ldDecayFp, &crossoFp,
-                          &dataFp, &statFp})
-            CloseStream(*fp);
-    }
+    if (hp)
+        files.CloseHistorical();
+    else
+        files.ClosePopulation();
 }
 
 void SimClass::SaveRepResults()

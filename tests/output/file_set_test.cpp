@@ -45,7 +45,7 @@ TEST(ResultFiles, EachReplicateWritesItsOwnNumberedFileWithoutHeading)
     for (int rep : {3, 1234}) {
         sim->OpenOutputStreams(rep, false);
         sim->CloseOutputStreams(false);
-        EXPECT_EQ(sim->dataFp, nullptr);
+        EXPECT_EQ(sim->files.dataFp, nullptr);
     }
     EXPECT_EQ(FilesIn(dir), (std::vector<std::string>{"p1_data_003.txt", "p1_data_1234.txt"}));
     EXPECT_EQ(ReadFile(dir / "p1_data_003.txt"), "");
@@ -58,7 +58,7 @@ TEST(ResultFiles, AttachRepPutsEveryReplicateBehindItsHeadingInOneFile)
     WriteFile(dir / "p1_data.txt", "left over from an earlier run\n");
     for (int rep = 1; rep <= 2; ++rep) {
         sim->OpenOutputStreams(rep, false);
-        fprintf(sim->dataFp, "data of replicate %d\n", rep);
+        fprintf(sim->files.dataFp, "data of replicate %d\n", rep);
         sim->CloseOutputStreams(false);
     }
     EXPECT_EQ(FilesIn(dir), std::vector<std::string>{"p1_data.txt"});
@@ -103,9 +103,9 @@ TEST(ResultFiles, ThePedigreeFileStaysOpenWhenTheHistoricalSetCloses)
     auto sim = EngineIn(dir, {{"nrep = 1;", "nrep = 1; joint_pop;"}, OutputBlock("linkage_map;")});
     sim->OpenOutputStreams(1, true);
     sim->CloseOutputStreams(true);
-    EXPECT_EQ(sim->lmMrkFp, nullptr);
-    ASSERT_NE(sim->pedigreeFp, nullptr);
-    fprintf(sim->pedigreeFp, "still writable\n");
-    fclose(sim->pedigreeFp);
+    EXPECT_EQ(sim->files.lmMrkFp, nullptr);
+    ASSERT_NE(sim->files.pedigreeFp, nullptr);
+    fprintf(sim->files.pedigreeFp, "still writable\n");
+    fclose(sim->files.pedigreeFp);
     EXPECT_EQ(ReadFile(dir / "pedigree_001.txt"), "still writable\n");
 }

@@ -51,9 +51,9 @@ struct SFounders {
     std::string LDFile()
     {
         return CaptureFile([&](FILE* fp) {
-            sim->ldDecayFp = fp;
+            sim->files.ldDecayFp = fp;
             sim->SaveLD();
-            sim->ldDecayFp = nullptr;
+            sim->files.ldDecayFp = nullptr;
         });
     }
     const SLDBin* Bins() const { return sim->pops[0].genStat[0].ldBin; }

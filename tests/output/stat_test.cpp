@@ -18,7 +18,7 @@ SSumSS Sums(const std::vector<double>& v)
 std::string StatText(SimClass& sim)
 {
     return CaptureFile([&](FILE* fp) {
-        sim.statFp = fp;
+        sim.files.statFp = fp;
         sim.SaveStat();
     });
 }
