@@ -155,6 +155,14 @@ TEST(Invariants, EachPlantedFaultIsNamed)
                  });
              },
              "litter 1 of generation 1 of population \"a\""},
+            {"two litters joined",
+             [&] {
+                 const std::vector<int16_t> saved = litters;
+                 litters[0] = int16_t(litters[0] + litters.back());
+                 litters.pop_back();
+                 return std::function<void()>([&litters, saved] { litters = saved; });
+             },
+             "generation 1 of population \"a\" has"},
             {"males of a generation off by one", [&] { return Set(a.genStat[1].nMale, a.genStat[1].nMale + 1); },
              "generation 1 of population \"a\" counts"},
         };
@@ -167,7 +175,7 @@ TEST(Invariants, EachPlantedFaultIsNamed)
         }
         EXPECT_EQ(CheckEnded(sim, a), "");
     });
-    EXPECT_EQ(checked, 10);
+    EXPECT_EQ(checked, 11);
 }
 
 TEST(Invariants, AViolationStopsTheRunAsAnInternalError)

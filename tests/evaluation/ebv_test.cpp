@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "breeding/population_test_util.h"
+#include "evaluation/ebv.h"
 #include "evaluation/evaluation_test_util.h"
 
 namespace {
@@ -148,3 +149,28 @@ TEST(Approximation, UsesOwnRecordsForFoundersAndParentAveragesWithoutProgenyTest
 }
 
 }  // namespace
+
+// Correlations of EBV with TBV: exact on hand-made records, 0 for a sex without records in the
+// range and for values without spread.
+TEST(Accuracy, CorrelationsOfHandMadeRecords)
+{
+    std::vector<SRec> r(4);
+    const double ebv[4] = {1, 2, 3, 4}, tbv[4] = {2, 4, 6, 8};
+    for (int i = 0; i < 4; ++i) {
+        r[i].ebv = ebv[i];
+        r[i].polyVal = tbv[i];
+    }
+    double all = -9, male = -9, female = -9;
+    Corr_EBV_MF(r.data(), 0, 3, &all, &male, &female);  // all four are female
+    EXPECT_NEAR(all, 1.0, 1e-12);
+    EXPECT_EQ(male, 0.0);
+    EXPECT_NEAR(female, 1.0, 1e-12);
+    r[3].polyVal = -8;
+    std::vector<SRec*> parents = {&r[0], &r[1], &r[2], &r[3]};
+    double r4 = -9;
+    Corr_EBV(parents.data(), 0, 3, &r4);
+    EXPECT_NEAR(r4, -0.5813183589761798, 1e-12);  // Pearson correlation of the four pairs
+    for (SRec& x : r) x.ebv = 1;
+    Corr_EBV(parents.data(), 0, 3, &r4);
+    EXPECT_EQ(r4, 0.0);
+}
