@@ -1,5 +1,6 @@
-// The simulation engine: one instance per run owns every parameter and all run state. Its
-// operations are spread over the subsystem folders that own them.
+// The simulation engine: one instance per run, built from the parameter value it keeps
+// unchanged, owns the run state. Its operations are spread over the subsystem folders that own
+// them (docs/architecture.md says where the engine is headed).
 #pragma once
 
 #include <atomic>
