@@ -148,9 +148,8 @@ void WriteSizeRow(FILE* fp, bool marked, int gen, long long size, long long male
             FormatNum(static_cast<unsigned long long>(males)), FormatNum(static_cast<unsigned long long>(size - males)));
 }
 
-// Sizes between two breakpoints of hg_size are interpolated in 64-bit integers, as the
-// historical generations do; males keep the proportion of the first generation. Breakpoint
-// generations are marked.
+// Sizes are those the historical generations have (SHistPlan::Size); males keep the
+// proportion of the first generation in every row. Breakpoint generations are marked.
 void WriteSizeTable(FILE* fp, const SHistPlan& plan)
 {
     fprintf(fp, "%-5s  %8s %12s %12s\n", "Gen.", "Size", "No. males", "No. females");
@@ -159,10 +158,9 @@ void WriteSizeTable(FILE* fp, const SHistPlan& plan)
     const double maleShare = static_cast<double>(plan.nmfhg) / s0;
     WriteSizeRow(fp, true, 0, s0, plan.nmfhg);
     for (int k = 1; k < plan.nSizeEntries; ++k) {
-        const int g0 = plan.gens[k - 1], g1 = plan.gens[k];
-        const int64_t from = plan.sizes[k - 1], to = plan.sizes[k];
-        for (int g = g0 + 1; g <= g1; ++g) {
-            const int64_t size = from + (static_cast<int64_t>(g - g0) * (to - from)) / (g1 - g0);
+        const int g1 = plan.gens[k];
+        for (int g = plan.gens[k - 1] + 1; g <= g1; ++g) {
+            const int64_t size = plan.Size(g);
             const int64_t males = static_cast<int64_t>(static_cast<double>(size) * maleShare);
             WriteSizeRow(fp, g == g1, g, size, males);
         }
