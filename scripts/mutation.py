@@ -7,7 +7,10 @@ build-mutation/tree, rebuilt incrementally in build-mutation/build, and judged b
 cover its file: killed when one of them fails or times out, survived otherwise. The developer's
 sources and build/ are never written to.
 
-Usage: scripts/mutation.py [--mutants N] [--seed S] [--jobs J]
+Usage: scripts/mutation.py [--mutants N] [--seed S] [--jobs J] [--only PATH ...]
+
+With --only, mutants are drawn from the files under the given paths alone: the same seed on the
+same sources gives the same mutants, so two test suites can be compared mutant by mutant.
 """
 import argparse
 import contextlib
@@ -372,6 +375,8 @@ def parse_args(argv):
     parser.add_argument("--mutants", default=str(DEFAULT_MUTANTS), help="mutants to judge (default %(default)s)")
     parser.add_argument("--seed", default=str(DEFAULT_SEED), help="seed of the sample (default %(default)s)")
     parser.add_argument("--jobs", default=str(os.cpu_count() or 2), help="build and test jobs")
+    parser.add_argument("--only", nargs="+", default=[], metavar="PATH",
+                        help="draw mutants from the files under these paths alone")
     try:
         args = parser.parse_args(argv)
     except SystemExit as e:
@@ -384,6 +389,11 @@ def parse_args(argv):
             sys.exit(1)
         setattr(args, name, int(value))
     return args
+
+
+def under_any(path, prefixes):
+    """True when no prefixes are given or path is one of them or lies below one."""
+    return not prefixes or any(path == p.rstrip("/") or path.startswith(p.rstrip("/") + "/") for p in prefixes)
 
 
 def say(message):
@@ -467,6 +477,10 @@ def main(argv):
     tree, build_dir = os.path.join(work, "tree"), os.path.join(work, "build")
     start = time.time()
     files = tree_files(root)
+    mutable = [f for f in files if is_source(f) and under_any(f, args.only)]
+    if not mutable:
+        say(f"mutation: no source file of src/ or tools/ under {' '.join(args.only)}")
+        return 1
     say(f"mutation: copying the tree to {tree} and building it")
     sync_tree(root, files, tree)
     built, out = build(tree, build_dir, args.jobs)
@@ -484,7 +498,7 @@ def main(argv):
         say("mutation: the tests fail on the unmutated tree; fix them before measuring mutants")
         return 1
     times = test_times(junit)
-    sites = collect_sites(tree, files)
+    sites = collect_sites(tree, mutable)
     order = random.Random(args.seed).sample(range(len(sites)), len(sites))
     say(f"mutation: {len(sites)} sites; judging {args.mutants} mutants "
         f"(unmutated tests: {sum(times.values()):.0f} s of test time)")

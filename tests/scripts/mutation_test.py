@@ -77,6 +77,12 @@ class SiteFinder(unittest.TestCase):
         self.assertIsNone(mutation.language("tools/x/CMakeLists.txt", "set(a 1)\n"))
         self.assertFalse(mutation.is_source("tools/x/test_run.py"))
 
+    def test_only_keeps_the_files_under_its_paths_and_not_their_namesakes(self):
+        files = ["src/genome/meiosis.cpp", "src/genome_extra/x.cpp", "tools/davok-export/main.cpp"]
+        self.assertEqual([f for f in files if mutation.under_any(f, ["src/genome/", "tools/davok-export/main.cpp"])],
+                         ["src/genome/meiosis.cpp", "tools/davok-export/main.cpp"])
+        self.assertEqual([f for f in files if mutation.under_any(f, [])], files)
+
 
 class Applier(unittest.TestCase):
     def test_the_file_is_restored_byte_for_byte_even_after_an_error(self):
