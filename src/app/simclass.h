@@ -3,11 +3,8 @@
 // them (docs/architecture.md says where the engine is headed).
 #pragma once
 
-#include <atomic>
-#include <boost/thread/thread.hpp>
 #include <cstdio>
 #include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -27,33 +24,18 @@
 
 struct SGenotypeWrite;
 
-// One worker of the historical generations. The command word is the only value the main thread
-// and the worker both write: the main thread sets a command while the worker is idle (0), the
-// worker sets 0 when it is done; release/acquire order makes each side's data visible.
-struct SHistWorker {
-    enum Command : int { kIdle = 0, kMeiosis = 1, kHomozygosity = 2, kFounders = 3, kStop = 99 };
-    std::atomic<int> command{kIdle};
-    SIndex share;                // individuals of the current pass
-    CMyRnd rnd;                  // the worker's own generator
-    SCrossoP cross;              // crossover scratch of one chromosome
-    uint64_t patCross = 0;       // crossovers in paternal gametes
-    uint64_t matCross = 0;       // crossovers in maternal gametes
-    double mrkHomoSum = 0;       // sums of the homozygosity pass
-    double qtlHomoSum = 0;
-};
+class CHistWorkerPool;
+struct SHistPass;
+struct SHistWorker;
 
 class SimClass {
 public:
     // The engine of a run of the parameters prm (read and cross-checked): its chromosomes, locus
     // records and populations are built from them.
     explicit SimClass(const SParams& params);
-    // Stops a historical worker pool and releases the genomes of a replicate that did not reach
-    // its end (a run stopped by an exception, a test).
-    ~SimClass()
-    {
-        StopHistWorkers();
-        FreePopMem();
-    }
+    // Releases the genomes of a replicate that did not reach its end (a run stopped by an
+    // exception, a test).
+    ~SimClass() { FreePopMem(); }
     SimClass(const SimClass&) = delete;
     SimClass& operator=(const SimClass&) = delete;
 
@@ -115,28 +97,25 @@ public:
     // ---- Meiosis (genome/meiosis.cpp) ----
     void SampleCrossoPos(int chr, short& n, double* xpos, double scale, CMyRnd* rnd);
     void Meiosis(SRec* rec, CMyRnd* rnd, SCrossoP* cp, CWriteBuffer* out);
-    void MeiosisBase(int worker, int idx);
     // Both gametes of chromosome c of child, with the crossovers left in cp.
     void MakeChromosome(int c, const SRec& sire, const SRec& dam, SRec& child, bool maleChild, CMyRnd* rnd,
                         SCrossoP& cp);
 
     // ---- Historical population (history/) ----
     void HPSimulator(int rep);
-    void MeiosisBase_MyThread(int t);
-    void GetHPHomo(int t);
+    // The work of a historical worker for one command of a pass, and its three kinds.
+    void HistWork(SHistWorker& w, int command, const SHistPass& pass);
+    void MeiosisBase(SHistWorker& w, const SHistPass& pass, int idx);
+    void GetHPHomo(SHistWorker& w, const SHistPass& pass);
+    void FounderGenotypes(SHistWorker& w, const SHistPass& pass);
     void GenerateCompleteLD(SRec* gen0);
     void SelectSegregatingLoci_LHG(SRec* lhg);
     void PurgeIndivGenotype_LHG(SRec* lhg, const int* keep, int n);
-    // One pass of the worker pool over the n individuals of the target generation.
-    void RunHistPass(int command, SRec* target, int n, int males);
-    void StartHistWorkers();
-    // Stops and joins the pool; does nothing when it is not running.
-    void StopHistWorkers();
-    void FounderGenotypes(int t);
     void ResetAlleleNumbers();
     // Mean homozygosity of markers and QTL of a generation (hpMrkHomo, hpQtlHomo).
-    void MeasureHomozygosity(SRec* target, int n, int males);
-    void CloseHistoricalRun(SRec* lhg);
+    void MeasureHomozygosity(CHistWorkerPool& pool, SRec* target, int n, int males);
+    // Stops the pool once the last generation's loci are chosen.
+    void CloseHistoricalRun(CHistWorkerPool& pool, SRec* lhg);
 
     // ---- Output file set and historical reports (output/) ----
     void OpenOutputStreams(int rep, bool hp);
@@ -265,14 +244,6 @@ public:
     uint64_t hpPatCross = 0, hpMatCross = 0;  // crossovers of the historical run
     double hpMrkHomo = 0, hpQtlHomo = 0;      // mean homozygosity of the last measured generation
     SHistRepStat histRep;            // the last historical generation over replicates
-
-    // ---- Historical worker pool ----
-    std::vector<std::unique_ptr<SHistWorker>> hpWorkers;
-    std::vector<boost::thread> hpThreads;  // one per worker while the pool runs
-    SRec* hpParents = nullptr;       // parent generation of a meiosis pass
-    int hpNMaleParents = 0, hpNFemaleParents = 0;
-    SRec* hpTarget = nullptr;        // generation the pass works on
-    int hpTargetMales = 0;           // males of the target (they come first)
 
     // ---- Output streams ----
     COutputFiles files;              // the result files of the replicate that stay open across calls

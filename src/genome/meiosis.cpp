@@ -144,23 +144,3 @@ void SimClass::Meiosis(SRec* rec, CMyRnd* rnd, SCrossoP* cp, CWriteBuffer* out)
     if (sireTotal > 0) WriteCrossoverLine(out, 'S', cp, prm.genome.nChr, true);
     if (damTotal > 0) WriteCrossoverLine(out, 'D', cp, prm.genome.nChr, false);
 }
-
-void SimClass::MeiosisBase(int worker, int idx)
-{
-    if (nLociTot == 0) return;
-    SHistWorker& w = *hpWorkers[worker];
-    int s = static_cast<int>(hpNMaleParents * w.rnd.URand());
-    if (s > hpNMaleParents - 1) s = hpNMaleParents - 1;
-    int d = static_cast<int>(hpNFemaleParents * w.rnd.URand());
-    if (d > hpNFemaleParents - 1) d = hpNFemaleParents - 1;
-    const SRec& sire = hpParents[s];
-    const SRec& dam = hpParents[hpNMaleParents + d];
-    SRec& child = hpTarget[idx];
-    bool male = idx < hpTargetMales;
-    for (int c = 0; c < prm.genome.nChr; ++c) {
-        if (chrom[c].NLoci() == 0) continue;
-        MakeChromosome(c, sire, dam, child, male, &w.rnd, w.cross);
-        w.patCross += w.cross.nS;
-        w.matCross += w.cross.nD;
-    }
-}

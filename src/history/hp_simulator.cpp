@@ -1,18 +1,15 @@
 // The historical population: founders, generations of random mating made by a pool of worker
 // threads, mutation, homozygosity monitoring and the progress table.
-#include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <cmath>
 
 #include "app/simclass.h"
+#include "history/hist_pool.h"
 #include "support/boxes.h"
 #include "support/messages.h"
 #include "support/numbers.h"
 #include "support/timing.h"
-#include "support/worker_error.h"
 
 namespace {
-
-constexpr int kMinPerWorker = 20;
 
 // A progress line: "*" marks a generation of the size plan.
 void PrintHistLine(char mark, int g, int size, int males)
@@ -53,79 +50,45 @@ void SimClass::ResetAlleleNumbers()
         }
 }
 
-void SimClass::StartHistWorkers()
+void SimClass::HistWork(SHistWorker& w, int command, const SHistPass& pass)
 {
-    std::vector<CMyRnd> generators;
-    MakeDerivedGenerators(generators, nthread);
-    hpWorkers.clear();
-    for (int t = 0; t < nthread; ++t) {
-        hpWorkers.push_back(std::make_unique<SHistWorker>());
-        hpWorkers.back()->rnd = generators[t];
-    }
-    for (int t = 0; t < nthread; ++t) hpThreads.emplace_back(&SimClass::MeiosisBase_MyThread, this, t);
-}
-
-void SimClass::StopHistWorkers()
-{
-    for (auto& w : hpWorkers) w->command.store(SHistWorker::kStop, std::memory_order_release);
-    for (auto& th : hpThreads) th.join();
-    hpThreads.clear();
-}
-
-void SimClass::RunHistPass(int command, SRec* target, int n, int males)
-{
-    std::vector<SIndex> parts(static_cast<size_t>(nthread));
-    int nParts = nthread;
-    Split2Index(parts.data(), 0, n - 1, nParts, kMinPerWorker);
-    hpTarget = target;
-    hpTargetMales = males;
-    // The pass data above is published by the release store of each command word.
-    for (int t = 0; t < nParts; ++t) {
-        hpWorkers[t]->share = parts[t];
-        hpWorkers[t]->command.store(command, std::memory_order_release);
-    }
-    for (int t = 0; t < nParts; ++t)
-        while (hpWorkers[t]->command.load(std::memory_order_acquire) != SHistWorker::kIdle)
-            boost::this_thread::no_interruption_point::sleep(boost::posix_time::microseconds(100));
-    if (WorkerFailed()) {
-        StopHistWorkers();
-        AbortIfWorkerFailed();
+    switch (command) {
+    case SHistWorker::kMeiosis:
+        for (int idx = w.share.first; idx <= w.share.last; ++idx) MeiosisBase(w, pass, idx);
+        break;
+    case SHistWorker::kHomozygosity: GetHPHomo(w, pass); break;
+    case SHistWorker::kFounders: FounderGenotypes(w, pass); break;
+    default: break;
     }
 }
 
-void SimClass::MeiosisBase_MyThread(int t)
+void SimClass::MeiosisBase(SHistWorker& w, const SHistPass& pass, int idx)
 {
-    SHistWorker& w = *hpWorkers[t];
-    for (;;) {
-        int command = w.command.load(std::memory_order_acquire);
-        switch (command) {
-        case SHistWorker::kIdle:
-            boost::this_thread::no_interruption_point::sleep(boost::posix_time::microseconds(t + 100));
-            continue;
-        case SHistWorker::kMeiosis:
-            RunWorkerGuarded([&] {
-                for (int idx = w.share.first; idx <= w.share.last; ++idx) MeiosisBase(t, idx);
-            });
-            break;
-        case SHistWorker::kHomozygosity: RunWorkerGuarded([&] { GetHPHomo(t); }); break;
-        case SHistWorker::kFounders: RunWorkerGuarded([&] { FounderGenotypes(t); }); break;
-        case SHistWorker::kStop: return;
-        default: continue;
-        }
-        // Also after a failure: the main thread waits for idle before it looks for the error.
-        w.command.store(SHistWorker::kIdle, std::memory_order_release);
+    if (nLociTot == 0) return;
+    int s = static_cast<int>(pass.nMaleParents * w.rnd.URand());
+    if (s > pass.nMaleParents - 1) s = pass.nMaleParents - 1;
+    int d = static_cast<int>(pass.nFemaleParents * w.rnd.URand());
+    if (d > pass.nFemaleParents - 1) d = pass.nFemaleParents - 1;
+    const SRec& sire = pass.parents[s];
+    const SRec& dam = pass.parents[pass.nMaleParents + d];
+    SRec& child = pass.target[idx];
+    bool male = idx < pass.targetMales;
+    for (int c = 0; c < prm.genome.nChr; ++c) {
+        if (chrom[c].NLoci() == 0) continue;
+        MakeChromosome(c, sire, dam, child, male, &w.rnd, w.cross);
+        w.patCross += w.cross.nS;
+        w.matCross += w.cross.nD;
     }
 }
 
-void SimClass::GetHPHomo(int t)
+void SimClass::GetHPHomo(SHistWorker& w, const SHistPass& pass)
 {
-    SHistWorker& w = *hpWorkers[t];
     w.mrkHomoSum = w.qtlHomoSum = 0;
     for (int idx = w.share.first; idx <= w.share.last; ++idx) {
-        const SRec& r = hpTarget[idx];
+        const SRec& r = pass.target[idx];
         const uint16_t* pat = r.Pat();
         const uint16_t* mat = r.Mat();
-        bool male = idx < hpTargetMales;
+        bool male = idx < pass.targetMales;
         int markers = 0, qtl = 0;
         for (const SChrom& ch : chrom) {
             if (ch.prm.isX && male) continue;
@@ -137,11 +100,11 @@ void SimClass::GetHPHomo(int t)
     }
 }
 
-void SimClass::MeasureHomozygosity(SRec* target, int n, int males)
+void SimClass::MeasureHomozygosity(CHistWorkerPool& pool, SRec* target, int n, int males)
 {
-    RunHistPass(SHistWorker::kHomozygosity, target, n, males);
+    pool.RunPass(SHistWorker::kHomozygosity, SHistPass{target, males}, n);
     double markers = 0, qtl = 0;
-    for (auto& w : hpWorkers) {
+    for (auto& w : pool.Workers()) {
         markers += w->mrkHomoSum;
         qtl += w->qtlHomoSum;
         w->mrkHomoSum = w->qtlHomoSum = 0;  // workers left out of a small pass add nothing
@@ -150,11 +113,10 @@ void SimClass::MeasureHomozygosity(SRec* target, int n, int males)
     hpQtlHomo = qtl / n;
 }
 
-void SimClass::FounderGenotypes(int t)
+void SimClass::FounderGenotypes(SHistWorker& w, const SHistPass& pass)
 {
-    SHistWorker& w = *hpWorkers[t];
     for (int idx = w.share.first; idx <= w.share.last; ++idx) {
-        SRec& r = hpTarget[idx];
+        SRec& r = pass.target[idx];
         for (int c = 0; c < prm.genome.nChr; ++c) {
             const SChrom& ch = chrom[c];
             uint16_t* pat = r.patChr[c];
@@ -171,7 +133,7 @@ void SimClass::FounderGenotypes(int t)
                     mat[i] = DrawAllele(l->freq, w.rnd);
                 }
             }
-            if (ch.prm.isX && idx < hpTargetMales)
+            if (ch.prm.isX && idx < pass.targetMales)
                 std::copy(mat, mat + ch.NLoci(), pat);
         }
     }
@@ -190,7 +152,7 @@ void SimClass::HPSimulator(int rep)
     for (SRec& r : hp.recs) AllocRecChr(&r);
     for (SRec& r : other) AllocRecChr(&r);
     GenerateCompleteLD(hp.recs.data());
-    StartHistWorkers();
+    CHistWorkerPool pool(nthread, [this](SHistWorker& w, int command, const SHistPass& pass) { HistWork(w, command, pass); });
     const bool mutating = prm.genome.mmutr > 0 || prm.genome.qmutr > 0;
 
     PrintALineFormat1(60, '-', stdout, "Historical generations (%s)", FormatNum(static_cast<unsigned long long>(G)));
@@ -199,9 +161,9 @@ void SimClass::HPSimulator(int rep)
 
     // Generation 0: the founders.
     int size = prm.hist.Size(0), males = prm.hist.Males(0);
-    RunHistPass(SHistWorker::kFounders, hp.recs.data(), size, males);
+    pool.RunPass(SHistWorker::kFounders, SHistPass{hp.recs.data(), males}, size);
     if (mutating) mutation.Mutate(hp.recs.data(), size);
-    MeasureHomozygosity(hp.recs.data(), size, males);
+    MeasureHomozygosity(pool, hp.recs.data(), size, males);
     if (prm.output.monitor_hp_homo) SaveHPHomo(0);
     if (G > 0) {
         PrintHistLine('*', 0, size, males);
@@ -220,14 +182,12 @@ void SimClass::HPSimulator(int rep)
         bool shown = (g % printStep == 0 || atBoundary) && g < G;
         if (shown) PrintHistLine(atBoundary ? '*' : ' ', g, size, males);
 
-        hpParents = parents;
-        hpNMaleParents = parentMales;
-        hpNFemaleParents = parentSize - parentMales;
-        RunHistPass(SHistWorker::kMeiosis, offspring, size, males);
+        pool.RunPass(SHistWorker::kMeiosis, SHistPass{offspring, males, parents, parentMales, parentSize - parentMales},
+                     size);
         if (mutating) mutation.Mutate(offspring, size);
 
         bool monitored = prm.output.monitor_hp_homo && g >= prm.output.monitorFreq && g % prm.output.monitorFreq == 0;
-        if (shown || atBoundary || monitored || g == G) MeasureHomozygosity(offspring, size, males);
+        if (shown || atBoundary || monitored || g == G) MeasureHomozygosity(pool, offspring, size, males);
         if (prm.output.monitor_hp_homo && (monitored || g == G)) SaveHPHomo(g);
         if (shown) Info("   %8.4f   %8.4f\n", hpMrkHomo, hpQtlHomo);
         if (atBoundary) ++boundary;
@@ -239,14 +199,13 @@ void SimClass::HPSimulator(int rep)
 
     // The last generation stays in the engine's record array.
     if (parents != hp.recs.data()) hp.recs.swap(other);
-    CloseHistoricalRun(hp.recs.data());
+    CloseHistoricalRun(pool, hp.recs.data());
 
     for (size_t i = static_cast<size_t>(prm.hist.LastSize()); i < hp.recs.size(); ++i) {
         FreeRecChr(hp.recs[i].patChr);
         hp.recs[i].patChr = nullptr;
     }
     for (SRec& r : other) FreeRecChr(r.patChr);
-    hpWorkers.clear();
     const char* lap = timer.PrintTime_Str();
     PrintLineTime(60, '-', stdout, lap);
     if (rptfp) PrintLineTime(45, '-', rptfp, lap);

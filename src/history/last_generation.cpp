@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "app/simclass.h"
+#include "history/hist_pool.h"
 #include "random/shuffle.h"
 #include "support/messages.h"
 #include "support/numbers.h"
@@ -199,10 +200,10 @@ void SimClass::PurgeIndivGenotype_LHG(SRec* lhg, const int* keep, int n)
     }
 }
 
-void SimClass::CloseHistoricalRun(SRec* lhg)
+void SimClass::CloseHistoricalRun(CHistWorkerPool& pool, SRec* lhg)
 {
     const int n = prm.hist.LastSize();
-    for (auto& w : hpWorkers) {
+    for (auto& w : pool.Workers()) {
         hpPatCross += w->patCross;
         hpMatCross += w->matCross;
     }
@@ -221,7 +222,7 @@ void SimClass::CloseHistoricalRun(SRec* lhg)
     if (prm.genome.select_seg_loci) {
         int markersBefore = nMrkTot, qtlBefore = nQTLTot;
         SelectSegregatingLoci_LHG(lhg);
-        MeasureHomozygosity(lhg, n, prm.hist.nmlhg);
+        MeasureHomozygosity(pool, lhg, n, prm.hist.nmlhg);
         if (markersBefore + qtlBefore > 0) Info("   MAF threshold            : %g\n", prm.genome.segMaft);
         if (markersBefore > 0)
             Info("   No. markers selected     : %-7s out of %-12s (Homo = %g)\n",
@@ -232,7 +233,7 @@ void SimClass::CloseHistoricalRun(SRec* lhg)
                  FormatNum(static_cast<unsigned long long>(nQTLTot)), FormatNum(static_cast<unsigned long long>(qtlBefore)),
                  hpQtlHomo);
     }
-    StopHistWorkers();
+    pool.Stop();
 
     // Records of the last generation: the source of founders of the recent populations.
     const double sdPoly = std::sqrt(prm.global.varPoly), sdRes = std::sqrt(prm.global.varRes);
