@@ -86,7 +86,7 @@ int main(int argc, char** argv)
             sim->ChooseFromRecentPop();
         }
         if (&f == forms)
-            printf("Genotypes      : %d individuals x %d markers\n", sim->pops[0].genInfo[0].last + 1, sim->nMrkTot);
+            printf("Genotypes      : %d individuals x %d markers\n", sim->pops[0].genInfo[0].last + 1, sim->genome.nMrkTot);
         const std::string genoPath = folder + "/genotypes.txt", plainPath = folder + "/plain.txt";
         // Each write twice, alternating, every file removed once written, and the faster of
         // each pair counts: both then meet the page cache in the same state.

@@ -27,7 +27,7 @@ double TimeHistory(const char* path, int threads, long long& alleleBytes, long l
         seconds = SecondsSince(start);
     }
 
-    long long perIndividual = 2LL * sim->nLociTot * sizeof(uint16_t);
+    long long perIndividual = 2LL * sim->genome.nLociTot * sizeof(uint16_t);
     alleleBytes = 0;
     for (int g = 1; g <= sim->prm.hist.nGen; ++g) alleleBytes += perIndividual * sim->prm.hist.Size(g);
     twoGenerations = 2LL * perIndividual * sim->prm.hist.LargestSize();

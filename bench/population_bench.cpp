@@ -34,7 +34,7 @@ SFigures TimePopulation(const char* path, int threads)
     }
 
     const CPopulation& p = sim->pops[0];
-    long long perIndividual = 2LL * sim->nLociTot * sizeof(uint16_t);
+    long long perIndividual = 2LL * sim->genome.nLociTot * sizeof(uint16_t);
     int largest = 0;
     for (int g = 1; g <= p.prm.ng; ++g) {
         f.alleleBytes += perIndividual * p.genInfo[g].nPrg;

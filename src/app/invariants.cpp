@@ -325,7 +325,7 @@ void HoldParents(CHolders& h, const CPopulation& p, EStage stage, int made)
 std::string NewGenomesFault(const SimClass& sim, const SRunPoint& at)
 {
     if (at.popDone) return "";
-    const std::vector<uint16_t> nAllele = AlleleCounts(sim.chrom);
+    const std::vector<uint16_t> nAllele = AlleleCounts(sim.genome.chrom);
     std::string fault;
     auto check = [&](const SRec& r, const CPopulation* pop) {
         if (!fault.empty() || !r.patChr || !r.genomeUse || *r.genomeUse == kGenomeReleased) return;

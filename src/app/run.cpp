@@ -64,7 +64,7 @@ void SimClass::Run()
             if (onPopulationDone) onPopulationDone(p, rep);
             if (p.prm.out.dataOut) SaveData();
             if (p.prm.out.statOut) SaveStat();
-            if (p.prm.out.ldOut && nMrkTot > 0) SaveLD();
+            if (p.prm.out.ldOut && genome.nMrkTot > 0) SaveLD();
             PrintLineTime(60, '-', stdout, popTimer.PrintTime_Str());
             CloseOutputStreams(false);
         }
@@ -101,7 +101,7 @@ void SimClass::Run()
 void SimClass::InitializeRun()
 {
     AllocGlobalMem();
-    mutation.Initialize(locusPtr.data(), mrkIndex.data(), qtlIndex.data(), nMrkTot, nQTLTot, nthread, prm.output.allele_label);
+    mutation.Initialize(genome.locusPtr.data(), genome.mrkIndex.data(), genome.qtlIndex.data(), genome.nMrkTot, genome.nQTLTot, nthread, prm.output.allele_label);
     mutation.SetRates(prm.genome.mmutr, prm.genome.mmutrRecurrent, prm.genome.qmutr, prm.genome.qmutrRecurrent);
 }
 
@@ -121,8 +121,8 @@ void SimClass::PrintRunSummary()
     Info("Residual variance                : %g\n", prm.global.varRes);
     Info("Phenotypic variance              : %g\n", prm.global.phvar);
     Info("No. chromosomes                  : %d\n", prm.genome.nChr);
-    Info("No. QTL in total                 : %s\n", FormatNum(static_cast<unsigned long long>(nQTLTot)));
-    Info("No. markers in total             : %s\n", FormatNum(static_cast<unsigned long long>(nMrkTot)));
+    Info("No. QTL in total                 : %s\n", FormatNum(static_cast<unsigned long long>(genome.nQTLTot)));
+    Info("No. markers in total             : %s\n", FormatNum(static_cast<unsigned long long>(genome.nMrkTot)));
     if (prm.genome.rmmg.rate > 0 || prm.genome.rmqg.rate > 0) {
         PrintRate("Rate of missing marker genotypes ", prm.genome.rmmg);
         PrintRate("Rate of missing QTL genotypes    ", prm.genome.rmqg);

@@ -12,6 +12,7 @@
 #include "breeding/population.h"
 #include "evaluation/blup.h"
 #include "evaluation/inbred.h"
+#include "genome/genome.h"
 #include "genome/genome_pool.h"
 #include "genome/mutation.h"
 #include "genome/records.h"
@@ -90,9 +91,6 @@ public:
     void ScaleQAEffect(SRec* lhg, int n, double& scale);
     // The QTL value of rec from the current effects (a male's X-linked QTL count once).
     double QTLValue(const SRec* rec) const;
-    // The locus at genome-wide index g: the chromosomes' locus lists are consecutive slices of
-    // one array (the full genome, or the loci kept by select_seg_loci).
-    SLocus* LocusAt(int g) const { return chrom.front().loci[g]; }
 
     // ---- Meiosis (genome/meiosis.cpp) ----
     void SampleCrossoPos(int chr, short& n, double* xpos, double scale, CMyRnd* rnd);
@@ -214,17 +212,8 @@ public:
     std::vector<CPopulation> pops;  // in the order of their blocks; built once, never moved
 
     // ---- Genome ----
-    std::vector<SChrom> chrom;       // one per chromosome statement block; built once, never moved
-    std::vector<SLocus> locusStore;  // every locus record, chromosome by chromosome
-    std::vector<SLocus*> locusPtr;   // genome-wide pointer array; its slices are the full locus lists
-    int nMrkTot = 0, nQTLTot = 0, nLociTot = 0;  // loci of the replicate (select_seg_loci lowers them)
-
+    SGenome genome;
     // ---- Genome-wide run state ----
-    std::vector<int> mrkIndex;       // genome-wide index of every marker, in genome order
-    std::vector<int> qtlIndex;       // genome-wide index of every QTL
-    std::vector<double> lociPosition;  // position of every locus, genome order (rebuilt with the index lists)
-    std::vector<SLocus*> selectedLoci;  // loci kept by select_seg_loci for this replicate
-    SAlleleSummary qtlAlleles, mrkAlleles, allAlleles;  // filled by GetLociInfo
     std::vector<SCrossoP> crossScratch;  // one per chromosome, for the main thread
     SRec unknownParent;              // parent of the last historical generation (id 0)
     CMutation mutation;

@@ -30,7 +30,7 @@ struct SQTLSums {
 
 void SimClass::AllocQAEffectMem()
 {
-    for (SChrom& ch : chrom) {
+    for (SChrom& ch : genome.chrom) {
         ch.nMrkFixed = ch.nQTLFixed = 0;
         for (int i = 0; i < ch.NLoci(); ++i) {
             SLocus* l = ch.loci[i];
@@ -39,25 +39,25 @@ void SimClass::AllocQAEffectMem()
         }
     }
     int fixedMrk = 0, fixedQTL = 0;
-    for (const SChrom& ch : chrom) {
+    for (const SChrom& ch : genome.chrom) {
         fixedMrk += ch.nMrkFixed;
         fixedQTL += ch.nQTLFixed;
     }
-    Info("   No. segregating markers  : %-7s out of %s\n", FormatNum(static_cast<unsigned long long>(nMrkTot - fixedMrk)),
-         FormatNum(static_cast<unsigned long long>(nMrkTot)));
-    Info("   No. segregating QTL      : %-7s out of %s\n", FormatNum(static_cast<unsigned long long>(nQTLTot - fixedQTL)),
-         FormatNum(static_cast<unsigned long long>(nQTLTot)));
-    AddValue(histRep.segMrk, nMrkTot - fixedMrk);
-    AddValue(histRep.segQTL, nQTLTot - fixedQTL);
+    Info("   No. segregating markers  : %-7s out of %s\n", FormatNum(static_cast<unsigned long long>(genome.nMrkTot - fixedMrk)),
+         FormatNum(static_cast<unsigned long long>(genome.nMrkTot)));
+    Info("   No. segregating QTL      : %-7s out of %s\n", FormatNum(static_cast<unsigned long long>(genome.nQTLTot - fixedQTL)),
+         FormatNum(static_cast<unsigned long long>(genome.nQTLTot)));
+    AddValue(histRep.segMrk, genome.nMrkTot - fixedMrk);
+    AddValue(histRep.segQTL, genome.nQTLTot - fixedQTL);
 }
 
 void SimClass::SampleQAEffect()
 {
     GetLociInfo();
-    if (nQTLTot == 0 || chrom.empty()) return;
-    double v = prm.global.varQTL / nQTLTot * 0.5;
+    if (genome.nQTLTot == 0 || genome.chrom.empty()) return;
+    double v = prm.global.varQTL / genome.nQTLTot * 0.5;
     double s = 0;
-    const SChrom& first = chrom[0];
+    const SChrom& first = genome.chrom[0];
     switch (first.prm.qaeMethod) {
     case EEffectMethod::Pd: s = std::sqrt(v) / 0.7483314773547883; break;
     case EEffectMethod::Rndg: s = std::sqrt(v) / std::sqrt(first.prm.gammaShape * first.prm.gammaShape + first.prm.gammaShape); break;
@@ -65,7 +65,7 @@ void SimClass::SampleQAEffect()
     case EEffectMethod::Rnd: s = std::sqrt(v) / 0.5773502691896257; break;
     }
     auto randomSign = [](double e) { return MyRnd.URand() < 0.5 ? -e : e; };
-    for (SChrom& ch : chrom)
+    for (SChrom& ch : genome.chrom)
         for (int i = 0; i < ch.NLoci(); ++i) {
             SLocus* l = ch.loci[i];
             if (!l->isQTL) continue;
@@ -89,11 +89,11 @@ double SimClass::QTLValue(const SRec* rec) const
     double v = 0;
     const uint16_t* pat = rec->Pat();
     const uint16_t* mat = rec->Mat();
-    for (const SChrom& ch : chrom) {
+    for (const SChrom& ch : genome.chrom) {
         bool maternalOnly = ch.prm.isX && rec->sex == 1;
         for (int k = 0; k < ch.nQTL; ++k) {
             int g = ch.qtlIdx[k];
-            const std::vector<double>& e = LocusAt(g)->effect;
+            const std::vector<double>& e = genome.LocusAt(g)->effect;
             v += e[mat[g] - 1];
             if (!maternalOnly) v += e[pat[g] - 1];
         }
@@ -104,7 +104,7 @@ double SimClass::QTLValue(const SRec* rec) const
 void SimClass::ScaleQAEffect(SRec* lhg, int n, double& scale)
 {
     // Genotype values of every QTL over the generation, and the QTL and polygenic values.
-    std::vector<SQTLSums> perQTL(static_cast<size_t>(nQTLTot));
+    std::vector<SQTLSums> perQTL(static_cast<size_t>(genome.nQTLTot));
     double qSum = 0, qSumSq = 0, pSum = 0, pSumSq = 0;
     for (int i = 0; i < n; ++i) {
         SRec& r = lhg[i];
@@ -112,11 +112,11 @@ void SimClass::ScaleQAEffect(SRec* lhg, int n, double& scale)
         const uint16_t* mat = r.Mat();
         double value = 0;
         int k = 0;
-        for (const SChrom& ch : chrom) {
+        for (const SChrom& ch : genome.chrom) {
             bool maternalOnly = ch.prm.isX && r.sex == 1;
             for (int j = 0; j < ch.nQTL; ++j, ++k) {
                 int g = ch.qtlIdx[j];
-                const std::vector<double>& e = LocusAt(g)->effect;
+                const std::vector<double>& e = genome.LocusAt(g)->effect;
                 double gv = e[mat[g] - 1] + (maternalOnly ? 0 : e[pat[g] - 1]);
                 perQTL[k].sum += gv;
                 perQTL[k].sumSq += gv * gv;
@@ -133,21 +133,21 @@ void SimClass::ScaleQAEffect(SRec* lhg, int n, double& scale)
 
     // Centre every QTL on its mean allele effect and scale it.
     auto rescale = [&](int k, double factor) {
-        SLocus* l = LocusAt(qtlIndex[k]);
+        SLocus* l = genome.LocusAt(genome.qtlIndex[k]);
         double mean = perQTL[k].sum / perQTL[k].copies;
         for (double& e : l->effect) e = (e - mean) * factor;
     };
-    if (chrom.empty() || chrom[0].prm.qaeMethod != EEffectMethod::Pd) {
+    if (genome.chrom.empty() || genome.chrom[0].prm.qaeMethod != EEffectMethod::Pd) {
         double v = Variance(qSum, qSumSq, n);
         if (prm.global.varQTL > 1e-5 && v < 1e-5) VarianceError(56);
         double f = v >= 1e-5 ? std::sqrt(prm.global.varQTL) / std::sqrt(v) : 1;
-        for (int k = 0; k < nQTLTot; ++k) rescale(k, f);
+        for (int k = 0; k < genome.nQTLTot; ++k) rescale(k, f);
         scale = f;
     } else {
-        for (int k = 0; k < nQTLTot; ++k) {
+        for (int k = 0; k < genome.nQTLTot; ++k) {
             // Over half the allele copies: a male's X-linked QTL counts one copy.
             double vk = Variance(perQTL[k].sum, perQTL[k].sumSq, perQTL[k].copies / 2);
-            double target = LocusAt(qtlIndex[k])->targetVar;
+            double target = genome.LocusAt(genome.qtlIndex[k])->targetVar;
             if (target > 1e-5 && vk < 1e-5) VarianceError(57);
             double f = vk >= 1e-5 ? std::sqrt(target) / std::sqrt(vk) : 1;
             rescale(k, f);

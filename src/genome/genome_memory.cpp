@@ -13,18 +13,18 @@
 void SimClass::AllocRecChr(SRec* rec)
 {
     size_t pointers = 2 * static_cast<size_t>(prm.genome.nChr) * sizeof(uint16_t*);
-    size_t alleles = 2 * static_cast<size_t>(nLociTot) * sizeof(uint16_t);
+    size_t alleles = 2 * static_cast<size_t>(genome.nLociTot) * sizeof(uint16_t);
     void* block = genomePool.Take(pointers + alleles);
     if (!block) RaiseFatal("Error (AllocRecChr) - Allocation failed!\n");
     rec->patChr = static_cast<uint16_t**>(block);
     rec->matChr = rec->patChr + prm.genome.nChr;
     uint16_t* pat = reinterpret_cast<uint16_t*>(rec->matChr + prm.genome.nChr);
-    uint16_t* mat = pat + nLociTot;
+    uint16_t* mat = pat + genome.nLociTot;
     int offset = 0;
     for (int c = 0; c < prm.genome.nChr; ++c) {
         rec->patChr[c] = pat + offset;
         rec->matChr[c] = mat + offset;
-        offset += chrom[c].NLoci();
+        offset += genome.chrom[c].NLoci();
     }
 }
 
@@ -43,33 +43,33 @@ void SimClass::ReleaseGenome(SRec* rec)
 
 void SimClass::GetMrkQTLIdx()
 {
-    mrkIndex.resize(static_cast<size_t>(nMrkTot));
-    qtlIndex.resize(static_cast<size_t>(nQTLTot));
-    lociPosition.resize(static_cast<size_t>(nMrkTot + nQTLTot));
+    genome.mrkIndex.resize(static_cast<size_t>(genome.nMrkTot));
+    genome.qtlIndex.resize(static_cast<size_t>(genome.nQTLTot));
+    genome.lociPosition.resize(static_cast<size_t>(genome.nMrkTot + genome.nQTLTot));
     int g = 0, markers = 0, qtl = 0;
-    for (SChrom& ch : chrom) {
-        ch.mrkIdx = mrkIndex.data() + markers;
-        ch.qtlIdx = qtlIndex.data() + qtl;
-        ch.lociPos = lociPosition.data() + g;
+    for (SChrom& ch : genome.chrom) {
+        ch.mrkIdx = genome.mrkIndex.data() + markers;
+        ch.qtlIdx = genome.qtlIndex.data() + qtl;
+        ch.lociPos = genome.lociPosition.data() + g;
         for (int i = 0; i < ch.NLoci(); ++i, ++g) {
-            if (g < static_cast<int>(lociPosition.size())) lociPosition[g] = ch.loci[i]->pos;
+            if (g < static_cast<int>(genome.lociPosition.size())) genome.lociPosition[g] = ch.loci[i]->pos;
             if (ch.loci[i]->isQTL) {
-                if (qtl < nQTLTot) qtlIndex[qtl] = g;
+                if (qtl < genome.nQTLTot) genome.qtlIndex[qtl] = g;
                 ++qtl;
             } else {
-                if (markers < nMrkTot) mrkIndex[markers] = g;
+                if (markers < genome.nMrkTot) genome.mrkIndex[markers] = g;
                 ++markers;
             }
         }
     }
-    if (markers != nMrkTot || qtl != nQTLTot) Abort("Error - Function GetMrkQTLIdx()\n");
+    if (markers != genome.nMrkTot || qtl != genome.nQTLTot) Abort("Error - Function GetMrkQTLIdx()\n");
 }
 
 void SimClass::GetLociInfo()
 {
     long sum[2] = {0, 0};
     int most[2] = {0, 0}, least[2] = {10000000, 10000000};
-    for (const SChrom& ch : chrom)
+    for (const SChrom& ch : genome.chrom)
         for (int i = 0; i < ch.NLoci(); ++i) {
             const SLocus* l = ch.loci[i];
             int k = l->isQTL ? 1 : 0;
@@ -77,11 +77,11 @@ void SimClass::GetLociInfo()
             most[k] = std::max(most[k], static_cast<int>(l->nAllele));
             least[k] = std::min(least[k], static_cast<int>(l->nAllele));
         }
-    mrkAlleles = qtlAlleles = allAlleles = SAlleleSummary();
-    if (nQTLTot > 0) qtlAlleles = {static_cast<double>(sum[1]) / nQTLTot, most[1], least[1]};
-    if (nMrkTot > 0) mrkAlleles = {static_cast<double>(sum[0]) / nMrkTot, most[0], least[0]};
-    if (nLociTot > 0)
-        allAlleles = {static_cast<double>(sum[0] + sum[1]) / nLociTot, std::max(most[0], most[1]),
+    genome.mrkAlleles = genome.qtlAlleles = genome.allAlleles = SAlleleSummary();
+    if (genome.nQTLTot > 0) genome.qtlAlleles = {static_cast<double>(sum[1]) / genome.nQTLTot, most[1], least[1]};
+    if (genome.nMrkTot > 0) genome.mrkAlleles = {static_cast<double>(sum[0]) / genome.nMrkTot, most[0], least[0]};
+    if (genome.nLociTot > 0)
+        genome.allAlleles = {static_cast<double>(sum[0] + sum[1]) / genome.nLociTot, std::max(most[0], most[1]),
                       std::min(least[0], least[1])};
 }
 
@@ -94,7 +94,7 @@ int SimClass::MrkHomozy(SRec* rec)
     const uint16_t* patAll = rec->Pat();
     const uint16_t* matAll = rec->Mat();
     for (int c = 0; c < prm.genome.nChr; ++c) {
-        const SChrom& ch = chrom[c];
+        const SChrom& ch = genome.chrom[c];
         if (ch.prm.isX && rec->sex == 1) continue;  // a male's two X copies are the same
         const uint16_t* pat = rec->patChr[c];
         const uint16_t* mat = rec->matChr[c];
@@ -104,7 +104,7 @@ int SimClass::MrkHomozy(SRec* rec)
         for (int k = 0; k < ch.nQTL; ++k) same -= patAll[ch.qtlIdx[k]] == matAll[ch.qtlIdx[k]];
         count += same;
     }
-    rec->homo = nMrkTot > 0 ? static_cast<double>(count) / nMrkTot : 0;
+    rec->homo = genome.nMrkTot > 0 ? static_cast<double>(count) / genome.nMrkTot : 0;
     return count;
 }
 
@@ -115,8 +115,8 @@ void SimClass::AllocGlobalMem()
         p.repStat.assign(static_cast<size_t>(p.prm.ng) + 1, SGenRepStat());
     }
     crossScratch.assign(static_cast<size_t>(prm.genome.nChr), SCrossoP());
-    mrkIndex.assign(static_cast<size_t>(nMrkTot), 0);
-    qtlIndex.assign(static_cast<size_t>(nQTLTot), 0);
+    genome.mrkIndex.assign(static_cast<size_t>(genome.nMrkTot), 0);
+    genome.qtlIndex.assign(static_cast<size_t>(genome.nQTLTot), 0);
     unknownParent.id = 0;
     unknownParent.inbF = -1.0;  // so dFactor is 1.0 for two unknown parents, 0.75 - 0.25 F for one
 }
@@ -171,34 +171,34 @@ void SimClass::FreePopMem()
     genomeUseCount.clear();
     founderFlag.clear();
 
-    if (!selectedLoci.empty() || prm.genome.select_seg_loci) {
+    if (!genome.selectedLoci.empty() || prm.genome.select_seg_loci) {
         // Every replicate starts again from the full genome.
-        selectedLoci.clear();
-        nMrkTot = nQTLTot = 0;
-        for (SChrom& ch : chrom) {
+        genome.selectedLoci.clear();
+        genome.nMrkTot = genome.nQTLTot = 0;
+        for (SChrom& ch : genome.chrom) {
             ch.loci = ch.fullLoci;
             ch.nMrk = ch.nMrkFull;
             ch.nQTL = ch.nQTLFull;
-            nMrkTot += ch.nMrk;
-            nQTLTot += ch.nQTL;
+            genome.nMrkTot += ch.nMrk;
+            genome.nQTLTot += ch.nQTL;
         }
-        nLociTot = nMrkTot + nQTLTot;
+        genome.nLociTot = genome.nMrkTot + genome.nQTLTot;
     }
 }
 
 void SimClass::FreeParamMem()
 {
-    locusStore.clear();
-    locusPtr.clear();
-    chrom.clear();
+    genome.locusStore.clear();
+    genome.locusPtr.clear();
+    genome.chrom.clear();
 }
 
 void SimClass::FreeGlobalMem()
 {
     genomePool.Clear();
     crossScratch.clear();
-    mrkIndex.clear();
-    qtlIndex.clear();
+    genome.mrkIndex.clear();
+    genome.qtlIndex.clear();
 }
 
 // The parents of the current generation are done: each releases one hold on its genome.
@@ -230,24 +230,24 @@ void SimClass::FreeChrProgMem(CPopulation* pop, int first, int last)
 void SimClass::BuildGenome()
 {
     const SGenomeParams& g = prm.genome;
-    chrom.clear();
-    chrom.reserve(g.chrom.size());
-    for (const SChromParams& c : g.chrom) chrom.emplace_back(c);
-    nMrkTot = g.nMrkTot;
-    nQTLTot = g.nQTLTot;
-    nLociTot = nMrkTot + nQTLTot;
-    locusStore.assign(static_cast<size_t>(nLociTot), SLocus());
-    locusPtr.assign(static_cast<size_t>(nLociTot), nullptr);
+    genome.chrom.clear();
+    genome.chrom.reserve(g.chrom.size());
+    for (const SChromParams& c : g.chrom) genome.chrom.emplace_back(c);
+    genome.nMrkTot = g.nMrkTot;
+    genome.nQTLTot = g.nQTLTot;
+    genome.nLociTot = genome.nMrkTot + genome.nQTLTot;
+    genome.locusStore.assign(static_cast<size_t>(genome.nLociTot), SLocus());
+    genome.locusPtr.assign(static_cast<size_t>(genome.nLociTot), nullptr);
     for (size_t i = 0; i < g.loci.size(); ++i) {
         const SLocusParams& from = g.loci[i];
-        SLocus& to = locusStore[i];
+        SLocus& to = genome.locusStore[i];
         to.isQTL = from.isQTL;
         to.nAllele0 = from.nAllele0;
         to.pos = from.pos;
         to.freq = from.freq;
         to.targetVar = from.targetVar;
-        locusPtr[i] = &to;
+        genome.locusPtr[i] = &to;
     }
-    for (SChrom& ch : chrom) ch.loci = ch.fullLoci = locusPtr.data() + ch.prm.firstLocus;
+    for (SChrom& ch : genome.chrom) ch.loci = ch.fullLoci = genome.locusPtr.data() + ch.prm.firstLocus;
     for (short c = 0; c < g.nChr; ++c) SortFixedPositions(c);
 }

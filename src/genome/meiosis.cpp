@@ -31,7 +31,7 @@ void SimClass::SampleCrossoPos(int chr, short& n, double* xpos, double scale, CM
 {
     n = 0;
     if (prm.genome.mean_crossover <= 0) return;
-    double len = chrom[chr].prm.len;
+    double len = genome.chrom[chr].prm.len;
     int count = rnd->PoissRnd(len * scale / 100 * prm.genome.mean_crossover);
     if (count < 1) return;
     if (count > kMaxCrossovers)
@@ -102,7 +102,7 @@ void WriteCrossoverLine(CWriteBuffer* out, char parent, const SCrossoP* cp, int 
 void SimClass::MakeChromosome(int c, const SRec& sire, const SRec& dam, SRec& child, bool maleChild, CMyRnd* rnd,
                               SCrossoP& cp)
 {
-    const SChrom& ch = chrom[c];
+    const SChrom& ch = genome.chrom[c];
     cp.nS = cp.nD = 0;
     // Draw order: sire's sampling, his crossovers, dam's sampling, hers, sire's strand, dam's.
     if (!ch.prm.isX && rnd->URand() < 0.5) SampleCrossoPos(c, cp.nS, cp.sPos.data(), ch.prm.maleScale, rnd);
@@ -118,18 +118,18 @@ void SimClass::MakeChromosome(int c, const SRec& sire, const SRec& dam, SRec& ch
 
 void SimClass::Meiosis(SRec* rec, CMyRnd* rnd, SCrossoP* cp, CWriteBuffer* out)
 {
-    if (nMrkTot + nQTLTot == 0) return;
+    if (genome.nMrkTot + genome.nQTLTot == 0) return;
     rec->qtlVal = 0;
     long sireTotal = 0, damTotal = 0;
     for (int c = 0; c < prm.genome.nChr; ++c) {
         cp[c].nS = cp[c].nD = 0;
-        const SChrom& ch = chrom[c];
+        const SChrom& ch = genome.chrom[c];
         if (ch.NLoci() == 0) continue;
         MakeChromosome(c, *rec->sire, *rec->dam, *rec, rec->sex == 1, rnd, cp[c]);
         bool maternalOnly = ch.prm.isX && rec->sex == 1;
         for (int k = 0; k < ch.nQTL; ++k) {
             int g = ch.qtlIdx[k];
-            const std::vector<double>& e = LocusAt(g)->effect;
+            const std::vector<double>& e = genome.LocusAt(g)->effect;
             rec->qtlVal += e[rec->Mat()[g] - 1];
             if (!maternalOnly) rec->qtlVal += e[rec->Pat()[g] - 1];
         }

@@ -16,7 +16,7 @@ void SimClass::LPosQSort(int first, int last, SLocus** loci)
 // has checked them); loci of random classes are placed per replicate.
 void SimClass::SortFixedPositions(short c)
 {
-    SChrom& ch = chrom[c];
+    SChrom& ch = genome.chrom[c];
     int first, last;
     if (FixedPositionRange(ch.prm, first, last)) LPosQSort(first, last, ch.loci);
 }
@@ -74,22 +74,22 @@ void SimClass::RandomizePosAcrossGenome(int rep)
     bool qtl = prm.genome.r_qpos_g || (prm.genome.r1_qpos_g && rep == 1);
     // Summed in the order of the cut below, so that the genome's end is its last chromosome's end.
     double total = 0;
-    for (const SChrom& ch : chrom) total += ch.prm.len;
+    for (const SChrom& ch : genome.chrom) total += ch.prm.len;
     // Draws reach 0.00001 past the end of the genome: those are set to the end, on the last
     // chromosome. Loci of a class not drawn keep their position values and are sorted and cut with
     // them, so they may land on another chromosome.
     if (markers || qtl)
-        GenerateUniqueURandPos(locusPtr.data(), nLociTot, total, 0.00001, total, 0.00001,
+        GenerateUniqueURandPos(genome.locusPtr.data(), genome.nLociTot, total, 0.00001, total, 0.00001,
                                markers && qtl ? 2 : (markers ? 1 : 0), total);
     // Cut the genome-wide order into chromosomes.
     int next = 0;
     double offset = 0;
-    for (SChrom& ch : chrom) {
+    for (SChrom& ch : genome.chrom) {
         double end = offset + ch.prm.len;
-        ch.loci = ch.fullLoci = locusPtr.data() + next;
+        ch.loci = ch.fullLoci = genome.locusPtr.data() + next;
         ch.nMrk = ch.nQTL = 0;
-        while (next < nLociTot && locusPtr[next]->pos <= end) {
-            SLocus* l = locusPtr[next++];
+        while (next < genome.nLociTot && genome.locusPtr[next]->pos <= end) {
+            SLocus* l = genome.locusPtr[next++];
             l->pos -= offset;
             (l->isQTL ? ch.nQTL : ch.nMrk)++;
         }
@@ -98,14 +98,14 @@ void SimClass::RandomizePosAcrossGenome(int rep)
         ch.nQTLFull = ch.nQTL;
         offset = end;
     }
-    if (next != nLociTot)
-        Abort("Error - Randomize function: code 62354 %d %d!\nPlease report the error to %s\n", next, nLociTot,
+    if (next != genome.nLociTot)
+        Abort("Error - Randomize function: code 62354 %d %d!\nPlease report the error to %s\n", next, genome.nLociTot,
               kContactText);
 }
 
 void SimClass::SampleParam(int rep)
 {
-    for (SChrom& ch : chrom) {
+    for (SChrom& ch : genome.chrom) {
         bool markers = (ch.prm.mrk.posMethod == EPosMethod::Rnd || (ch.prm.mrk.posMethod == EPosMethod::Rnd1 && rep == 1)) &&
                        ch.nMrk > 0;
         bool qtl = (ch.prm.qtl.posMethod == EPosMethod::Rnd || (ch.prm.qtl.posMethod == EPosMethod::Rnd1 && rep == 1)) &&

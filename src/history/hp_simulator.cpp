@@ -37,7 +37,7 @@ uint16_t DrawAllele(const std::vector<double>& freq, CMyRnd& rnd)
 // Every locus starts the replicate with its set-up number of alleles and identity labels.
 void SimClass::ResetAlleleNumbers()
 {
-    for (SChrom& ch : chrom)
+    for (SChrom& ch : genome.chrom)
         for (int i = 0; i < ch.NLoci(); ++i) {
             SLocus* l = ch.loci[i];
             l->nAllele = l->nAllele0;
@@ -64,7 +64,7 @@ void SimClass::HistWork(SHistWorker& w, int command, const SHistPass& pass)
 
 void SimClass::MeiosisBase(SHistWorker& w, const SHistPass& pass, int idx)
 {
-    if (nLociTot == 0) return;
+    if (genome.nLociTot == 0) return;
     int s = static_cast<int>(pass.nMaleParents * w.rnd.URand());
     if (s > pass.nMaleParents - 1) s = pass.nMaleParents - 1;
     int d = static_cast<int>(pass.nFemaleParents * w.rnd.URand());
@@ -74,7 +74,7 @@ void SimClass::MeiosisBase(SHistWorker& w, const SHistPass& pass, int idx)
     SRec& child = pass.target[idx];
     bool male = idx < pass.targetMales;
     for (int c = 0; c < prm.genome.nChr; ++c) {
-        if (chrom[c].NLoci() == 0) continue;
+        if (genome.chrom[c].NLoci() == 0) continue;
         MakeChromosome(c, sire, dam, child, male, &w.rnd, w.cross);
         w.patCross += w.cross.nS;
         w.matCross += w.cross.nD;
@@ -90,13 +90,13 @@ void SimClass::GetHPHomo(SHistWorker& w, const SHistPass& pass)
         const uint16_t* mat = r.Mat();
         bool male = idx < pass.targetMales;
         int markers = 0, qtl = 0;
-        for (const SChrom& ch : chrom) {
+        for (const SChrom& ch : genome.chrom) {
             if (ch.prm.isX && male) continue;
             for (int k = 0; k < ch.nMrk; ++k) markers += pat[ch.mrkIdx[k]] == mat[ch.mrkIdx[k]];
             for (int k = 0; k < ch.nQTL; ++k) qtl += pat[ch.qtlIdx[k]] == mat[ch.qtlIdx[k]];
         }
-        w.mrkHomoSum += MyDVD(markers, nMrkTot);
-        w.qtlHomoSum += MyDVD(qtl, nQTLTot);
+        w.mrkHomoSum += MyDVD(markers, genome.nMrkTot);
+        w.qtlHomoSum += MyDVD(qtl, genome.nQTLTot);
     }
 }
 
@@ -118,7 +118,7 @@ void SimClass::FounderGenotypes(SHistWorker& w, const SHistPass& pass)
     for (int idx = w.share.first; idx <= w.share.last; ++idx) {
         SRec& r = pass.target[idx];
         for (int c = 0; c < prm.genome.nChr; ++c) {
-            const SChrom& ch = chrom[c];
+            const SChrom& ch = genome.chrom[c];
             uint16_t* pat = r.patChr[c];
             uint16_t* mat = r.matChr[c];
             bool uniqueMarkers = ch.prm.mrk.nAlleleMethod == ENumAlleleMethod::Unique;

@@ -87,7 +87,7 @@ void SimClass::GenerateCompleteLD(SRec* gen0)
     const int n = prm.hist.FirstSize(), haplotypes = 2 * n;
     std::vector<int> pool;
     for (int c = 0; c < prm.genome.nChr; ++c) {
-        const SChrom& ch = chrom[c];
+        const SChrom& ch = genome.chrom[c];
         int mIndex = -1, qIndex = -1;
         const SLocus* refMarker = (ch.prm.cld & kCldMarkers) ? FirstOfClass(ch, false, mIndex) : nullptr;
         const SLocus* refQTL = (ch.prm.cld & kCldQTL) ? FirstOfClass(ch, true, qIndex) : nullptr;
@@ -123,8 +123,8 @@ void SimClass::SelectSegregatingLoci_LHG(SRec* lhg)
     const int n = prm.hist.LastSize();
     std::vector<int> markers, qtls;
     std::vector<int> counts;
-    for (int g = 0; g < nLociTot; ++g) {
-        const SLocus* l = LocusAt(g);
+    for (int g = 0; g < genome.nLociTot; ++g) {
+        const SLocus* l = genome.LocusAt(g);
         if (l->nAllele <= 1) continue;
         if (prm.genome.segMaft > 0) {
             counts.assign(static_cast<size_t>(l->nAllele) + 1, 0);
@@ -154,23 +154,23 @@ void SimClass::SelectSegregatingLoci_LHG(SRec* lhg)
 
     // New locus lists: each chromosome keeps the selected loci of its old index range.
     std::vector<SLocus*> selected(keep.size());
-    for (size_t k = 0; k < keep.size(); ++k) selected[k] = LocusAt(keep[k]);
-    selectedLoci.swap(selected);
+    for (size_t k = 0; k < keep.size(); ++k) selected[k] = genome.LocusAt(keep[k]);
+    genome.selectedLoci.swap(selected);
     size_t next = 0;
     int oldStart = 0;
-    nMrkTot = nQTLTot = 0;
-    for (SChrom& ch : chrom) {
+    genome.nMrkTot = genome.nQTLTot = 0;
+    for (SChrom& ch : genome.chrom) {
         int oldEnd = oldStart + ch.NLoci();
-        ch.loci = selectedLoci.data() + next;
+        ch.loci = genome.selectedLoci.data() + next;
         ch.nMrk = ch.nQTL = 0;
-        for (; next < keep.size() && keep[next] < oldEnd; ++next) (selectedLoci[next]->isQTL ? ch.nQTL : ch.nMrk)++;
-        nMrkTot += ch.nMrk;
-        nQTLTot += ch.nQTL;
+        for (; next < keep.size() && keep[next] < oldEnd; ++next) (genome.selectedLoci[next]->isQTL ? ch.nQTL : ch.nMrk)++;
+        genome.nMrkTot += ch.nMrk;
+        genome.nQTLTot += ch.nQTL;
         oldStart = oldEnd;
     }
-    nLociTot = nMrkTot + nQTLTot;
-    AddValue(histRep.selMrk, nMrkTot);
-    AddValue(histRep.selQTL, nQTLTot);
+    genome.nLociTot = genome.nMrkTot + genome.nQTLTot;
+    AddValue(histRep.selMrk, genome.nMrkTot);
+    AddValue(histRep.selQTL, genome.nQTLTot);
     GetMrkQTLIdx();
     GetLociInfo();
     PurgeIndivGenotype_LHG(lhg, keep.data(), static_cast<int>(keep.size()));
@@ -220,17 +220,17 @@ void SimClass::CloseHistoricalRun(CHistWorkerPool& pool, SRec* lhg)
     AllocQAEffectMem();
     SampleQAEffect();
     if (prm.genome.select_seg_loci) {
-        int markersBefore = nMrkTot, qtlBefore = nQTLTot;
+        int markersBefore = genome.nMrkTot, qtlBefore = genome.nQTLTot;
         SelectSegregatingLoci_LHG(lhg);
         MeasureHomozygosity(pool, lhg, n, prm.hist.nmlhg);
         if (markersBefore + qtlBefore > 0) Info("   MAF threshold            : %g\n", prm.genome.segMaft);
         if (markersBefore > 0)
             Info("   No. markers selected     : %-7s out of %-12s (Homo = %g)\n",
-                 FormatNum(static_cast<unsigned long long>(nMrkTot)), FormatNum(static_cast<unsigned long long>(markersBefore)),
+                 FormatNum(static_cast<unsigned long long>(genome.nMrkTot)), FormatNum(static_cast<unsigned long long>(markersBefore)),
                  hpMrkHomo);
         if (qtlBefore > 0)
             Info("   No. QTL selected         : %-7s out of %-12s (Homo = %g)\n",
-                 FormatNum(static_cast<unsigned long long>(nQTLTot)), FormatNum(static_cast<unsigned long long>(qtlBefore)),
+                 FormatNum(static_cast<unsigned long long>(genome.nQTLTot)), FormatNum(static_cast<unsigned long long>(qtlBefore)),
                  hpQtlHomo);
     }
     pool.Stop();
@@ -257,17 +257,17 @@ void SimClass::CloseHistoricalRun(CHistWorkerPool& pool, SRec* lhg)
     ScaleQAEffect(lhg, n, scale);
 
     double maleLength = 0, femaleLength = 0;
-    for (const SChrom& ch : chrom) {
+    for (const SChrom& ch : genome.chrom) {
         maleLength += ch.prm.len * ch.prm.maleScale;
         femaleLength += ch.prm.len * ch.prm.femaleScale;
     }
-    AddValue(histRep.mrkAlleleMean, mrkAlleles.mean);
-    AddValue(histRep.mrkAlleleMax, mrkAlleles.max);
-    AddValue(histRep.mrkAlleleMin, mrkAlleles.min);
-    AddValue(histRep.qtlAlleleMean, qtlAlleles.mean);
-    AddValue(histRep.qtlAlleleMax, qtlAlleles.max);
-    AddValue(histRep.qtlAlleleMin, qtlAlleles.min);
-    const int counts[3] = {nLociTot, nMrkTot, nQTLTot};
+    AddValue(histRep.mrkAlleleMean, genome.mrkAlleles.mean);
+    AddValue(histRep.mrkAlleleMax, genome.mrkAlleles.max);
+    AddValue(histRep.mrkAlleleMin, genome.mrkAlleles.min);
+    AddValue(histRep.qtlAlleleMean, genome.qtlAlleles.mean);
+    AddValue(histRep.qtlAlleleMax, genome.qtlAlleles.max);
+    AddValue(histRep.qtlAlleleMin, genome.qtlAlleles.min);
+    const int counts[3] = {genome.nLociTot, genome.nMrkTot, genome.nQTLTot};
     for (int k = 0; k < 3; ++k) {
         AddValue(histRep.densityMale[k], MyDVD(counts[k], maleLength));
         AddValue(histRep.densityFemale[k], MyDVD(counts[k], femaleLength));
@@ -289,7 +289,7 @@ void SimClass::CloseHistoricalRun(CHistWorkerPool& pool, SRec* lhg)
     Info("   Polygenic mean (var)     : %11.5f (%g)\n", polyMean, polyVar);
 
     Info("\nChr   %10s   %10s   %10s\n", "Length", "No. Markers", "No. QTLs");
-    for (const SChrom& ch : chrom)
+    for (const SChrom& ch : genome.chrom)
         Info(ch.prm.isX ? "%3d S %10.5f   %10s   %10s\n" : "%3d   %10.5f   %10s   %10s\n", ch.prm.number, ch.prm.len,
              FormatNum(static_cast<unsigned long long>(ch.nMrk)), FormatNum(static_cast<unsigned long long>(ch.nQTL)));
     SaveHPStat(polyMean, polyVar, qtlMean, qtlVar, scale);

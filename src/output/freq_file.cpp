@@ -23,17 +23,17 @@ struct SAlleleCounts {
 SAlleleCounts CountAlleles(const SimClass& sim, int first, int last)
 {
     SAlleleCounts c;
-    const int nLoci = sim.nLociTot;
+    const int nLoci = sim.genome.nLociTot;
     c.start.resize(static_cast<size_t>(nLoci));
     int cells = 0;
     for (int g = 0; g < nLoci; ++g) {
         c.start[static_cast<size_t>(g)] = cells;
-        cells += sim.LocusAt(g)->nAllele + 1;
+        cells += sim.genome.LocusAt(g)->nAllele + 1;
     }
     c.count.assign(static_cast<size_t>(cells), 0);
-    std::vector<const double*> effect(static_cast<size_t>(sim.nQTLTot));
-    for (int j = 0; j < sim.nQTLTot; ++j)
-        effect[static_cast<size_t>(j)] = sim.LocusAt(sim.qtlIndex[static_cast<size_t>(j)])->effect.data();
+    std::vector<const double*> effect(static_cast<size_t>(sim.genome.nQTLTot));
+    for (int j = 0; j < sim.genome.nQTLTot; ++j)
+        effect[static_cast<size_t>(j)] = sim.genome.LocusAt(sim.genome.qtlIndex[static_cast<size_t>(j)])->effect.data();
     c.sum.assign(effect.size(), 0.0);
     c.sumSq.assign(effect.size(), 0.0);
 
@@ -47,7 +47,7 @@ SAlleleCounts CountAlleles(const SimClass& sim, int first, int last)
             c.count[static_cast<size_t>(s + mat[g])]++;
         }
         for (size_t j = 0; j < effect.size(); ++j) {
-            const int g = sim.qtlIndex[j];
+            const int g = sim.genome.qtlIndex[j];
             const double v = effect[j][pat[g] - 1] + effect[j][mat[g] - 1];
             c.sum[j] += v;
             c.sumSq[j] += v * v;
@@ -72,8 +72,8 @@ void SimClass::SaveAlleleFreq(int first, int last, int gen)
     if (first == 0) WriteFreqHeaders();
     if (p.prm.out.freqGen[static_cast<size_t>(gen)]) WriteFrequencies(first, last, gen);
     if (gen == p.prm.ng && p.prm.out.mafBin > 0) {
-        if (files.freqMrkFp) WriteMafDistribution(files.freqMrkFp, false, nMrkTot);
-        if (files.freqQtlFp) WriteMafDistribution(files.freqQtlFp, true, nQTLTot);
+        if (files.freqMrkFp) WriteMafDistribution(files.freqMrkFp, false, genome.nMrkTot);
+        if (files.freqQtlFp) WriteMafDistribution(files.freqQtlFp, true, genome.nQTLTot);
     }
     if (files.freqMrkFp) MyFflush(files.freqMrkFp);
     if (files.freqQtlFp) MyFflush(files.freqQtlFp);
@@ -99,8 +99,8 @@ void SimClass::WriteFrequencies(int first, int last, int gen)
     const int shownGen = p.indiv[static_cast<size_t>(first)].gen;
 
     int g = 0, markerNo = 0, qtlNo = 0;
-    for (size_t ci = 0; ci < chrom.size(); ++ci) {
-        const SChrom& ch = chrom[ci];
+    for (size_t ci = 0; ci < genome.chrom.size(); ++ci) {
+        const SChrom& ch = genome.chrom[ci];
         const int chrNo = static_cast<int>(ci) + 1;
         for (int k = 0; k < ch.NLoci(); ++k, ++g) {
             const SLocus& locus = *ch.loci[k];

@@ -62,10 +62,10 @@ void SimClass::SaveGenResults(int gen, int first, int last)
     const SPopOutput& o = curPop->prm.out;
     if (o.genoOut) {
         if (o.genoOpt & kGenoSeq) {
-            if (nLociTot >= 1) SaveGenotype(first, last, gen, false);
+            if (genome.nLociTot >= 1) SaveGenotype(first, last, gen, false);
         } else {
-            if (nMrkTot >= 1) SaveGenotype(first, last, gen, false);
-            if (nQTLTot >= 1) SaveGenotype(first, last, gen, true);
+            if (genome.nMrkTot >= 1) SaveGenotype(first, last, gen, false);
+            if (genome.nQTLTot >= 1) SaveGenotype(first, last, gen, true);
         }
     }
     if (o.freqOut) SaveAlleleFreq(first, last, gen);
@@ -125,9 +125,9 @@ void SimClass::SaveGenotype(int first, int last, int gen, bool qtl)
     }
     if (o.genoGen[static_cast<size_t>(gen)]) {
         if (seq)
-            GenomeColumns(w, nLociTot, mrkIndex, qtlIndex);
+            GenomeColumns(w, genome.nLociTot, genome.mrkIndex, genome.qtlIndex);
         else
-            ClassColumns(w, qtl ? qtlIndex : mrkIndex, qtl ? w.qtlColumns : w.markerColumns);
+            ClassColumns(w, qtl ? genome.qtlIndex : genome.mrkIndex, qtl ? w.qtlColumns : w.markerColumns);
         WriteGenotypeLines(w, first, last, local, p.genStat[static_cast<size_t>(gen)]);
     }
     files.genoBuffer->Dump();
@@ -160,7 +160,7 @@ void SimClass::WriteGenotypeLines(SGenotypeWrite& w, int first, int last, CMyRnd
     w.codeLine.resize(nColumns);
     if (prm.output.allele_label) {
         w.labels.resize(nColumns);
-        for (size_t c = 0; c < nColumns; ++c) w.labels[c] = LocusAt(w.locusOf[c])->alleleLabel.data();
+        for (size_t c = 0; c < nColumns; ++c) w.labels[c] = genome.LocusAt(w.locusOf[c])->alleleLabel.data();
     }
     const bool faults = prm.genome.rmmg.rate > 0 || prm.genome.rmqg.rate > 0 || prm.genome.rmge.rate > 0 || prm.genome.rqge.rate > 0;
     for (int i = first; i <= last; ++i) {
@@ -229,7 +229,7 @@ void SimClass::InduceFaults(SGenotypeWrite& w, const SRec& r, std::vector<int>& 
 void SimClass::InduceGenErr(int g, unsigned short* pat, unsigned short* mat, unsigned short& outPat,
                             unsigned short& outMat, unsigned long long& counter)
 {
-    const SLocus& locus = *LocusAt(g);
+    const SLocus& locus = *genome.LocusAt(g);
     const int n = locus.nAllele;
     auto shown = [&](int a) { return prm.output.allele_label ? locus.alleleLabel[static_cast<size_t>(a)] : static_cast<uint16_t>(a); };
     const uint16_t truePat = shown(pat[g]), trueMat = shown(mat[g]);

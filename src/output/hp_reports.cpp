@@ -18,7 +18,7 @@ void WalkLoci(const SimClass& s, Visit visit)
 {
     int counts[2] = {0, 0};
     for (int c = 0; c < s.prm.genome.nChr; ++c) {
-        const SChrom& ch = s.chrom[c];
+        const SChrom& ch = s.genome.chrom[c];
         for (int i = 0; i < ch.NLoci(); ++i) {
             const SLocus& locus = *ch.loci[i];
             visit(locus, c + 1, ++counts[locus.isQTL]);
@@ -37,7 +37,7 @@ void WriteHomoLine(FILE* fp, bool hasLoci, int gen, double homo)
 bool SexSpecificMap(const SimClass& s)
 {
     for (int c = 0; c < s.prm.genome.nChr; ++c)
-        if (std::fabs(s.chrom[c].prm.maleScale - 1) > 1e-12 || std::fabs(s.chrom[c].prm.femaleScale - 1) > 1e-12)
+        if (std::fabs(s.genome.chrom[c].prm.maleScale - 1) > 1e-12 || std::fabs(s.genome.chrom[c].prm.femaleScale - 1) > 1e-12)
             return true;
     return false;
 }
@@ -51,11 +51,11 @@ void PrintCell(FILE* fp, int v, bool overall) { fprintf(fp, overall ? "%11d" : "
 template <class PerChrom>
 void WriteGenomeRow(FILE* fp, const SimClass& s, const char* label, PerChrom value)
 {
-    decltype(value(s.chrom[0])) overall = 0;
-    for (int c = 0; c < s.prm.genome.nChr; ++c) overall += value(s.chrom[c]);
+    decltype(value(s.genome.chrom[0])) overall = 0;
+    for (int c = 0; c < s.prm.genome.nChr; ++c) overall += value(s.genome.chrom[c]);
     fputs(label, fp);
     PrintCell(fp, overall, true);
-    for (int c = 0; c < s.prm.genome.nChr; ++c) PrintCell(fp, value(s.chrom[c]), false);
+    for (int c = 0; c < s.prm.genome.nChr; ++c) PrintCell(fp, value(s.genome.chrom[c]), false);
     fputc('\n', fp);
 }
 
@@ -94,13 +94,13 @@ void WriteDensities(FILE* fp, const SimClass& s)
 {
     double male = 0, female = 0;
     for (int c = 0; c < s.prm.genome.nChr; ++c) {
-        male += MaleLength(s.chrom[c]);
-        female += FemaleLength(s.chrom[c]);
+        male += MaleLength(s.genome.chrom[c]);
+        female += FemaleLength(s.genome.chrom[c]);
     }
     fprintf(fp, "                              %11s %11s\n", "male", "female");
-    fprintf(fp, "Density in total            : %11.5f %11.5f per 1 cM\n", s.nLociTot / male, s.nLociTot / female);
-    fprintf(fp, "Density for markers         : %11.5f %11.5f per 1 cM\n", s.nMrkTot / male, s.nMrkTot / female);
-    fprintf(fp, "Density for QTL             : %11.5f %11.5f per 1 cM\n", s.nQTLTot / male, s.nQTLTot / female);
+    fprintf(fp, "Density in total            : %11.5f %11.5f per 1 cM\n", s.genome.nLociTot / male, s.genome.nLociTot / female);
+    fprintf(fp, "Density for markers         : %11.5f %11.5f per 1 cM\n", s.genome.nMrkTot / male, s.genome.nMrkTot / female);
+    fprintf(fp, "Density for QTL             : %11.5f %11.5f per 1 cM\n", s.genome.nQTLTot / male, s.genome.nQTLTot / female);
     fputc('\n', fp);
 }
 
@@ -171,8 +171,8 @@ void WriteSizeTable(FILE* fp, const SHistPlan& plan)
 
 void SimClass::SaveHPHomo(int gen)
 {
-    WriteHomoLine(files.hpHomoMrkFp, nMrkTot >= 1, gen, hpMrkHomo);
-    WriteHomoLine(files.hpHomoQtlFp, nQTLTot >= 1, gen, hpQtlHomo);
+    WriteHomoLine(files.hpHomoMrkFp, genome.nMrkTot >= 1, gen, hpMrkHomo);
+    WriteHomoLine(files.hpHomoQtlFp, genome.nQTLTot >= 1, gen, hpQtlHomo);
 }
 
 void SimClass::SaveLinkageMap(bool qtl, bool combined)
@@ -195,7 +195,7 @@ void SimClass::SaveLinkageMap(bool qtl, bool combined)
     WalkLoci(*this, [&](const SLocus& locus, int c, int k) {
         if (!combined && locus.isQTL != (qtl ? 1 : 0)) return;
         fprintf(fp, locus.isQTL ? "Q%-6d " : "M%-6d ", k);
-        const SChrom& ch = chrom[c - 1];
+        const SChrom& ch = genome.chrom[c - 1];
         if (sexSpecific)
             fprintf(fp, line, c, locus.pos, locus.pos * ch.prm.maleScale, locus.pos * ch.prm.femaleScale);
         else
@@ -229,9 +229,9 @@ void SimClass::SaveHPStat(double polyMean, double polyVar, double qtlMean, doubl
     fputc('\n', fp);
     WriteGenomeTable(fp, *this);
     WriteDensities(fp, *this);
-    WriteAlleleSummary(fp, "", allAlleles);
-    WriteAlleleSummary(fp, "marker ", mrkAlleles);
-    WriteAlleleSummary(fp, "QTL ", qtlAlleles);
+    WriteAlleleSummary(fp, "", genome.allAlleles);
+    WriteAlleleSummary(fp, "marker ", genome.mrkAlleles);
+    WriteAlleleSummary(fp, "QTL ", genome.qtlAlleles);
 
     PrintALineFormat1(80, '-', fp, "Statistics for the historical population");
     WriteRunCounters(fp, *this);

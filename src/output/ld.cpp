@@ -381,9 +381,9 @@ void SimClass::ComputeLDStat(int gen, int first, int last)
     CPopulation& p = *curPop;
     const SPopOutput& o = p.prm.out;
     const size_t g = static_cast<size_t>(gen);
-    if (!o.ldOut || g >= p.ldGen.size() || !p.ldGen[g] || nMrkTot < 1) return;
+    if (!o.ldOut || g >= p.ldGen.size() || !p.ldGen[g] || genome.nMrkTot < 1) return;
     int most = 0;
-    for (int m : mrkIndex) most = std::max(most, static_cast<int>(LocusAt(m)->nAllele));
+    for (int m : genome.mrkIndex) most = std::max(most, static_cast<int>(genome.LocusAt(m)->nAllele));
     if (most > kLDMaxAlleles) {
         PW.Warn("Warning - Number of alleles is too large (>%d). LD calculation is skipped.\n", kLDMaxAlleles);
         NoWarn++;
@@ -393,8 +393,8 @@ void SimClass::ComputeLDStat(int gen, int first, int last)
     }
     printf(", LD");
     int loci = 0;
-    for (const SChrom& ch : chrom) loci += ch.NLoci();
-    if (loci != nLociTot) Abort("Error - ComputeLDStat - Code 964592\n");
+    for (const SChrom& ch : genome.chrom) loci += ch.NLoci();
+    if (loci != genome.nLociTot) Abort("Error - ComputeLDStat - Code 964592\n");
 
     SLDWork& w = ldWork;
     w.indiv = p.indiv.data() + first;
@@ -403,12 +403,12 @@ void SimClass::ComputeLDStat(int gen, int first, int last)
     w.words = (w.haplotypes + kHaplotypesPerWord - 1) / kHaplotypesPerWord;
     w.maft = o.ldMaft;
     w.upper = PooledUpperLimit(o.ldMaft);
-    const double length = ListCandidates(chrom, o.ldChr, w.candidates);
+    const double length = ListCandidates(genome.chrom, o.ldChr, w.candidates);
     const int target = o.ldNMrk > 0 ? o.ldNMrk : static_cast<int>(10 * length);
     const int nCand = static_cast<int>(w.candidates.size());
     if (nCand > target) Shuffle(w.candidates.data(), nCand, nCand);
-    ScreenCandidates(w, chrom.front().loci, target, nthread);
-    LayOutMarkers(w, chrom);
+    ScreenCandidates(w, genome.chrom.front().loci, target, nthread);
+    LayOutMarkers(w, genome.chrom);
     const int accepted = static_cast<int>(w.markers.size());
     printf(" %5d Mrk", accepted);
     fflush(stdout);
@@ -420,7 +420,7 @@ void SimClass::ComputeLDStat(int gen, int first, int last)
         RunWorkers(static_cast<int>(coding.size()),
                    [&](int t) { EncodeMarkers(w, coding[static_cast<size_t>(t)].first, coding[static_cast<size_t>(t)].last); });
         int largest = 0;
-        for (const SLDMarker& m : w.markers) largest = std::max(largest, static_cast<int>(LocusAt(m.locus)->nAllele));
+        for (const SLDMarker& m : w.markers) largest = std::max(largest, static_cast<int>(genome.LocusAt(m.locus)->nAllele));
         std::vector<SIndex> pairs = Shares(0, accepted - 2, nthread);
         w.workers.assign(pairs.size(), SLDWorker());
         for (size_t t = 0; t < pairs.size(); ++t) {

@@ -190,12 +190,12 @@ void SimClass::SaveStat()
     if (p.prm.ebvMethod != kEbvNone) PrintEbv(fp, p);
     PrintStructure(fp, p);
     if (p.prm.nLs >= 2) PrintLitterSizes(fp, p);
-    const bool markers = nMrkTot > 0, qtl = nQTLTot > 0;
+    const bool markers = genome.nMrkTot > 0, qtl = genome.nQTLTot > 0;
     PrintGenotypePercentages(fp, p, "Percentage of missing genotypes",
-                             {prm.genome.rmmg.rate > 0 && markers, prm.genome.rmqg.rate > 0 && qtl, nMrkTot, nQTLTot, &SGenStat::nMissMrk,
+                             {prm.genome.rmmg.rate > 0 && markers, prm.genome.rmqg.rate > 0 && qtl, genome.nMrkTot, genome.nQTLTot, &SGenStat::nMissMrk,
                               &SGenStat::nMissQTL});
     PrintGenotypePercentages(fp, p, "Percentage of genotyping errors",
-                             {prm.genome.rmge.rate > 0 && markers, prm.genome.rqge.rate > 0 && qtl, nMrkTot, nQTLTot, &SGenStat::nErrMrk,
+                             {prm.genome.rmge.rate > 0 && markers, prm.genome.rqge.rate > 0 && qtl, genome.nMrkTot, genome.nQTLTot, &SGenStat::nErrMrk,
                               &SGenStat::nErrQTL});
     MyFflush(fp);
 }

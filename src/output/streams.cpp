@@ -105,7 +105,7 @@ void COutputFiles::ClosePopulation()
 
 void SimClass::OpenOutputStreams(int rep, bool hp)
 {
-    const SLociCounts n{nMrkTot, nQTLTot};
+    const SLociCounts n{genome.nMrkTot, genome.nQTLTot};
     if (hp)
         files.OpenHistorical(prm, n, rep);
     else
@@ -122,8 +122,8 @@ void SimClass::CloseOutputStreams(bool hp)
 
 void SimClass::SaveRepResults()
 {
-    if (prm.output.linkage_map && prm.output.anySeqGenotype && nLociTot >= 1) SaveLinkageMap(false, true);
-    if (prm.output.linkage_map && nMrkTot >= 1) SaveLinkageMap(false, false);
-    if (prm.output.linkage_map && nQTLTot >= 1) SaveLinkageMap(true, false);
-    if (prm.output.allele_effect && nQTLTot >= 1) SaveAlleleEffect();
+    if (prm.output.linkage_map && prm.output.anySeqGenotype && genome.nLociTot >= 1) SaveLinkageMap(false, true);
+    if (prm.output.linkage_map && genome.nMrkTot >= 1) SaveLinkageMap(false, false);
+    if (prm.output.linkage_map && genome.nQTLTot >= 1) SaveLinkageMap(true, false);
+    if (prm.output.allele_effect && genome.nQTLTot >= 1) SaveAlleleEffect();
 }

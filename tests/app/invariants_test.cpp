@@ -59,7 +59,7 @@ std::string CheckEnded(const SimClass& sim, const CPopulation& p)
     if (fault.empty() && !sim.prm.global.joint_pop) fault = CheckProgenyCounts(sim.pops, p, p.prm.ng, false);
     if (fault.empty())
         fault = CheckGenomeUse(sim.pops, sim.hp, sim.genomeUseCount, sim.nextGenomeSlot, {1, index, p.prm.ng, true});
-    const std::vector<uint16_t> nAllele = AlleleCounts(sim.chrom);
+    const std::vector<uint16_t> nAllele = AlleleCounts(sim.genome.chrom);
     for (const SRec& r : p.indiv)
         if (fault.empty() && r.patChr && *r.genomeUse != kGenomeReleased) fault = CheckAlleles(r, nAllele);
     return fault;
@@ -127,7 +127,7 @@ TEST(Invariants, EachPlantedFaultIsNamed)
         SRec& child = Progeny(a, 1, 0);
         SRec& held = Progeny(a, 2, 0);  // its genome waits for the founder lines of "b"
         std::vector<int16_t>& litters = a.genInfo[1].litterSize;
-        const uint16_t nAllele6 = AlleleCounts(sim.chrom)[5];
+        const uint16_t nAllele6 = AlleleCounts(sim.genome.chrom)[5];
         const Case cases[] = {
             {"sire younger than its progeny", [&] { return Set(child.sire, FirstOfSex(a, 2, 1)); },
              "has a sire born after it"},

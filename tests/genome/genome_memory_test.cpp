@@ -53,12 +53,12 @@ TEST(GenomeMemory, AMalesHomozygosityLeavesOutTheXButCountsItsMarkers)
 TEST(GenomeMemory, WithoutQtlTheQtlSummaryIsZero)
 {
     auto sim = TwoChromosomes(5, 0);
-    for (SLocus& l : sim->locusStore) l.nAllele = 3;
+    for (SLocus& l : sim->genome.locusStore) l.nAllele = 3;
     sim->GetLociInfo();
-    EXPECT_EQ(sim->qtlAlleles.max, 0);
-    EXPECT_EQ(sim->qtlAlleles.mean, 0);
-    EXPECT_EQ(sim->mrkAlleles.min, 3);
-    EXPECT_DOUBLE_EQ(sim->allAlleles.mean, 3);
+    EXPECT_EQ(sim->genome.qtlAlleles.max, 0);
+    EXPECT_EQ(sim->genome.qtlAlleles.mean, 0);
+    EXPECT_EQ(sim->genome.mrkAlleles.min, 3);
+    EXPECT_DOUBLE_EQ(sim->genome.allAlleles.mean, 3);
 }
 
 TEST(GenomeMemory, AReleasedGenomeIsNeverFreedTwice)

@@ -116,9 +116,9 @@ TEST(Meiosis, ARecentIndividualGetsItsParentsAllelesItsQtlValueAndItsCrossoverLi
     sim->curPop = &sim->pops[0];
     SRec sire, dam, child;
     for (SRec* r : {&sire, &dam, &child}) sim->AllocRecChr(r);
-    for (int g = 0; g < sim->nLociTot; ++g) {
+    for (int g = 0; g < sim->genome.nLociTot; ++g) {
         sire.Pat()[g] = 1, sire.Mat()[g] = 2, dam.Pat()[g] = 3, dam.Mat()[g] = 4;
-        if (sim->LocusAt(g)->isQTL) sim->LocusAt(g)->effect = {0.5, 1, 10, 100};
+        if (sim->genome.LocusAt(g)->isQTL) sim->genome.LocusAt(g)->effect = {0.5, 1, 10, 100};
     }
     child.sire = &sire, child.dam = &dam, child.id = 57, child.gen = 1, child.sex = 0;
     CMyRnd rnd;
@@ -132,11 +132,11 @@ TEST(Meiosis, ARecentIndividualGetsItsParentsAllelesItsQtlValueAndItsCrossoverLi
     fclose(fp);
 
     double expectedQtl = 0;
-    for (int g = 0; g < sim->nLociTot; ++g) {
+    for (int g = 0; g < sim->genome.nLociTot; ++g) {
         EXPECT_TRUE(child.Pat()[g] == 1 || child.Pat()[g] == 2) << g;
         EXPECT_TRUE(child.Mat()[g] == 3 || child.Mat()[g] == 4) << g;
-        if (sim->LocusAt(g)->isQTL) expectedQtl += sim->LocusAt(g)->effect[child.Pat()[g] - 1] +
-                                                   sim->LocusAt(g)->effect[child.Mat()[g] - 1];
+        if (sim->genome.LocusAt(g)->isQTL) expectedQtl += sim->genome.LocusAt(g)->effect[child.Pat()[g] - 1] +
+                                                   sim->genome.LocusAt(g)->effect[child.Mat()[g] - 1];
     }
     EXPECT_DOUBLE_EQ(child.qtlVal, expectedQtl);
     // Lines: "I 57", then "S C1{ 12.5 80.25}"-style lines: positions without trailing zeros.

@@ -12,7 +12,7 @@ namespace {
 std::vector<double> Positions(const SimClass& sim, bool qtl)
 {
     std::vector<double> p;
-    for (const SChrom& ch : sim.chrom)
+    for (const SChrom& ch : sim.genome.chrom)
         for (int i = 0; i < ch.NLoci(); ++i)
             if (static_cast<bool>(ch.loci[i]->isQTL) == qtl) p.push_back(ch.loci[i]->pos);
     return p;
@@ -32,7 +32,7 @@ TEST(Positions, RandomPositionsAreDistinctWithinTheirRange)
                       " maf = eql; nqloci = 5; qpos = pd 10.002 10.004 10.006 10.008 20; nqa = all 2; qaf = eql;"
                       " qae = rnd; end_chr;\n");
     sim->SampleParam(1);
-    const SChrom& ch = sim->chrom[0];
+    const SChrom& ch = sim->genome.chrom[0];
     std::set<double> seen;
     for (int i = 0; i < ch.NLoci(); ++i) {
         double p = ch.loci[i]->pos;
@@ -64,18 +64,18 @@ TEST(Positions, FirstReplicateDrawsAreKeptAndEveryReplicateDrawsAreNew)
     std::vector<double> markers = Positions(*sim, false), qtl = Positions(*sim, true);
     auto alleles = [&](bool q) {
         std::vector<int> n;
-        for (int i = 0; i < sim->chrom[0].NLoci(); ++i)
-            if (static_cast<bool>(sim->chrom[0].loci[i]->isQTL) == q) n.push_back(sim->chrom[0].loci[i]->nAllele0);
+        for (int i = 0; i < sim->genome.chrom[0].NLoci(); ++i)
+            if (static_cast<bool>(sim->genome.chrom[0].loci[i]->isQTL) == q) n.push_back(sim->genome.chrom[0].loci[i]->nAllele0);
         return n;
     };
     std::vector<int> mAlleles = alleles(false), qAlleles = alleles(true);
-    std::vector<double> firstFreq = sim->chrom[0].loci[0]->freq;
+    std::vector<double> firstFreq = sim->genome.chrom[0].loci[0]->freq;
     sim->SampleParam(2);
     EXPECT_EQ(Positions(*sim, false), markers);
     EXPECT_NE(Positions(*sim, true), qtl);
     EXPECT_EQ(alleles(false), mAlleles);
     EXPECT_NE(alleles(true), qAlleles);
-    for (const SChrom& ch : sim->chrom)
+    for (const SChrom& ch : sim->genome.chrom)
         for (int i = 0; i < ch.NLoci(); ++i) {
             const std::vector<double>& f = ch.loci[i]->freq;
             ASSERT_EQ(f.size(), ch.loci[i]->nAllele0);
@@ -93,7 +93,7 @@ TEST(Positions, GenomeWidePlacementSpreadsLociOverChromosomesOnce)
     sim->SampleParam(1);
     std::vector<int> counts;
     int total = 0;
-    for (const SChrom& ch : sim->chrom) {
+    for (const SChrom& ch : sim->genome.chrom) {
         counts.push_back(ch.nMrk);
         total += ch.nMrk;
         for (int i = 0; i < ch.NLoci(); ++i) {
@@ -106,7 +106,7 @@ TEST(Positions, GenomeWidePlacementSpreadsLociOverChromosomesOnce)
     std::vector<double> markers = Positions(*sim, false);
     sim->SampleParam(2);
     EXPECT_EQ(Positions(*sim, false), markers);
-    for (size_t c = 0; c < sim->chrom.size(); ++c) EXPECT_EQ(sim->chrom[c].nMrk, counts[c]);
+    for (size_t c = 0; c < sim->genome.chrom.size(); ++c) EXPECT_EQ(sim->genome.chrom[c].nMrk, counts[c]);
 }
 
 TEST(Positions, LociNotDrawnAgainAreSortedAndCutWithTheirPositionValues)
@@ -116,10 +116,10 @@ TEST(Positions, LociNotDrawnAgainAreSortedAndCutWithTheirPositionValues)
     // all fall on the first chromosome.
     auto sim = Genome("r1_mpos_g;\nr_qpos_g;\n" + ChromosomeBlock(3, 100, 40, 6));
     sim->SampleParam(1);
-    EXPECT_NE(sim->chrom[0].nMrk, 120);
+    EXPECT_NE(sim->genome.chrom[0].nMrk, 120);
     sim->SampleParam(2);
-    EXPECT_EQ(sim->chrom[0].nMrk, 120);
-    EXPECT_EQ(sim->nQTLTot, 18);
+    EXPECT_EQ(sim->genome.chrom[0].nMrk, 120);
+    EXPECT_EQ(sim->genome.nQTLTot, 18);
 }
 
 TEST(Positions, AGivenPositionTakesPartInGenomeWidePlacementAsItIs)
@@ -129,8 +129,8 @@ TEST(Positions, AGivenPositionTakesPartInGenomeWidePlacementAsItIs)
                       "begin_chr = 1; chrlen = 100; nmloci = 30; mpos = rnd; nma = all 2; maf = eql; nqloci = 1;"
                       " qpos = pd 27; nqa = all 2; qaf = eql; qae = rndg 0.4; end_chr;\n");
     sim->SampleParam(1);
-    EXPECT_EQ(sim->chrom[0].nQTL, 1);
-    EXPECT_EQ(sim->chrom[1].nQTL, 0);
+    EXPECT_EQ(sim->genome.chrom[0].nQTL, 1);
+    EXPECT_EQ(sim->genome.chrom[1].nQTL, 0);
     EXPECT_EQ(Positions(*sim, true), std::vector<double>{27});
 }
 
@@ -139,7 +139,7 @@ TEST(Positions, GenomeWideDrawsPastTheEndLandOnTheLastChromosome)
     // Draws reach 0.00001 past the genome's end; on 1 cM with 20,000 markers some of the 30
     // replicates draw that far.
     auto sim = Genome("r_mpos_g;\n" + ChromosomeBlock(1, 1, 20000, 0));
-    const SChrom& ch = sim->chrom[0];
+    const SChrom& ch = sim->genome.chrom[0];
     for (int rep = 1; rep <= 30; ++rep) {
         sim->SampleParam(rep);
         ASSERT_EQ(ch.nMrk, 20000) << rep;

@@ -13,7 +13,7 @@ unsigned long long GenomeFingerprint(const SimClass& sim)
 {
     unsigned long long h = 1469598103934665603ULL;
     for (const SRec* r : sim.hp.lastGen)
-        for (int g = 0; g < sim.nLociTot; ++g) h = (h ^ (r->Pat()[g] * 131u + r->Mat()[g])) * 1099511628211ULL;
+        for (int g = 0; g < sim.genome.nLociTot; ++g) h = (h ^ (r->Pat()[g] * 131u + r->Mat()[g])) * 1099511628211ULL;
     return h;
 }
 
@@ -47,7 +47,7 @@ TEST(HistoricalPopulation, MalesCarryTwoCopiesOfTheirMothersX)
 {
     std::string genome = ChromosomeBlock(1, 100, 50, 5) + ChromosomeBlock(1, 80, 40, 4, "xchr;");
     auto sim = SimulateHistory(HistoryParam("hg_size = 40 [0] 40 [5];", genome), 11, 2);
-    const SChrom& x = sim->chrom[1];
+    const SChrom& x = sim->genome.chrom[1];
     int males = 0, femalesDifferent = 0;
     for (const SRec* r : sim->hp.lastGen) {
         bool same = std::equal(r->patChr[1], r->patChr[1] + x.NLoci(), r->matChr[1]);
@@ -67,7 +67,7 @@ TEST(HistoricalPopulation, CompleteLdGivesEveryLocusTheFirstMarkersAlleles)
     std::string chr = "begin_chr = 1; chrlen = 50; nmloci = 10; mpos = rnd; nma = all 3; maf = eql; nqloci = 4;"
                       " qpos = rnd; nqa = all 3; qaf = eql; qae = rnd; cld = mq; end_chr;\n";
     auto sim = SimulateHistory(HistoryParam("hg_size = 60 [0];", chr + ChromosomeBlock(1, 50, 10, 2)), 3, 1);
-    const SChrom& ch = sim->chrom[0];
+    const SChrom& ch = sim->genome.chrom[0];
     int alleleSeen[4] = {0, 0, 0, 0};
     for (const SRec* r : sim->hp.lastGen)
         for (int i = 1; i < ch.NLoci(); ++i) {
@@ -127,11 +127,11 @@ TEST(HistoricalPopulation, ScalingGivesExactlyTheRequestedVariances)
     EXPECT_NEAR(Variance(poly), sim->prm.global.varPoly, 1e-9);
     EXPECT_NEAR(std::accumulate(poly.begin(), poly.end(), 0.0), 0, 1e-9);
     // Every QTL is centred: its mean allele effect over the generation is 0.
-    for (int k = 0; k < sim->nQTLTot; ++k) {
-        int g = sim->qtlIndex[k];
+    for (int k = 0; k < sim->genome.nQTLTot; ++k) {
+        int g = sim->genome.qtlIndex[k];
         double sum = 0;
         for (const SRec* r : sim->hp.lastGen)
-            sum += sim->LocusAt(g)->effect[r->Pat()[g] - 1] + sim->LocusAt(g)->effect[r->Mat()[g] - 1];
+            sum += sim->genome.LocusAt(g)->effect[r->Pat()[g] - 1] + sim->genome.LocusAt(g)->effect[r->Mat()[g] - 1];
         EXPECT_NEAR(sum, 0, 1e-9) << k;
     }
 }
@@ -146,8 +146,8 @@ TEST(HistoricalPopulation, PredefinedEffectsGiveEachQtlItsShareOfTheVariance)
     param.replace(param.find("phvar = 2;"), 10, "phvar = 1000;");
     auto sim = SimulateHistory(param, 2, 2);
     for (int k = 0; k < 3; ++k) {
-        int g = sim->qtlIndex[k];
-        const SLocus* l = sim->LocusAt(g);
+        int g = sim->genome.qtlIndex[k];
+        const SLocus* l = sim->genome.LocusAt(g);
         std::vector<double> values;
         for (const SRec* r : sim->hp.lastGen) values.push_back(l->effect[r->Pat()[g] - 1] + l->effect[r->Mat()[g] - 1]);
         EXPECT_NEAR(Variance(values), l->targetVar, 1e-9) << k;
@@ -165,8 +165,8 @@ TEST(HistoricalPopulation, APredefinedEffectQtlIsScaledByItsVarianceOverHalfItsA
         param.replace(param.find("phvar = 2;"), 10, "phvar = 1000;");
         auto sim = SimulateHistory(param, 2, 2);
         // Scaling the scaled effects again: the factor follows from their variance.
-        int g = sim->qtlIndex[0];
-        const SLocus* l = sim->LocusAt(g);
+        int g = sim->genome.qtlIndex[0];
+        const SLocus* l = sim->genome.LocusAt(g);
         double sum = 0, sumSq = 0, copies = 0;
         for (const SRec* r : sim->hp.lastGen) {
             bool maternalOnly = *x && r->sex == 1;
@@ -195,8 +195,8 @@ TEST(HistoricalPopulation, RecurrentMutationNeverAddsAlleles)
     std::string genome = "mmutr = 0.005 /recurrent;\nqmutr = 0.005;\n" + ChromosomeBlock(1, 100, 100, 20);
     auto sim = SimulateHistory(HistoryParam("hg_size = 50 [0] 50 [30];", genome), 4, 2);
     EXPECT_GT(sim->mutation.MarkerEvents(), 0u);
-    EXPECT_LE(sim->mrkAlleles.max, 2);
-    EXPECT_GT(sim->qtlAlleles.max, 2);  // non-recurrent QTL mutation makes new alleles
+    EXPECT_LE(sim->genome.mrkAlleles.max, 2);
+    EXPECT_GT(sim->genome.qtlAlleles.max, 2);  // non-recurrent QTL mutation makes new alleles
 }
 
 TEST(HistoricalPopulation, ResultsDependOnlyOnTheSeedAndTheNumberOfThreads)
@@ -214,11 +214,11 @@ TEST(HistoricalPopulation, SelectedSegregatingLociAreTheOnlyOnesLeftAndReturnAft
 {
     std::string genome = "select_seg_loci /maft 0.05 /nqtl 4;\n" + ChromosomeBlock(2, 100, 200, 10);
     auto sim = SimulateHistory(HistoryParam("hg_size = 40 [0] 40 [40];", genome), 8, 2);
-    EXPECT_LT(sim->nMrkTot, 400);
-    EXPECT_EQ(sim->nQTLTot, 4);
+    EXPECT_LT(sim->genome.nMrkTot, 400);
+    EXPECT_EQ(sim->genome.nQTLTot, 4);
     const int n = static_cast<int>(sim->hp.lastGen.size());
-    for (int g = 0; g < sim->nLociTot; ++g) {
-        std::vector<int> counts(sim->LocusAt(g)->nAllele + 1, 0);
+    for (int g = 0; g < sim->genome.nLociTot; ++g) {
+        std::vector<int> counts(sim->genome.LocusAt(g)->nAllele + 1, 0);
         for (const SRec* r : sim->hp.lastGen) counts[r->Pat()[g]]++, counts[r->Mat()[g]]++;
         int rarest = 2 * n;
         for (size_t a = 1; a < counts.size(); ++a)
@@ -226,7 +226,7 @@ TEST(HistoricalPopulation, SelectedSegregatingLociAreTheOnlyOnesLeftAndReturnAft
         EXPECT_GE(rarest / (2.0 * n), 0.05) << g;
     }
     sim->FreePopMem();
-    EXPECT_EQ(sim->nMrkTot, 400);
-    EXPECT_EQ(sim->nQTLTot, 20);
-    EXPECT_EQ(sim->chrom[1].nMrk, 200);
+    EXPECT_EQ(sim->genome.nMrkTot, 400);
+    EXPECT_EQ(sim->genome.nQTLTot, 20);
+    EXPECT_EQ(sim->genome.chrom[1].nMrk, 200);
 }

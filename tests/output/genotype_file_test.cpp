@@ -21,16 +21,16 @@ struct SHandMadePopulation {
     {
         sim->GetMrkQTLIdx();
         MyRnd.InitSeed(7);
-        for (int g = 0; g < sim->nLociTot; ++g) {
-            sim->LocusAt(g)->nAllele = 2;
-            sim->LocusAt(g)->alleleLabel = {2, 1, 2};
+        for (int g = 0; g < sim->genome.nLociTot; ++g) {
+            sim->genome.LocusAt(g)->nAllele = 2;
+            sim->genome.LocusAt(g)->alleleLabel = {2, 1, 2};
         }
         CPopulation& p = *sim->curPop;
         p.indiv.resize(static_cast<size_t>(n));
         p.genStat.assign(static_cast<size_t>(p.prm.ng + 2), SGenStat());
         p.genStat[0].nMale = static_cast<uint32_t>(n);
         for (int i = 0; i < n; ++i) {
-            for (int g = 0; g < sim->nLociTot; ++g) {
+            for (int g = 0; g < sim->genome.nLociTot; ++g) {
                 pat[i].push_back(Allele(i, g, false));
                 mat[i].push_back(Allele(i, g, true));
             }
@@ -64,8 +64,8 @@ TEST(GenotypeFile, SnpCodeGivesEachOrderedPairItsDigitAndAnyOtherPairFive)
     const uint16_t pairs[6][2] = {{1, 1}, {2, 2}, {1, 2}, {2, 1}, {3, 1}, {2, 3}};
     SHandMadePopulation pop(dir, 1, {{"nmloci = 5;", "nmloci = 6;"}, PopOutput("genotype /snp_code;")});
     for (int j = 0; j < 6; ++j) {
-        pop.pat[0][pop.sim->mrkIndex[j]] = pairs[j][0];
-        pop.mat[0][pop.sim->mrkIndex[j]] = pairs[j][1];
+        pop.pat[0][pop.sim->genome.mrkIndex[j]] = pairs[j][0];
+        pop.mat[0][pop.sim->genome.mrkIndex[j]] = pairs[j][1];
     }
     EXPECT_EQ(pop.Write(dir, "mrk"), std::vector<std::string>{"1      023455"});
 }
@@ -77,7 +77,7 @@ TEST(GenotypeFile, SeqWritesOneCodePerLocusInGenomeOrderAfterAnIdentifierKeptApa
     pop.sim->curPop->indiv[1].id = 1234567;
     std::string codes[2];
     for (int i = 0; i < 2; ++i)
-        for (int g = 0; g < pop.sim->nLociTot; ++g) codes[i] += pop.Allele(i, g, false) == 1 ? '3' : '4';
+        for (int g = 0; g < pop.sim->genome.nLociTot; ++g) codes[i] += pop.Allele(i, g, false) == 1 ? '3' : '4';
     EXPECT_EQ(pop.Write(dir, "mrk_qtl"), (std::vector<std::string>{"1      " + codes[0], "1234567 " + codes[1]}));
 }
 
@@ -91,14 +91,14 @@ TEST(GenotypeFile, MissingAndWrongGenotypesFollowTheirRatesWhileTheHaplotypesSta
 
     int missing = 0, wrong = 0;
     for (int i = 0; i < n; ++i)
-        for (int g = 0; g < pop.sim->nLociTot; ++g) {
+        for (int g = 0; g < pop.sim->genome.nLociTot; ++g) {
             ASSERT_EQ(pop.sim->curPop->indiv[i].Pat()[g], pop.Allele(i, g, false));
             ASSERT_EQ(pop.sim->curPop->indiv[i].Mat()[g], pop.Allele(i, g, true));
         }
     for (int i = 0; i < n; ++i)
         for (int j = 0; j < markers; ++j) {
             const char code = lines[i][7 + j];
-            const char truth = pop.Allele(i, pop.sim->mrkIndex[j], false) == 1 ? '3' : '4';
+            const char truth = pop.Allele(i, pop.sim->genome.mrkIndex[j], false) == 1 ? '3' : '4';
             missing += code == '5';
             wrong += code != '5' && code != truth;
         }
@@ -135,7 +135,7 @@ TEST(GenotypeError, ChangesTheGenotypeAndKeepsToTheAllelesOfTheLocus)
     for (const Case& c : cases) {
         auto sim = EngineIn(dir, {}, [&](SParams& prm) { prm.output.allele_label = c.useLabels; });
         sim->GetMrkQTLIdx();
-        SLocus& locus = *sim->LocusAt(0);
+        SLocus& locus = *sim->genome.LocusAt(0);
         locus.nAllele = c.labels[0];
         locus.alleleLabel = c.labels;
         auto shown = [&](uint16_t a) { return c.useLabels ? c.labels[a] : a; };

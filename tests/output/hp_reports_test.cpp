@@ -9,7 +9,7 @@ namespace {
 // Puts chromosome c's markers ('M') and QTL ('Q') into the given map order at the given cM.
 void PlaceLoci(SimClass& sim, int c, const std::vector<std::pair<char, double>>& order)
 {
-    SChrom& ch = sim.chrom[c];
+    SChrom& ch = sim.genome.chrom[c];
     std::vector<SLocus*> byType[2] = {{ch.loci, ch.loci + ch.nMrk}, {ch.loci + ch.nMrk, ch.loci + ch.NLoci()}};
     size_t taken[2] = {0, 0};
     for (size_t i = 0; i < order.size(); ++i) {
@@ -96,11 +96,11 @@ TEST(AlleleEffects, EachQtlListsItsAllelesInOrderWithLabelAndEffect)
 {
     TempDir dir;
     auto sim = EngineIn(dir, {OutputBlock("allele_effect;")});
-    SLocus& q1 = *sim->chrom[0].loci[5];
+    SLocus& q1 = *sim->genome.chrom[0].loci[5];
     q1.nAllele = 3;
     q1.alleleLabel = {3, 4, 7, 12};
     q1.effect = {0.5, -0.25, 1.125};
-    SLocus& q2 = *sim->chrom[0].loci[6];
+    SLocus& q2 = *sim->genome.chrom[0].loci[6];
     q2.nAllele = 1;
     q2.alleleLabel = {1, 2};
     q2.effect = {-10.0};
@@ -116,8 +116,8 @@ TEST(HPStat, GenomeTableGivesOverallAndPerChromosomeValues)
     TempDir dir;
     auto sim = EngineIn(dir, {{"chrlen = 10;", "chrlen = 20;"}, SecondChromosome("female_map_scale = 1.5;"),
                               OutputBlock("hp_stat;")});
-    sim->chrom[0].nMrkFixed = 2;
-    sim->chrom[1].nMrkFixed = 1;
+    sim->genome.chrom[0].nMrkFixed = 2;
+    sim->genome.chrom[1].nMrkFixed = 1;
     sim->hpPatCross = 1234;
     WriteHistoricalReports(*sim, HPStat);
     const std::string text = ReadFile(dir / "hp_stat_001.txt");
@@ -141,7 +141,7 @@ TEST(HPStat, SelectedSegregatingRowsAppearWithSelectSegLoci)
 {
     TempDir dir;
     auto sim = EngineIn(dir, {OutputBlock("hp_stat;")}, [](SParams& prm) { prm.genome.select_seg_loci = true; });
-    sim->chrom[0].nMrk = sim->nMrkTot = 3;
+    sim->genome.chrom[0].nMrk = sim->genome.nMrkTot = 3;
     WriteHistoricalReports(*sim, HPStat);
     EXPECT_NE(ReadFile(dir / "hp_stat_001.txt")
                   .find("No. selected-seg. loci      :           5         5\n"

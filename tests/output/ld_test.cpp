@@ -82,9 +82,9 @@ std::vector<SRefMarker> RefAccepted(const SimClass& sim, int last)
     const double twoN = 2.0 * (last + 1);
     std::vector<SRefMarker> accepted;
     int g = 0;
-    for (size_t c = 0; c < sim.chrom.size(); ++c)
-        for (int l = 0; l < sim.chrom[c].NLoci(); ++l, ++g) {
-            const SLocus* locus = sim.chrom[c].loci[l];
+    for (size_t c = 0; c < sim.genome.chrom.size(); ++c)
+        for (int l = 0; l < sim.genome.chrom[c].NLoci(); ++l, ++g) {
+            const SLocus* locus = sim.genome.chrom[c].loci[l];
             if (locus->isQTL || locus->nAllele < 2 || !o.ldChr[c]) continue;
             std::vector<int> count(locus->nAllele, 0);
             for (int i = 0; i <= last; ++i) {
@@ -227,8 +227,8 @@ TEST(LDStat, AcceptsACandidateByItsPooledRareAlleles)
     SFounders f(Chromosomes(1, 40, "all 2"), "ld /nmrk 500;");
     const int n = static_cast<int>(std::size(cases));
     for (int t = 0; t < n; ++t) {
-        const int g = f.sim->mrkIndex[static_cast<size_t>(t)];
-        f.sim->LocusAt(g)->nAllele = 6;
+        const int g = f.sim->genome.mrkIndex[static_cast<size_t>(t)];
+        f.sim->genome.LocusAt(g)->nAllele = 6;
         int h = 0;
         for (size_t a = 0; a < cases[t].haplotypes.size(); ++a)
             for (int k = 0; k < cases[t].haplotypes[a]; ++k, ++h) {
@@ -239,7 +239,7 @@ TEST(LDStat, AcceptsACandidateByItsPooledRareAlleles)
     }
     f.ComputeLD(1);
     for (int t = 0; t < n; ++t) {
-        const int g = f.sim->mrkIndex[static_cast<size_t>(t)];
+        const int g = f.sim->genome.mrkIndex[static_cast<size_t>(t)];
         const auto& m = f.sim->ldWork.markers;
         auto found = std::find_if(m.begin(), m.end(), [g](const SLDMarker& x) { return x.locus == g; });
         EXPECT_EQ(found == m.end() ? 0 : found->nClass, cases[t].nClass) << cases[t].what;
@@ -249,7 +249,7 @@ TEST(LDStat, AcceptsACandidateByItsPooledRareAlleles)
 TEST(LDStat, AMarkerWithTwentyOneAllelesSkipsTheGenerationWithOneWarning)
 {
     SFounders f(Chromosomes(1, 40, "all 2"), "ld /gen 0 1;");
-    f.sim->LocusAt(f.sim->mrkIndex[3])->nAllele = 21;
+    f.sim->genome.LocusAt(f.sim->genome.mrkIndex[3])->nAllele = 21;
     const unsigned warnings = NoWarn;
     f.ComputeLD(1);
     EXPECT_EQ(NoWarn, warnings + 1);

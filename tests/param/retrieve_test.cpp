@@ -214,12 +214,12 @@ TEST(GenomeStatements, ABlockWithACountMakesIdenticalChromosomes)
                                             {"nqloci = 10;", "nqloci = 2;"}}));
     ASSERT_EQ(sim->prm.genome.nChr, 3);
     EXPECT_DOUBLE_EQ(sim->prm.genome.genomeLength, 300);
-    EXPECT_EQ(sim->nMrkTot, 15);
-    EXPECT_EQ(sim->nQTLTot, 6);
+    EXPECT_EQ(sim->genome.nMrkTot, 15);
+    EXPECT_EQ(sim->genome.nQTLTot, 6);
     for (int c = 0; c < 3; ++c) {
         EXPECT_EQ(sim->prm.genome.chrom[c].number, c + 1);
-        EXPECT_DOUBLE_EQ(sim->chrom[c].loci[4]->pos, 100);
-        EXPECT_EQ(sim->chrom[c].loci[6]->isQTL, 1);
+        EXPECT_DOUBLE_EQ(sim->genome.chrom[c].loci[4]->pos, 100);
+        EXPECT_EQ(sim->genome.chrom[c].loci[6]->isQTL, 1);
     }
 }
 
@@ -233,7 +233,7 @@ TEST(GenomeStatements, BlocksFollowEachOtherAndGenomeWideStatementsMayStandBetwe
     ASSERT_EQ(sim->prm.genome.nChr, 3);
     EXPECT_DOUBLE_EQ(sim->prm.genome.chrom[1].len, 10);
     EXPECT_DOUBLE_EQ(sim->prm.genome.chrom[2].len, 20);
-    EXPECT_EQ(sim->chrom[2].loci[1]->nAllele0, 3);
+    EXPECT_EQ(sim->genome.chrom[2].loci[1]->nAllele0, 3);
     EXPECT_DOUBLE_EQ(sim->prm.genome.mean_crossover, 2.5);
     EXPECT_DOUBLE_EQ(sim->prm.genome.interference, 5);
     EXPECT_TRUE(sim->prm.genome.interferenceComplete);
@@ -248,7 +248,7 @@ TEST(GenomeStatements, EvenAndPredefinedPositions)
                                             {"mpos = even;", "mpos = even /end 30 /start 10;"},
                                             {"nqloci = 10;", "nqloci = 2;"},
                                             {"qpos = rnd;", "qpos = pd 15.123456 35;"}}));
-    const SChrom& ch = sim->chrom[0];
+    const SChrom& ch = sim->genome.chrom[0];
     ASSERT_EQ(ch.NLoci(), 5);
     // sorted by position: 10, 15.12346 (QTL), 20, 30, 35 (QTL)
     const double pos[] = {10, 15.12346, 20, 30, 35};
@@ -260,7 +260,7 @@ TEST(GenomeStatements, EvenAndPredefinedPositions)
 TEST(GenomeStatements, NumbersOfAllelesInEveryForm)
 {
     auto unique = EngineOf(MinimalParamWith({{"nma = all 2;", "nma = unique;"}}));
-    EXPECT_EQ(unique->chrom[0].loci[0]->nAllele0, 40);  // two per founder of 20
+    EXPECT_EQ(unique->genome.chrom[0].loci[0]->nAllele0, 40);  // two per founder of 20
     auto list = EngineOf(MinimalParamWith({{"nma = all 2;", "nma = rnd 5 2 3;"}, {"maf = eql;", "maf = rnd;"}}));
     const SLocusClassSettings& s = list->prm.genome.chrom[0].mrk;
     EXPECT_EQ(s.nAlleleMethod, ENumAlleleMethod::Rnd);
@@ -270,16 +270,16 @@ TEST(GenomeStatements, NumbersOfAllelesInEveryForm)
     auto pd = EngineOf(MinimalParamWith({{"nma = all 2;", "nma = pd 2 3 4 5 6;"},
                                            {"maf = eql;", "maf = pd 0.5 0.5 0.2 0.3 0.5 .25 .25 .25 .25 "
                                                           ".2 .2 .2 .2 .2 .1 .1 .1 .1 .1 .5;"}}));
-    EXPECT_EQ(pd->chrom[0].loci[4]->nAllele0, 6);
-    EXPECT_EQ(pd->chrom[0].loci[1]->freq, (std::vector<double>{0.2, 0.3, 0.5}));
-    EXPECT_DOUBLE_EQ(pd->chrom[0].loci[4]->freq[5], 0.5);
+    EXPECT_EQ(pd->genome.chrom[0].loci[4]->nAllele0, 6);
+    EXPECT_EQ(pd->genome.chrom[0].loci[1]->freq, (std::vector<double>{0.2, 0.3, 0.5}));
+    EXPECT_DOUBLE_EQ(pd->genome.chrom[0].loci[4]->freq[5], 0.5);
 }
 
 TEST(GenomeStatements, SharedFrequenciesAndQtlEffects)
 {
     auto sim = EngineOf(MinimalParamWith(
         {{"nqloci = 10;", "nqloci = 2;"}, {"qaf = eql;", "qaf = all 0.25 0.75;"}, {"qae = rndg 0.4;", "qae = pd 0.3 0.7;"}}));
-    const SChrom& ch = sim->chrom[0];
+    const SChrom& ch = sim->genome.chrom[0];
     SLocus* const* qtl = ch.loci + ch.nMrk;
     EXPECT_EQ(qtl[1]->freq, (std::vector<double>{0.25, 0.75}));
     EXPECT_EQ(ch.prm.qaeMethod, EEffectMethod::Pd);
@@ -361,7 +361,7 @@ TEST(GenomeStatements, ListsReachTheirLociAlsoWhenQtlStandBeforeTheMarkers)
                                             {"nqa = all 2;", "nqa = pd 2 3;"},
                                             {"qaf = eql;", "qaf = pd 0.5 0.5 0.2 0.2 0.6;"},
                                             {"qae = rndg 0.4;", "qae = pd 0.25 0.75;"}}));
-    const SChrom& ch = sim->chrom[0];
+    const SChrom& ch = sim->genome.chrom[0];
     ASSERT_EQ(ch.loci[0]->isQTL, 1);
     ASSERT_EQ(ch.loci[1]->isQTL, 1);
     EXPECT_EQ(ch.loci[0]->nAllele0, 2);
