@@ -492,20 +492,20 @@ std::string CheckRun(const SimClass& sim, const SRunPoint& at)
 {
     auto pedigree = [&] {
         if (at.pop >= 0) return std::string();
-        std::string fault = CheckHistoricalPedigree(sim.hp, sim.unknownParent);
+        std::string fault = CheckHistoricalPedigree(sim.hp, sim.replicate.unknownParent);
         for (const CPopulation& p : sim.pops)
-            if (fault.empty()) fault = CheckPedigree(p, 0, sim.unknownParent, sim.prm.global.joint_pop);
+            if (fault.empty()) fault = CheckPedigree(p, 0, sim.replicate.unknownParent, sim.prm.global.joint_pop);
         return fault;
     };
     auto population = [&] {
         if (at.pop < 0 || at.popDone) return std::string();
         const CPopulation& p = sim.pops[static_cast<size_t>(at.pop)];
-        return FirstFault({[&] { return CheckPedigree(p, at.gen, sim.unknownParent, sim.prm.global.joint_pop); },
+        return FirstFault({[&] { return CheckPedigree(p, at.gen, sim.replicate.unknownParent, sim.prm.global.joint_pop); },
                            [&] { return CheckGenerationCounts(p, at.gen); },
                            [&] { return CheckProgenyCounts(sim.pops, p, at.gen, sim.prm.global.joint_pop); }});
     };
     return FirstFault({pedigree, population,
-                       [&] { return CheckGenomeUse(sim.pops, sim.hp, sim.genomeUseCount, sim.nextGenomeSlot, at); },
+                       [&] { return CheckGenomeUse(sim.pops, sim.hp, sim.replicate.genomeUseCount, sim.replicate.nextGenomeSlot, at); },
                        [&] { return NewGenomesFault(sim, at); }});
 }
 

@@ -219,7 +219,7 @@ void SimClass::RunRep(int rep)
     if (p.prm.md == kMdMinf || p.prm.md == kMdMaxf) FreeSAMem();
     FreeChrLastSireDamMem();
     if (prm.global.joint_pop)
-        inbred.UpdateRec(pops.data(), &p, founderFlag.data());
+        inbred.UpdateRec(pops.data(), &p, replicate.founderFlag.data());
     else
         inbred.FreeMem();
     ComputeMeanVar(p.prm.ng + 1, 0, p.nIndiv - 1);

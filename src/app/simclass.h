@@ -16,6 +16,7 @@
 #include "genome/genome_pool.h"
 #include "genome/mutation.h"
 #include "genome/records.h"
+#include "genome/replicate.h"
 #include "history/histpop.h"
 #include "output/file_set.h"
 #include "output/ld.h"
@@ -110,7 +111,7 @@ public:
     void SelectSegregatingLoci_LHG(SRec* lhg);
     void PurgeIndivGenotype_LHG(SRec* lhg, const int* keep, int n);
     void ResetAlleleNumbers();
-    // Mean homozygosity of markers and QTL of a generation (hpMrkHomo, hpQtlHomo).
+    // Mean homozygosity of markers and QTL of a generation (hp.mrkHomo, hp.qtlHomo).
     void MeasureHomozygosity(CHistWorkerPool& pool, SRec* target, int n, int males);
     // Stops the pool once the last generation's loci are chosen.
     void CloseHistoricalRun(CHistWorkerPool& pool, SRec* lhg);
@@ -215,7 +216,6 @@ public:
     SGenome genome;
     // ---- Genome-wide run state ----
     std::vector<SCrossoP> crossScratch;  // one per chromosome, for the main thread
-    SRec unknownParent;              // parent of the last historical generation (id 0)
     CMutation mutation;
     CGenomePool genomePool;          // storage of released genomes, reused by new individuals
     CInbred inbred;                  // pedigree and inbreeding
@@ -225,13 +225,8 @@ public:
     SLDWork ldWork;                  // LD statistics of the generation being measured
 
     // ---- Replicate state ----
-    std::vector<uint16_t> genomeUseCount;  // use counters of the genomes of the replicate
-    std::vector<uint8_t> founderFlag;      // per identifier: taken as founder (1), by this population (2)
-    int nextGenomeSlot = 0;          // next free counter of genomeUseCount
-    int nextId = 0;                  // last identifier given
+    SReplicate replicate;
     CPopulation* curPop = nullptr;   // population being simulated
-    uint64_t hpPatCross = 0, hpMatCross = 0;  // crossovers of the historical run
-    double hpMrkHomo = 0, hpQtlHomo = 0;      // mean homozygosity of the last measured generation
     SHistRepStat histRep;            // the last historical generation over replicates
 
     // ---- Output streams ----

@@ -27,7 +27,7 @@ bool Eligible(const SFounderLine& l, uint8_t flags, uint8_t sex)
 
 void SimClass::PlaceFounder(CPopulation& p, const SRec& source)
 {
-    founderFlag[static_cast<size_t>(source.id)] |= kTakenInReplicate | kTakenByThisPop;
+    replicate.founderFlag[static_cast<size_t>(source.id)] |= kTakenInReplicate | kTakenByThisPop;
     SRec& copy = p.indiv[static_cast<size_t>(p.nFounderPlaced++)];
     copy = source;
     copy.gen = 0;
@@ -37,7 +37,7 @@ void SimClass::PlaceFounder(CPopulation& p, const SRec& source)
 void SimClass::ClearPopulationFlags(CPopulation& p)
 {
     for (int i = 0; i < p.nFounderPlaced; ++i)
-        founderFlag[static_cast<size_t>(p.indiv[static_cast<size_t>(i)].id)] &= static_cast<uint8_t>(~kTakenByThisPop);
+        replicate.founderFlag[static_cast<size_t>(p.indiv[static_cast<size_t>(i)].id)] &= static_cast<uint8_t>(~kTakenByThisPop);
 }
 
 void SimClass::ChooseFromHistPop()
@@ -51,8 +51,8 @@ void SimClass::ChooseFromHistPop()
             for (SRec* r : hp.lastGen) {
                 if (taken == l.n) break;
                 // Historical individuals carry identifier 0 until they are first taken.
-                if (!Eligible(l, founderFlag[static_cast<size_t>(r->id)], r->sex)) continue;
-                if (r->id == 0) r->id = ++nextId;
+                if (!Eligible(l, replicate.founderFlag[static_cast<size_t>(r->id)], r->sex)) continue;
+                if (r->id == 0) r->id = ++replicate.nextId;
                 PlaceFounder(p, *r);
                 ++taken;
             }
@@ -71,7 +71,7 @@ void SimClass::ChooseFromRecentPop()
 {
     CPopulation& p = *curPop;
     for (int i = 0; i < p.nFounderPlaced; ++i)
-        founderFlag[static_cast<size_t>(p.indiv[static_cast<size_t>(i)].id)] |= kTakenByThisPop;
+        replicate.founderFlag[static_cast<size_t>(p.indiv[static_cast<size_t>(i)].id)] |= kTakenByThisPop;
     for (int li = 0; li < p.prm.nFounderLine; ++li) {
         const SFounderLine& l = p.prm.founderLine[li];
         if (!l.FromHistorical()) TakeFoundersFrom(p, l);
@@ -104,12 +104,12 @@ void SimClass::TakeFoundersFrom(CPopulation& p, const SFounderLine& l)
     for (; k <= g.last && taken < l.n; ++k) {
         SRec* r = s.cand[static_cast<size_t>(k)];
         --*r->genomeUse;
-        if (!Eligible(l, founderFlag[static_cast<size_t>(r->id)], r->sex)) continue;
+        if (!Eligible(l, replicate.founderFlag[static_cast<size_t>(r->id)], r->sex)) continue;
         PlaceFounder(p, *r);
         if (!prm.global.joint_pop) {
             SRec& copy = p.indiv[static_cast<size_t>(p.nFounderPlaced - 1)];
             copy.nMPrg = copy.nFPrg = 0;
-            copy.sire = copy.dam = &unknownParent;
+            copy.sire = copy.dam = &replicate.unknownParent;
         }
         ++taken;
     }

@@ -160,8 +160,8 @@ void SimClass::AssignSex(int gen, bool rndUg)
 void SimClass::StartProgenyRecord(SRec& r, int gen, SRec* sire, SRec* dam)
 {
     const CPopulation& p = *curPop;
-    r.id = ++nextId;
-    r.genomeUse = &genomeUseCount[static_cast<size_t>(nextGenomeSlot++)];
+    r.id = ++replicate.nextId;
+    r.genomeUse = replicate.NextGenomeUse();
     *r.genomeUse = p.genInfo[static_cast<size_t>(gen)].genomeHold;
     r.gen = static_cast<int16_t>(gen);
     r.nMPrg = r.nFPrg = 0;

@@ -154,7 +154,7 @@ void SimClass::EstimateEBV_Approx(int gen, int first, int last)
     CPopulation& p = *curPop;
     const SGenPlan& plan = p.prm.plan[static_cast<size_t>(gen)];
     const SApproxWeights aw = ApproxWeights(prm.global.varPoly + prm.global.varQTL, prm.global.varRes, prm.global.h2);
-    const std::vector<int> recorded = RecordedProgenyPerParent(p, first, last, nextId);
+    const std::vector<int> recorded = RecordedProgenyPerParent(p, first, last, replicate.nextId);
     ApproxParents(p.sires.data(), plan.nSires, recorded, p.prm.mnp_male, prm.global.malesHaveRecords, aw);
     ApproxParents(p.dams.data(), plan.nDams, recorded, p.prm.mnp_female, prm.global.malesHaveRecords, aw);
     for (int i = first; i <= last; ++i) {

@@ -115,7 +115,7 @@ void SimClass::InputBV(int gen, int first, int last, bool base)
     CPopulation& p = *curPop;
     // Flags by identifier: S sires and D dams of generation gen, P its progeny. A population
     // without generations has no parents to flag when its founders are evaluated.
-    std::vector<char> flag(static_cast<size_t>(nextId) + 1, '-');
+    std::vector<char> flag(static_cast<size_t>(replicate.nextId) + 1, '-');
     if (gen <= p.prm.ng) {
         const SGenPlan& plan = p.prm.plan[static_cast<size_t>(gen)];
         for (int i = 0; i < plan.nSires; ++i) if (p.sires[i]) flag[static_cast<size_t>(p.sires[i]->id)] = 'S';

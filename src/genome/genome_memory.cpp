@@ -117,8 +117,8 @@ void SimClass::AllocGlobalMem()
     crossScratch.assign(static_cast<size_t>(prm.genome.nChr), SCrossoP());
     genome.mrkIndex.assign(static_cast<size_t>(genome.nMrkTot), 0);
     genome.qtlIndex.assign(static_cast<size_t>(genome.nQTLTot), 0);
-    unknownParent.id = 0;
-    unknownParent.inbF = -1.0;  // so dFactor is 1.0 for two unknown parents, 0.75 - 0.25 F for one
+    replicate.unknownParent.id = 0;
+    replicate.unknownParent.inbF = -1.0;  // so dFactor is 1.0 for two unknown parents, 0.75 - 0.25 F for one
 }
 
 void SimClass::AllocPopMem()
@@ -133,16 +133,16 @@ void SimClass::AllocPopMem()
         p.dams.assign(static_cast<size_t>(p.prm.maxDams), nullptr);
         counters += static_cast<size_t>(std::max(0, p.nIndiv - p.prm.nMaleFounder - p.prm.nFemaleFounder));
     }
-    genomeUseCount.assign(counters, 0);
-    founderFlag.assign(counters + 1, 0);
+    replicate.genomeUseCount.assign(counters, 0);
+    replicate.founderFlag.assign(counters + 1, 0);
 }
 
 void SimClass::InitializeRep()
 {
-    std::fill(genomeUseCount.begin(), genomeUseCount.end(), 0);
-    std::fill(founderFlag.begin(), founderFlag.end(), 0);
-    nextGenomeSlot = 0;
-    nextId = 0;
+    std::fill(replicate.genomeUseCount.begin(), replicate.genomeUseCount.end(), 0);
+    std::fill(replicate.founderFlag.begin(), replicate.founderFlag.end(), 0);
+    replicate.nextGenomeSlot = 0;
+    replicate.nextId = 0;
     for (CPopulation& p : pops) {
         std::fill(p.indiv.begin(), p.indiv.end(), SRec());
         for (SGenStat& st : p.genStat) {
@@ -168,8 +168,8 @@ void SimClass::FreePopMem()
         p.sires.clear();
         p.dams.clear();
     }
-    genomeUseCount.clear();
-    founderFlag.clear();
+    replicate.genomeUseCount.clear();
+    replicate.founderFlag.clear();
 
     if (!genome.selectedLoci.empty() || prm.genome.select_seg_loci) {
         // Every replicate starts again from the full genome.

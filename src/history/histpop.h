@@ -1,6 +1,7 @@
 // The historical population during a replicate: its records.
 #pragma once
 
+#include <cstdint>
 #include <vector>
 
 #include "genome/records.h"
@@ -10,6 +11,8 @@
 struct SHistPop {
     std::vector<SRec> recs;         // current generation; after the run, the last one (males first)
     std::vector<SRec*> lastGen;     // the individuals of the last generation, males first
+    uint64_t patCross = 0, matCross = 0;  // crossovers of the historical run
+    double mrkHomo = 0, qtlHomo = 0;      // mean homozygosity of the last measured generation
 };
 
 // Accumulators of the last historical generation over replicates.

@@ -109,8 +109,8 @@ void SimClass::MeasureHomozygosity(CHistWorkerPool& pool, SRec* target, int n, i
         qtl += w->qtlHomoSum;
         w->mrkHomoSum = w->qtlHomoSum = 0;  // workers left out of a small pass add nothing
     }
-    hpMrkHomo = markers / n;
-    hpQtlHomo = qtl / n;
+    hp.mrkHomo = markers / n;
+    hp.qtlHomo = qtl / n;
 }
 
 void SimClass::FounderGenotypes(SHistWorker& w, const SHistPass& pass)
@@ -145,7 +145,7 @@ void SimClass::HPSimulator(int rep)
     const int G = prm.hist.nGen;
     std::vector<SRec> other(static_cast<size_t>(prm.hist.LargestSize()));
     mutation.InitializeRep();
-    hpPatCross = hpMatCross = 0;
+    hp.patCross = hp.matCross = 0;
     SampleParam(rep);
     GetMrkQTLIdx();
     ResetAlleleNumbers();
@@ -167,7 +167,7 @@ void SimClass::HPSimulator(int rep)
     if (prm.output.monitor_hp_homo) SaveHPHomo(0);
     if (G > 0) {
         PrintHistLine('*', 0, size, males);
-        Info("   %8.4f   %8.4f\n", hpMrkHomo, hpQtlHomo);
+        Info("   %8.4f   %8.4f\n", hp.mrkHomo, hp.qtlHomo);
     }
 
     SRec* parents = hp.recs.data();
@@ -189,13 +189,13 @@ void SimClass::HPSimulator(int rep)
         bool monitored = prm.output.monitor_hp_homo && g >= prm.output.monitorFreq && g % prm.output.monitorFreq == 0;
         if (shown || atBoundary || monitored || g == G) MeasureHomozygosity(pool, offspring, size, males);
         if (prm.output.monitor_hp_homo && (monitored || g == G)) SaveHPHomo(g);
-        if (shown) Info("   %8.4f   %8.4f\n", hpMrkHomo, hpQtlHomo);
+        if (shown) Info("   %8.4f   %8.4f\n", hp.mrkHomo, hp.qtlHomo);
         if (atBoundary) ++boundary;
         std::swap(parents, offspring);
     }
     Info("*%-5s %8s %8s %8s   %8.4f   %8.4f\n", FormatNum(static_cast<unsigned long long>(G)),
          FormatNum(static_cast<unsigned long long>(prm.hist.LastSize())), FormatNum(static_cast<unsigned long long>(prm.hist.nmlhg)),
-         FormatNum(static_cast<unsigned long long>(prm.hist.LastSize() - prm.hist.nmlhg)), hpMrkHomo, hpQtlHomo);
+         FormatNum(static_cast<unsigned long long>(prm.hist.LastSize() - prm.hist.nmlhg)), hp.mrkHomo, hp.qtlHomo);
 
     // The last generation stays in the engine's record array.
     if (parents != hp.recs.data()) hp.recs.swap(other);

@@ -204,15 +204,15 @@ void SimClass::CloseHistoricalRun(CHistWorkerPool& pool, SRec* lhg)
 {
     const int n = prm.hist.LastSize();
     for (auto& w : pool.Workers()) {
-        hpPatCross += w->patCross;
-        hpMatCross += w->matCross;
+        hp.patCross += w->patCross;
+        hp.matCross += w->matCross;
     }
     mutation.IndexAlleles(lhg, n, true);
     Info("\n");
     Info("No. marker mutation events  : %14s\n", FormatNum(mutation.MarkerEvents()));
     Info("No. QTL mutation events     : %14s\n", FormatNum(mutation.QTLEvents()));
-    Info("No. paternal crossovers     : %14s\n", FormatNum(hpPatCross));
-    Info("No. maternal crossovers     : %14s\n", FormatNum(hpMatCross));
+    Info("No. paternal crossovers     : %14s\n", FormatNum(hp.patCross));
+    Info("No. maternal crossovers     : %14s\n", FormatNum(hp.matCross));
     WarnIgnoredMutations("marker", "markers", mutation.IgnoredMarkerEvents());
     WarnIgnoredMutations("QTL", "QTL", mutation.IgnoredQTLEvents());
 
@@ -227,11 +227,11 @@ void SimClass::CloseHistoricalRun(CHistWorkerPool& pool, SRec* lhg)
         if (markersBefore > 0)
             Info("   No. markers selected     : %-7s out of %-12s (Homo = %g)\n",
                  FormatNum(static_cast<unsigned long long>(genome.nMrkTot)), FormatNum(static_cast<unsigned long long>(markersBefore)),
-                 hpMrkHomo);
+                 hp.mrkHomo);
         if (qtlBefore > 0)
             Info("   No. QTL selected         : %-7s out of %-12s (Homo = %g)\n",
                  FormatNum(static_cast<unsigned long long>(genome.nQTLTot)), FormatNum(static_cast<unsigned long long>(qtlBefore)),
-                 hpQtlHomo);
+                 hp.qtlHomo);
     }
     pool.Stop();
 
@@ -240,11 +240,11 @@ void SimClass::CloseHistoricalRun(CHistWorkerPool& pool, SRec* lhg)
     for (int i = 0; i < n; ++i) {
         SRec& r = lhg[i];
         r.id = 0;
-        r.sire = r.dam = &unknownParent;
+        r.sire = r.dam = &replicate.unknownParent;
         r.gen = 0;
         r.inbF = 0;
         r.nMPrg = r.nFPrg = 0;
-        r.genomeUse = &genomeUseCount[static_cast<size_t>(nextGenomeSlot++)];
+        r.genomeUse = replicate.NextGenomeUse();
         bool male = i < prm.hist.nmlhg;
         r.sex = male ? 1 : 0;
         r.hasPhen = male ? (prm.global.malesHaveRecords ? 1 : 0) : 1;

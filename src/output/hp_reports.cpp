@@ -134,8 +134,8 @@ void WriteRunCounters(FILE* fp, const SimClass& s)
 {
     fprintf(fp, "No. marker mutation events  : %11s\n", FormatNum(s.mutation.MarkerEvents()));
     fprintf(fp, "No. QTL mutation events     : %11s\n", FormatNum(s.mutation.QTLEvents()));
-    fprintf(fp, "No. paternal crossovers     : %11s\n", FormatNum(s.hpPatCross));
-    fprintf(fp, "No. maternal crossovers     : %11s\n", FormatNum(s.hpMatCross));
+    fprintf(fp, "No. paternal crossovers     : %11s\n", FormatNum(s.hp.patCross));
+    fprintf(fp, "No. maternal crossovers     : %11s\n", FormatNum(s.hp.matCross));
     fputc('\n', fp);
     bool warned = WriteIgnoredMutations(fp, s.mutation.IgnoredMarkerEvents(), "marker", "markers");
     warned = WriteIgnoredMutations(fp, s.mutation.IgnoredQTLEvents(), "QTL", "QTL") || warned;
@@ -171,8 +171,8 @@ void WriteSizeTable(FILE* fp, const SHistPlan& plan)
 
 void SimClass::SaveHPHomo(int gen)
 {
-    WriteHomoLine(files.hpHomoMrkFp, genome.nMrkTot >= 1, gen, hpMrkHomo);
-    WriteHomoLine(files.hpHomoQtlFp, genome.nQTLTot >= 1, gen, hpQtlHomo);
+    WriteHomoLine(files.hpHomoMrkFp, genome.nMrkTot >= 1, gen, hp.mrkHomo);
+    WriteHomoLine(files.hpHomoQtlFp, genome.nQTLTot >= 1, gen, hp.qtlHomo);
 }
 
 void SimClass::SaveLinkageMap(bool qtl, bool combined)

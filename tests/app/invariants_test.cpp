@@ -54,11 +54,11 @@ std::string WithSegregatingLoci(std::string text)
 std::string CheckEnded(const SimClass& sim, const CPopulation& p)
 {
     const int index = static_cast<int>(&p - sim.pops.data());
-    std::string fault = CheckPedigree(p, p.prm.ng, sim.unknownParent, sim.prm.global.joint_pop);
+    std::string fault = CheckPedigree(p, p.prm.ng, sim.replicate.unknownParent, sim.prm.global.joint_pop);
     if (fault.empty()) fault = CheckGenerationCounts(p, p.prm.ng);
     if (fault.empty() && !sim.prm.global.joint_pop) fault = CheckProgenyCounts(sim.pops, p, p.prm.ng, false);
     if (fault.empty())
-        fault = CheckGenomeUse(sim.pops, sim.hp, sim.genomeUseCount, sim.nextGenomeSlot, {1, index, p.prm.ng, true});
+        fault = CheckGenomeUse(sim.pops, sim.hp, sim.replicate.genomeUseCount, sim.replicate.nextGenomeSlot, {1, index, p.prm.ng, true});
     const std::vector<uint16_t> nAllele = AlleleCounts(sim.genome.chrom);
     for (const SRec& r : p.indiv)
         if (fault.empty() && r.patChr && *r.genomeUse != kGenomeReleased) fault = CheckAlleles(r, nAllele);

@@ -33,10 +33,10 @@ struct TestPopulation {
         pop->sires.assign(maxSires, nullptr);
         pop->dams.assign(maxDams, nullptr);
         pop->genStat.assign(ng + 2, SGenStat());
-        sim->genomeUseCount.assign(nIndiv, 1);
+        sim->replicate.genomeUseCount.assign(nIndiv, 1);
         for (int i = 0; i < nIndiv; ++i) {
             pop->indiv[i].id = i + 1;
-            pop->indiv[i].genomeUse = &sim->genomeUseCount[i];
+            pop->indiv[i].genomeUse = &sim->replicate.genomeUseCount[i];
         }
         sim->curPop = pop;
     }

@@ -70,15 +70,15 @@ TEST(GenomeMemory, AReleasedGenomeIsNeverFreedTwice)
     sim->InitializeRep();
     for (int i = 0; i < 4; ++i) {
         sim->AllocRecChr(&p.indiv[i]);
-        p.indiv[i].genomeUse = &sim->genomeUseCount[i];
-        sim->genomeUseCount[i] = i < 2 ? 0 : 1;
+        p.indiv[i].genomeUse = &sim->replicate.genomeUseCount[i];
+        sim->replicate.genomeUseCount[i] = i < 2 ? 0 : 1;
     }
     sim->FreeChrProgMem(&p, 0, 3);  // releases the two genomes nobody holds
-    EXPECT_EQ(sim->genomeUseCount[0], kGenomeReleased);
-    EXPECT_EQ(sim->genomeUseCount[2], 1);
+    EXPECT_EQ(sim->replicate.genomeUseCount[0], kGenomeReleased);
+    EXPECT_EQ(sim->replicate.genomeUseCount[2], 1);
     EXPECT_NE(p.indiv[2].patChr, nullptr);
     sim->FreePopMem();  // frees the other two only; the sanitizer build catches a double free
-    EXPECT_TRUE(sim->genomeUseCount.empty());
+    EXPECT_TRUE(sim->replicate.genomeUseCount.empty());
 }
 
 TEST(GenomeMemory, ReleasedStorageIsReusedForTheNextIndividualOfTheSameSize)

@@ -102,7 +102,7 @@ TEST(Crossovers, NoMeanCrossoverMeansWholeParentalHaplotypes)
 {
     std::string genome = "mean_crossover = 0;\n" + ChromosomeBlock(2, 100, 50, 5);
     auto sim = SimulateHistory(HistoryParam("hg_size = 30 [0] 30 [3];", genome), 13, 1);
-    EXPECT_EQ(sim->hpPatCross + sim->hpMatCross, 0u);
+    EXPECT_EQ(sim->hp.patCross + sim->hp.matCross, 0u);
 }
 
 TEST(Meiosis, ARecentIndividualGetsItsParentsAllelesItsQtlValueAndItsCrossoverLines)

@@ -35,12 +35,12 @@ TEST(HistoricalPopulation, ASingleGenerationIsTheLastGenerationWithMalesFirst)
         const SRec* r = sim->hp.lastGen[i];
         EXPECT_EQ(r->sex, i < 12 ? 1 : 0) << i;
         EXPECT_EQ(r->id, 0);
-        EXPECT_EQ(r->sire, &sim->unknownParent);
+        EXPECT_EQ(r->sire, &sim->replicate.unknownParent);
         EXPECT_EQ(*r->genomeUse, 0);
         EXPECT_EQ(r->hasPhen, 1);
         EXPECT_DOUBLE_EQ(r->phen, r->qtlVal + r->polyVal + r->res);
     }
-    EXPECT_EQ(sim->hpPatCross + sim->hpMatCross, 0u);
+    EXPECT_EQ(sim->hp.patCross + sim->hp.matCross, 0u);
 }
 
 TEST(HistoricalPopulation, MalesCarryTwoCopiesOfTheirMothersX)
@@ -86,7 +86,7 @@ TEST(HistoricalPopulation, HomozygosityRisesWithDriftAsExpectedForTheEffectiveSi
     std::string param = HistoryParam("hg_size = 100 [0] 100 [" + std::to_string(generations) + "];",
                                      ChromosomeBlock(10, 100, 200, 1));
     std::vector<double> homo;
-    for (unsigned long seed = 1; seed <= 6; ++seed) homo.push_back(SimulateHistory(param, seed, 2)->hpMrkHomo);
+    for (unsigned long seed = 1; seed <= 6; ++seed) homo.push_back(SimulateHistory(param, seed, 2)->hp.mrkHomo);
     double expected = 1 - 0.5 * std::pow(1 - 1 / 200.0, generations);
     double mean = std::accumulate(homo.begin(), homo.end(), 0.0) / homo.size();
     double se = std::sqrt(Variance(homo) / homo.size());
@@ -111,8 +111,8 @@ TEST(HistoricalPopulation, CrossoversPerGameteFollowTheMapLengthsAndTheMeanNumbe
         }
         EXPECT_NEAR(observed, meioses * mean, 4 * std::sqrt(meioses * var));
     };
-    check(static_cast<double>(sim->hpPatCross), {1.5 * 1.2 * 1.5, 1.5 * 1.2 * 1.5});
-    check(static_cast<double>(sim->hpMatCross), {1.5 * 0.8 * 1.5, 1.5 * 0.8 * 1.5, 1.0 * 1.5});
+    check(static_cast<double>(sim->hp.patCross), {1.5 * 1.2 * 1.5, 1.5 * 1.2 * 1.5});
+    check(static_cast<double>(sim->hp.matCross), {1.5 * 0.8 * 1.5, 1.5 * 0.8 * 1.5, 1.0 * 1.5});
 }
 
 TEST(HistoricalPopulation, ScalingGivesExactlyTheRequestedVariances)

@@ -49,9 +49,9 @@ TEST(HomozygosityReport, OneLinePerMonitoredGenerationUnderAHeader)
     TempDir dir;
     auto sim = EngineIn(dir, {OutputBlock("monitor_hp_homo;")});
     WriteHistoricalReports(*sim, [](SimClass& s) {
-        s.hpMrkHomo = 0.5, s.hpQtlHomo = 0.75;
+        s.hp.mrkHomo = 0.5, s.hp.qtlHomo = 0.75;
         s.SaveHPHomo(0);
-        s.hpMrkHomo = 0.25, s.hpQtlHomo = 1;
+        s.hp.mrkHomo = 0.25, s.hp.qtlHomo = 1;
         s.SaveHPHomo(50);
     });
     EXPECT_EQ(ReadFile(dir / "hp_homo_mrk_001.txt"), "Gen    Mean homozygosity\n0     0.500000\n50    0.250000\n");
@@ -118,7 +118,7 @@ TEST(HPStat, GenomeTableGivesOverallAndPerChromosomeValues)
                               OutputBlock("hp_stat;")});
     sim->genome.chrom[0].nMrkFixed = 2;
     sim->genome.chrom[1].nMrkFixed = 1;
-    sim->hpPatCross = 1234;
+    sim->hp.patCross = 1234;
     WriteHistoricalReports(*sim, HPStat);
     const std::string text = ReadFile(dir / "hp_stat_001.txt");
 
