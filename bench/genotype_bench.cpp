@@ -39,7 +39,7 @@ STiming TimeGenotypeFile(SimClass& sim, const std::string& path)
     sim.files.genoMrkFp = Myfopen(path.c_str(), "w");
     const double processor = ProcessorSeconds();
     auto start = std::chrono::steady_clock::now();
-    sim.SaveGenotype(0, p.genInfo[0].last, 0, false);
+    SaveGenotype(sim.Output(), p, 0, p.genInfo[0].last, 0, false);
     MyFclose(sim.files.genoMrkFp);
     STiming t{SecondsSince(start), ProcessorSeconds() - processor};
     sim.files.genoMrkFp = nullptr;

@@ -29,7 +29,7 @@ std::vector<SLDFigures> TimeLD(const char* path, const std::vector<int>& threads
     for (int t : threads) {
         sim->nthread = t;
         auto start = std::chrono::steady_clock::now();
-        sim->ComputeLDStat(0, 0, last);
+        ComputeLDStat(sim->genome, sim->ldWork, *sim->curPop, sim->nthread, 0, 0, last);
         SLDFigures f;
         f.seconds = SecondsSince(start);
         f.markers = static_cast<int>(sim->ldWork.markers.size());

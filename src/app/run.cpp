@@ -51,7 +51,7 @@ void SimClass::Run()
         HPSimulator(rep);
         ChooseFromHistPop();
         CheckInvariants(*this, {rep, -1, 0, false});
-        SaveRepResults();
+        SaveRepResults(Output());
         CloseOutputStreams(true);
 
         for (CPopulation& p : pops) {
@@ -60,11 +60,11 @@ void SimClass::Run()
             PrintALineFormat1(60, '-', stdout, "Population \"%s\"", p.prm.name.c_str());
             OpenOutputStreams(rep, false);
             RunRep(rep);
-            GetStatRep();
+            GetStatRep(p);
             if (onPopulationDone) onPopulationDone(p, rep);
-            if (p.prm.out.dataOut) SaveData();
-            if (p.prm.out.statOut) SaveStat();
-            if (p.prm.out.ldOut && genome.nMrkTot > 0) SaveLD();
+            if (p.prm.out.dataOut) SaveData(p, files.dataFp);
+            if (p.prm.out.statOut) SaveStat(Output(), p);
+            if (p.prm.out.ldOut && genome.nMrkTot > 0) SaveLD(p, files.ldDecayFp);
             PrintLineTime(60, '-', stdout, popTimer.PrintTime_Str());
             CloseOutputStreams(false);
         }
@@ -87,7 +87,7 @@ void SimClass::Run()
     // nrep.txt may have lowered nrep below the replicate already reached: the summary averages
     // over the replicates that were run.
     runNrep = repsDone;
-    if (runNrep >= 2) SaveStatRep();
+    if (runNrep >= 2) SaveStatRep(prm, pops, histRep, runNrep);
 
     mutation.FreeMutMem();
     for (CPopulation& p : pops) {
@@ -177,8 +177,8 @@ void SimClass::RunRep(int rep)
     fflush(stdout);
     ChooseFromRecentPop();
     int last0 = p.genInfo[0].last;
-    ComputeLDStat(0, 0, last0);
-    SaveGenResults(0, 0, last0);
+    ComputeLDStat(genome, ldWork, *curPop, nthread, 0, 0, last0);
+    SaveGenResults(Output(), *curPop, 0, 0, last0);
     inbred.AllocMem(&p, pops.data(), static_cast<int>(pops.size()), prm.global.joint_pop);
     ComputeMeanVar(0, 0, last0);
     if (p.prm.true_av) Update_VarAdd(0);
@@ -201,10 +201,10 @@ void SimClass::RunRep(int rep)
         fflush(stdout);
         ProgenySimulator(g, gi.first, gi.last);
         ComputeMeanVar(g, gi.first, gi.last);
-        ComputeLDStat(g, gi.first, gi.last);
+        ComputeLDStat(genome, ldWork, *curPop, nthread, g, gi.first, gi.last);
         if (p.prm.true_av) Update_VarAdd(g);
         EstimateEBV(g, gi.first, gi.last);
-        SaveGenResults(g, gi.first, gi.last);
+        SaveGenResults(Output(), *curPop, g, gi.first, gi.last);
         if (g < p.prm.ng) {
             CSort::SortParents(&p, g, prm.global.malesHaveRecords, p.prm.cd, p.prm.sd);
             CSort::SortRP(&p, gi.first, gi.last, prm.global.malesHaveRecords, p.prm.sd, p.prm.sdHigh);

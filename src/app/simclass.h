@@ -18,13 +18,10 @@
 #include "genome/records.h"
 #include "genome/replicate.h"
 #include "history/histpop.h"
-#include "output/file_set.h"
-#include "output/ld.h"
-#include "output/write_buffer.h"
+#include "output/writers.h"
 #include "param/params.h"
 #include "random/rnd.h"
 
-struct SGenotypeWrite;
 
 class CHistWorkerPool;
 struct SHistPass;
@@ -116,14 +113,11 @@ public:
     // Stops the pool once the last generation's loci are chosen.
     void CloseHistoricalRun(CHistWorkerPool& pool, SRec* lhg);
 
-    // ---- Output file set and historical reports (output/) ----
+    // ---- The file set of a replicate (app/simclass.cpp) ----
     void OpenOutputStreams(int rep, bool hp);
     void CloseOutputStreams(bool hp);
-    void SaveRepResults();
-    void SaveHPStat(double polyMean, double polyVar, double qtlMean, double qtlVar, double qtlScale);
-    void SaveHPHomo(int gen);
-    void SaveLinkageMap(bool qtl, bool combined);
-    void SaveAlleleEffect();
+    // The parameters, genome and open files the result writers work on.
+    SRunOutput Output() { return {prm, genome, files}; }
 
     // ---- Recent populations: founders and the generation cycle (breeding/) ----
     void SimLitterSize(int rep);
@@ -176,23 +170,6 @@ public:
     // correlation r with a TBV of variance varA.
     void GetCholesky(double r, double* a, double* b) const;
 
-    // ---- Population result files (output/) ----
-    void SaveData();
-    // Genotype and allele-frequency files of individuals first..last of generation gen.
-    void SaveGenResults(int gen, int first, int last);
-    void SaveGenotype(int first, int last, int gen, bool qtl);
-    void InduceGenErr(int g, unsigned short* pat, unsigned short* mat, unsigned short& outPat,
-                      unsigned short& outMat, unsigned long long& counter);
-    void SaveAlleleFreq(int first, int last, int gen);
-    // LD by distance class of generation gen, computed by worker threads.
-    void ComputeLDStat(int gen, int first, int last);
-    void ComputeLDStat_MyThread(int worker);
-    void SaveLD();
-    // Statistics file and the summary over replicates.
-    void SaveStat();
-    void GetStatRep();
-    void SaveStatRep();
-
     // ---- Inspection ----
     // Called after each population of each replicate, while its records still hold their values
     // and its statistics are complete. Tests and benchmarks look at the run here; a run from the
@@ -231,16 +208,4 @@ public:
 
     // ---- Output streams ----
     COutputFiles files;              // the result files of the replicate that stay open across calls
-
-private:
-    // Genotype files (output/genotype_file.cpp).
-    void WriteGenotypeLines(SGenotypeWrite& w, int first, int last, CMyRnd& local, SGenStat& stat);
-    void TrueGenotypes(SGenotypeWrite& w, const SRec& r) const;
-    void InduceFaults(SGenotypeWrite& w, const SRec& r, std::vector<int>& columns, const SRate& missRate,
-                      const SRate& errRate, CMyRnd& local, uint64_t& nMiss, uint64_t& nErr);
-    void WriteGenotypeLine(SGenotypeWrite& w, int id);
-    // Allele frequency files (output/freq_file.cpp).
-    void WriteFreqHeaders();
-    void WriteFrequencies(int first, int last, int gen);
-    void WriteMafDistribution(FILE* fp, bool qtl, int nLoci);
 };

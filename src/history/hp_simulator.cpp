@@ -164,7 +164,7 @@ void SimClass::HPSimulator(int rep)
     pool.RunPass(SHistWorker::kFounders, SHistPass{hp.recs.data(), males}, size);
     if (mutating) mutation.Mutate(hp.recs.data(), size);
     MeasureHomozygosity(pool, hp.recs.data(), size, males);
-    if (prm.output.monitor_hp_homo) SaveHPHomo(0);
+    if (prm.output.monitor_hp_homo) SaveHPHomo(Output(), hp, 0);
     if (G > 0) {
         PrintHistLine('*', 0, size, males);
         Info("   %8.4f   %8.4f\n", hp.mrkHomo, hp.qtlHomo);
@@ -188,7 +188,7 @@ void SimClass::HPSimulator(int rep)
 
         bool monitored = prm.output.monitor_hp_homo && g >= prm.output.monitorFreq && g % prm.output.monitorFreq == 0;
         if (shown || atBoundary || monitored || g == G) MeasureHomozygosity(pool, offspring, size, males);
-        if (prm.output.monitor_hp_homo && (monitored || g == G)) SaveHPHomo(g);
+        if (prm.output.monitor_hp_homo && (monitored || g == G)) SaveHPHomo(Output(), hp, g);
         if (shown) Info("   %8.4f   %8.4f\n", hp.mrkHomo, hp.qtlHomo);
         if (atBoundary) ++boundary;
         std::swap(parents, offspring);

@@ -292,5 +292,5 @@ void SimClass::CloseHistoricalRun(CHistWorkerPool& pool, SRec* lhg)
     for (const SChrom& ch : genome.chrom)
         Info(ch.prm.isX ? "%3d S %10.5f   %10s   %10s\n" : "%3d   %10.5f   %10s   %10s\n", ch.prm.number, ch.prm.len,
              FormatNum(static_cast<unsigned long long>(ch.nMrk)), FormatNum(static_cast<unsigned long long>(ch.nQTL)));
-    SaveHPStat(polyMean, polyVar, qtlMean, qtlVar, scale);
+    SaveHPStat(Output(), hp, mutation, polyMean, polyVar, qtlMean, qtlVar, scale);
 }

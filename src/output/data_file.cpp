@@ -4,7 +4,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "app/simclass.h"
+#include "output/writers.h"
+#include "random/rnd.h"
 #include "support/files.h"
 #include "support/numbers.h"
 
@@ -36,10 +37,8 @@ void WriteHeader(FILE* fp, const CPopulation& p)
 
 }  // namespace
 
-void SimClass::SaveData()
+void SaveData(const CPopulation& p, FILE* fp)
 {
-    const CPopulation& p = *curPop;
-    FILE* fp = files.dataFp;
     WriteHeader(fp, p);
 
     // Founders keep their parents; every later generation loses its share, sires before dams.

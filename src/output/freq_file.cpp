@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "app/simclass.h"
+#include "output/writers.h"
 #include "support/boxes.h"
 #include "support/files.h"
 #include "support/numbers.h"
@@ -20,25 +20,25 @@ struct SAlleleCounts {
     std::vector<double> sumSq;
 };
 
-SAlleleCounts CountAlleles(const SimClass& sim, int first, int last)
+SAlleleCounts CountAlleles(const SGenome& genome, const CPopulation& p, int first, int last)
 {
     SAlleleCounts c;
-    const int nLoci = sim.genome.nLociTot;
+    const int nLoci = genome.nLociTot;
     c.start.resize(static_cast<size_t>(nLoci));
     int cells = 0;
     for (int g = 0; g < nLoci; ++g) {
         c.start[static_cast<size_t>(g)] = cells;
-        cells += sim.genome.LocusAt(g)->nAllele + 1;
+        cells += genome.LocusAt(g)->nAllele + 1;
     }
     c.count.assign(static_cast<size_t>(cells), 0);
-    std::vector<const double*> effect(static_cast<size_t>(sim.genome.nQTLTot));
-    for (int j = 0; j < sim.genome.nQTLTot; ++j)
-        effect[static_cast<size_t>(j)] = sim.genome.LocusAt(sim.genome.qtlIndex[static_cast<size_t>(j)])->effect.data();
+    std::vector<const double*> effect(static_cast<size_t>(genome.nQTLTot));
+    for (int j = 0; j < genome.nQTLTot; ++j)
+        effect[static_cast<size_t>(j)] = genome.LocusAt(genome.qtlIndex[static_cast<size_t>(j)])->effect.data();
     c.sum.assign(effect.size(), 0.0);
     c.sumSq.assign(effect.size(), 0.0);
 
     for (int i = first; i <= last; ++i) {
-        const SRec& r = sim.curPop->indiv[static_cast<size_t>(i)];
+        const SRec& r = p.indiv[static_cast<size_t>(i)];
         const uint16_t* pat = r.Pat();
         const uint16_t* mat = r.Mat();
         for (int g = 0; g < nLoci; ++g) {
@@ -47,7 +47,7 @@ SAlleleCounts CountAlleles(const SimClass& sim, int first, int last)
             c.count[static_cast<size_t>(s + mat[g])]++;
         }
         for (size_t j = 0; j < effect.size(); ++j) {
-            const int g = sim.genome.qtlIndex[j];
+            const int g = genome.qtlIndex[j];
             const double v = effect[j][pat[g] - 1] + effect[j][mat[g] - 1];
             c.sum[j] += v;
             c.sumSq[j] += v * v;
@@ -64,36 +64,20 @@ int MafClass(double m, int bins)
     return k >= bins ? bins - 1 : k;
 }
 
-}  // namespace
-
-void SimClass::SaveAlleleFreq(int first, int last, int gen)
-{
-    const CPopulation& p = *curPop;
-    if (first == 0) WriteFreqHeaders();
-    if (p.prm.out.freqGen[static_cast<size_t>(gen)]) WriteFrequencies(first, last, gen);
-    if (gen == p.prm.ng && p.prm.out.mafBin > 0) {
-        if (files.freqMrkFp) WriteMafDistribution(files.freqMrkFp, false, genome.nMrkTot);
-        if (files.freqQtlFp) WriteMafDistribution(files.freqQtlFp, true, genome.nQTLTot);
-    }
-    if (files.freqMrkFp) MyFflush(files.freqMrkFp);
-    if (files.freqQtlFp) MyFflush(files.freqQtlFp);
-}
-
-void SimClass::WriteFreqHeaders()
+void WriteFreqHeaders(const COutputFiles& files)
 {
     if (files.freqMrkFp) fprintf(files.freqMrkFp, "%-7s %4s %3s  %s\n", "ID", "Gen", "Chr", "Allele:Freq ...");
     if (files.freqQtlFp) fprintf(files.freqQtlFp, "%-7s %4s %3s %-10s  %s\n", "ID", "Gen", "Chr", "Var", "Allele:Freq ...");
 }
 
 // One line per locus, chromosome by chromosome in map order, which is genome-wide index order.
-void SimClass::WriteFrequencies(int first, int last, int gen)
+void WriteFrequencies(const SGenome& genome, const COutputFiles& files, CPopulation& p, int first, int last, int gen)
 {
-    CPopulation& p = *curPop;
     SGenStat& st = p.genStat[static_cast<size_t>(gen)];
     const int bins = p.prm.out.mafBin;
     st.mafHistMrk.assign(static_cast<size_t>(bins), 0);
     st.mafHistQTL.assign(static_cast<size_t>(bins), 0);
-    const SAlleleCounts c = CountAlleles(*this, first, last);
+    const SAlleleCounts c = CountAlleles(genome, p, first, last);
     const double haplotypes = 2.0 * (st.nMale + st.nFemale);
     const double n = last - first + 1;
     const int shownGen = p.indiv[static_cast<size_t>(first)].gen;
@@ -127,9 +111,8 @@ void SimClass::WriteFrequencies(int first, int last, int gen)
 }
 
 // The loci of each minor allele frequency class, one column per generation written.
-void SimClass::WriteMafDistribution(FILE* fp, bool qtl, int nLoci)
+void WriteMafDistribution(const CPopulation& p, FILE* fp, bool qtl, int nLoci)
 {
-    const CPopulation& p = *curPop;
     const int bins = p.prm.out.mafBin;
     const double width = 0.5 / bins;
     PrintALineFormat1(80, '-', fp, "Distribution of minor allele frequency");
@@ -147,4 +130,19 @@ void SimClass::WriteMafDistribution(FILE* fp, bool qtl, int nLoci)
         }
         fprintf(fp, "\n");
     }
+}
+
+}  // namespace
+
+void SaveAlleleFreq(const SRunOutput& out, CPopulation& p, int first, int last, int gen)
+{
+    const COutputFiles& files = out.files;
+    if (first == 0) WriteFreqHeaders(files);
+    if (p.prm.out.freqGen[static_cast<size_t>(gen)]) WriteFrequencies(out.genome, files, p, first, last, gen);
+    if (gen == p.prm.ng && p.prm.out.mafBin > 0) {
+        if (files.freqMrkFp) WriteMafDistribution(p, files.freqMrkFp, false, out.genome.nMrkTot);
+        if (files.freqQtlFp) WriteMafDistribution(p, files.freqQtlFp, true, out.genome.nQTLTot);
+    }
+    if (files.freqMrkFp) MyFflush(files.freqMrkFp);
+    if (files.freqQtlFp) MyFflush(files.freqQtlFp);
 }

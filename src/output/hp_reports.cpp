@@ -3,7 +3,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "app/simclass.h"
+#include "output/writers.h"
 #include "support/boxes.h"
 #include "support/files.h"
 #include "support/numbers.h"
@@ -14,11 +14,11 @@ namespace {
 // chromosome number from 1 and k the locus's number among the loci of its type (markers and
 // QTL are counted separately from 1).
 template <class Visit>
-void WalkLoci(const SimClass& s, Visit visit)
+void WalkLoci(const SRunOutput& out, Visit visit)
 {
     int counts[2] = {0, 0};
-    for (int c = 0; c < s.prm.genome.nChr; ++c) {
-        const SChrom& ch = s.genome.chrom[c];
+    for (int c = 0; c < out.prm.genome.nChr; ++c) {
+        const SChrom& ch = out.genome.chrom[c];
         for (int i = 0; i < ch.NLoci(); ++i) {
             const SLocus& locus = *ch.loci[i];
             visit(locus, c + 1, ++counts[locus.isQTL]);
@@ -34,10 +34,10 @@ void WriteHomoLine(FILE* fp, bool hasLoci, int gen, double homo)
     MyFflush(fp);
 }
 
-bool SexSpecificMap(const SimClass& s)
+bool SexSpecificMap(const SRunOutput& out)
 {
-    for (int c = 0; c < s.prm.genome.nChr; ++c)
-        if (std::fabs(s.genome.chrom[c].prm.maleScale - 1) > 1e-12 || std::fabs(s.genome.chrom[c].prm.femaleScale - 1) > 1e-12)
+    for (int c = 0; c < out.prm.genome.nChr; ++c)
+        if (std::fabs(out.genome.chrom[c].prm.maleScale - 1) > 1e-12 || std::fabs(out.genome.chrom[c].prm.femaleScale - 1) > 1e-12)
             return true;
     return false;
 }
@@ -49,58 +49,58 @@ void PrintCell(FILE* fp, int v, bool overall) { fprintf(fp, overall ? "%11d" : "
 
 // One row of the genome table: the label, the genome-wide sum and the value of each chromosome.
 template <class PerChrom>
-void WriteGenomeRow(FILE* fp, const SimClass& s, const char* label, PerChrom value)
+void WriteGenomeRow(FILE* fp, const SRunOutput& out, const char* label, PerChrom value)
 {
-    decltype(value(s.genome.chrom[0])) overall = 0;
-    for (int c = 0; c < s.prm.genome.nChr; ++c) overall += value(s.genome.chrom[c]);
+    decltype(value(out.genome.chrom[0])) overall = 0;
+    for (int c = 0; c < out.prm.genome.nChr; ++c) overall += value(out.genome.chrom[c]);
     fputs(label, fp);
     PrintCell(fp, overall, true);
-    for (int c = 0; c < s.prm.genome.nChr; ++c) PrintCell(fp, value(s.genome.chrom[c]), false);
+    for (int c = 0; c < out.prm.genome.nChr; ++c) PrintCell(fp, value(out.genome.chrom[c]), false);
     fputc('\n', fp);
 }
 
 double MaleLength(const SChrom& ch) { return ch.prm.len * ch.prm.maleScale; }
 double FemaleLength(const SChrom& ch) { return ch.prm.len * ch.prm.femaleScale; }
 
-void WriteGenomeTable(FILE* fp, const SimClass& s)
+void WriteGenomeTable(FILE* fp, const SRunOutput& out)
 {
     fprintf(fp, "%29s %11s", " ", "Overall");
-    for (int c = 0; c < s.prm.genome.nChr; ++c) {
+    for (int c = 0; c < out.prm.genome.nChr; ++c) {
         char head[16];
         snprintf(head, sizeof(head), "Chr%d", c + 1);
         fprintf(fp, " %9s", head);
     }
     fputc('\n', fp);
 
-    WriteGenomeRow(fp, s, "Chromosome length (male)    : ", MaleLength);
-    WriteGenomeRow(fp, s, "Chromosome length (female)  : ", FemaleLength);
+    WriteGenomeRow(fp, out, "Chromosome length (male)    : ", MaleLength);
+    WriteGenomeRow(fp, out, "Chromosome length (female)  : ", FemaleLength);
     fputc('\n', fp);
-    WriteGenomeRow(fp, s, "No. loci                    : ", [](const SChrom& ch) { return ch.prm.mrk.saved + ch.prm.qtl.saved; });
-    WriteGenomeRow(fp, s, "No. markers                 : ", [](const SChrom& ch) { return ch.prm.mrk.saved; });
-    WriteGenomeRow(fp, s, "No. QTL                     : ", [](const SChrom& ch) { return ch.prm.qtl.saved; });
+    WriteGenomeRow(fp, out, "No. loci                    : ", [](const SChrom& ch) { return ch.prm.mrk.saved + ch.prm.qtl.saved; });
+    WriteGenomeRow(fp, out, "No. markers                 : ", [](const SChrom& ch) { return ch.prm.mrk.saved; });
+    WriteGenomeRow(fp, out, "No. QTL                     : ", [](const SChrom& ch) { return ch.prm.qtl.saved; });
     fputc('\n', fp);
-    WriteGenomeRow(fp, s, "No. non-seg. loci           : ", [](const SChrom& ch) { return ch.nMrkFixed + ch.nQTLFixed; });
-    WriteGenomeRow(fp, s, "No. non-seg. markers        : ", [](const SChrom& ch) { return ch.nMrkFixed; });
-    WriteGenomeRow(fp, s, "No. non-seg. QTL            : ", [](const SChrom& ch) { return ch.nQTLFixed; });
+    WriteGenomeRow(fp, out, "No. non-seg. loci           : ", [](const SChrom& ch) { return ch.nMrkFixed + ch.nQTLFixed; });
+    WriteGenomeRow(fp, out, "No. non-seg. markers        : ", [](const SChrom& ch) { return ch.nMrkFixed; });
+    WriteGenomeRow(fp, out, "No. non-seg. QTL            : ", [](const SChrom& ch) { return ch.nQTLFixed; });
     fputc('\n', fp);
-    if (!s.prm.genome.select_seg_loci) return;
-    WriteGenomeRow(fp, s, "No. selected-seg. loci      : ", [](const SChrom& ch) { return ch.NLoci(); });
-    WriteGenomeRow(fp, s, "No. selected-seg. markers   : ", [](const SChrom& ch) { return ch.nMrk; });
-    WriteGenomeRow(fp, s, "No. selected-seg. QTL       : ", [](const SChrom& ch) { return ch.nQTL; });
+    if (!out.prm.genome.select_seg_loci) return;
+    WriteGenomeRow(fp, out, "No. selected-seg. loci      : ", [](const SChrom& ch) { return ch.NLoci(); });
+    WriteGenomeRow(fp, out, "No. selected-seg. markers   : ", [](const SChrom& ch) { return ch.nMrk; });
+    WriteGenomeRow(fp, out, "No. selected-seg. QTL       : ", [](const SChrom& ch) { return ch.nQTL; });
     fprintf(fp, "\nSelected-segregating:\n\n");
 }
 
-void WriteDensities(FILE* fp, const SimClass& s)
+void WriteDensities(FILE* fp, const SRunOutput& out)
 {
     double male = 0, female = 0;
-    for (int c = 0; c < s.prm.genome.nChr; ++c) {
-        male += MaleLength(s.genome.chrom[c]);
-        female += FemaleLength(s.genome.chrom[c]);
+    for (int c = 0; c < out.prm.genome.nChr; ++c) {
+        male += MaleLength(out.genome.chrom[c]);
+        female += FemaleLength(out.genome.chrom[c]);
     }
     fprintf(fp, "                              %11s %11s\n", "male", "female");
-    fprintf(fp, "Density in total            : %11.5f %11.5f per 1 cM\n", s.genome.nLociTot / male, s.genome.nLociTot / female);
-    fprintf(fp, "Density for markers         : %11.5f %11.5f per 1 cM\n", s.genome.nMrkTot / male, s.genome.nMrkTot / female);
-    fprintf(fp, "Density for QTL             : %11.5f %11.5f per 1 cM\n", s.genome.nQTLTot / male, s.genome.nQTLTot / female);
+    fprintf(fp, "Density in total            : %11.5f %11.5f per 1 cM\n", out.genome.nLociTot / male, out.genome.nLociTot / female);
+    fprintf(fp, "Density for markers         : %11.5f %11.5f per 1 cM\n", out.genome.nMrkTot / male, out.genome.nMrkTot / female);
+    fprintf(fp, "Density for QTL             : %11.5f %11.5f per 1 cM\n", out.genome.nQTLTot / male, out.genome.nQTLTot / female);
     fputc('\n', fp);
 }
 
@@ -130,15 +130,15 @@ bool WriteIgnoredMutations(FILE* fp, uint64_t ignored, const char* what, const c
     return true;
 }
 
-void WriteRunCounters(FILE* fp, const SimClass& s)
+void WriteRunCounters(FILE* fp, const CMutation& mutation, const SHistPop& hp)
 {
-    fprintf(fp, "No. marker mutation events  : %11s\n", FormatNum(s.mutation.MarkerEvents()));
-    fprintf(fp, "No. QTL mutation events     : %11s\n", FormatNum(s.mutation.QTLEvents()));
-    fprintf(fp, "No. paternal crossovers     : %11s\n", FormatNum(s.hp.patCross));
-    fprintf(fp, "No. maternal crossovers     : %11s\n", FormatNum(s.hp.matCross));
+    fprintf(fp, "No. marker mutation events  : %11s\n", FormatNum(mutation.MarkerEvents()));
+    fprintf(fp, "No. QTL mutation events     : %11s\n", FormatNum(mutation.QTLEvents()));
+    fprintf(fp, "No. paternal crossovers     : %11s\n", FormatNum(hp.patCross));
+    fprintf(fp, "No. maternal crossovers     : %11s\n", FormatNum(hp.matCross));
     fputc('\n', fp);
-    bool warned = WriteIgnoredMutations(fp, s.mutation.IgnoredMarkerEvents(), "marker", "markers");
-    warned = WriteIgnoredMutations(fp, s.mutation.IgnoredQTLEvents(), "QTL", "QTL") || warned;
+    bool warned = WriteIgnoredMutations(fp, mutation.IgnoredMarkerEvents(), "marker", "markers");
+    warned = WriteIgnoredMutations(fp, mutation.IgnoredQTLEvents(), "QTL", "QTL") || warned;
     if (warned) fputc('\n', fp);
 }
 
@@ -167,20 +167,13 @@ void WriteSizeTable(FILE* fp, const SHistPlan& plan)
     }
 }
 
-}  // namespace
-
-void SimClass::SaveHPHomo(int gen)
+void SaveLinkageMap(const SRunOutput& out, bool qtl, bool combined)
 {
-    WriteHomoLine(files.hpHomoMrkFp, genome.nMrkTot >= 1, gen, hp.mrkHomo);
-    WriteHomoLine(files.hpHomoQtlFp, genome.nQTLTot >= 1, gen, hp.qtlHomo);
-}
-
-void SimClass::SaveLinkageMap(bool qtl, bool combined)
-{
+    const COutputFiles& files = out.files;
     FILE* fp = combined ? files.lmMrkQtlFp : qtl ? files.lmQtlFp : files.lmMrkFp;
     if (!fp) return;
     const int width = 11, decimals = 5;
-    const bool sexSpecific = SexSpecificMap(*this);
+    const bool sexSpecific = SexSpecificMap(out);
     char head[64], line[64];
     if (sexSpecific) {
         snprintf(head, sizeof(head), "%%-7s %%7s %%%ds %%%ds %%%ds\n", width, width, width);
@@ -192,10 +185,10 @@ void SimClass::SaveLinkageMap(bool qtl, bool combined)
         snprintf(line, sizeof(line), "%%6d %%%d.%df\n", width, decimals);
         fprintf(fp, head, "ID", "Chr", "Position");
     }
-    WalkLoci(*this, [&](const SLocus& locus, int c, int k) {
+    WalkLoci(out, [&](const SLocus& locus, int c, int k) {
         if (!combined && locus.isQTL != (qtl ? 1 : 0)) return;
         fprintf(fp, locus.isQTL ? "Q%-6d " : "M%-6d ", k);
-        const SChrom& ch = genome.chrom[c - 1];
+        const SChrom& ch = out.genome.chrom[c - 1];
         if (sexSpecific)
             fprintf(fp, line, c, locus.pos, locus.pos * ch.prm.maleScale, locus.pos * ch.prm.femaleScale);
         else
@@ -204,12 +197,12 @@ void SimClass::SaveLinkageMap(bool qtl, bool combined)
     MyFflush(fp);
 }
 
-void SimClass::SaveAlleleEffect()
+void SaveAlleleEffect(const SRunOutput& out)
 {
-    FILE* fp = files.effectQtlFp;
+    FILE* fp = out.files.effectQtlFp;
     if (!fp) return;
     fprintf(fp, "%-7s %3s   %s\n", "ID", "Chr", "Allele:Effect ...");
-    WalkLoci(*this, [&](const SLocus& locus, int c, int k) {
+    WalkLoci(out, [&](const SLocus& locus, int c, int k) {
         if (!locus.isQTL) return;
         fprintf(fp, "Q%-6d %3d  ", k, c);
         for (int a = 1; a <= locus.nAllele; ++a) fprintf(fp, " %3d:% 9.6f", locus.alleleLabel[a], locus.effect[a - 1]);
@@ -218,23 +211,42 @@ void SimClass::SaveAlleleEffect()
     MyFflush(fp);
 }
 
-void SimClass::SaveHPStat(double polyMean, double polyVar, double qtlMean, double qtlVar, double qtlScale)
+}  // namespace
+
+void SaveHPHomo(const SRunOutput& out, const SHistPop& hp, int gen)
 {
-    FILE* fp = files.hpStatFp;
-    if (!prm.output.hp_stat || !fp) return;
+    WriteHomoLine(out.files.hpHomoMrkFp, out.genome.nMrkTot >= 1, gen, hp.mrkHomo);
+    WriteHomoLine(out.files.hpHomoQtlFp, out.genome.nQTLTot >= 1, gen, hp.qtlHomo);
+}
+
+void SaveRepResults(const SRunOutput& out)
+{
+    const SOutputParams& o = out.prm.output;
+    const SGenome& genome = out.genome;
+    if (o.linkage_map && o.anySeqGenotype && genome.nLociTot >= 1) SaveLinkageMap(out, false, true);
+    if (o.linkage_map && genome.nMrkTot >= 1) SaveLinkageMap(out, false, false);
+    if (o.linkage_map && genome.nQTLTot >= 1) SaveLinkageMap(out, true, false);
+    if (o.allele_effect && genome.nQTLTot >= 1) SaveAlleleEffect(out);
+}
+
+void SaveHPStat(const SRunOutput& out, const SHistPop& hp, const CMutation& mutation, double polyMean,
+                double polyVar, double qtlMean, double qtlVar, double qtlScale)
+{
+    FILE* fp = out.files.hpStatFp;
+    if (!out.prm.output.hp_stat || !fp) return;
     PrintALineFormat1(80, '-', fp, "Statistics for the last historical generation");
     fprintf(fp, "Scaled QTL mean (var)       : %11.5f (%g)\n", qtlMean, qtlVar);
     fprintf(fp, "QTL scale factor            : %11.5f\n", qtlScale);
     fprintf(fp, "Polygenic mean (var)        : %11.5f (%g)\n", polyMean, polyVar);
     fputc('\n', fp);
-    WriteGenomeTable(fp, *this);
-    WriteDensities(fp, *this);
-    WriteAlleleSummary(fp, "", genome.allAlleles);
-    WriteAlleleSummary(fp, "marker ", genome.mrkAlleles);
-    WriteAlleleSummary(fp, "QTL ", genome.qtlAlleles);
+    WriteGenomeTable(fp, out);
+    WriteDensities(fp, out);
+    WriteAlleleSummary(fp, "", out.genome.allAlleles);
+    WriteAlleleSummary(fp, "marker ", out.genome.mrkAlleles);
+    WriteAlleleSummary(fp, "QTL ", out.genome.qtlAlleles);
 
     PrintALineFormat1(80, '-', fp, "Statistics for the historical population");
-    WriteRunCounters(fp, *this);
-    WriteSizeTable(fp, prm.hist);
+    WriteRunCounters(fp, mutation, hp);
+    WriteSizeTable(fp, out.prm.hist);
     MyFflush(fp);
 }

@@ -15,7 +15,7 @@
 #include <emmintrin.h>
 #endif
 
-#include "app/simclass.h"
+#include "output/writers.h"
 #include "random/shuffle.h"
 #include "support/boxes.h"
 #include "support/files.h"
@@ -366,6 +366,26 @@ void FinishBins(SLDBin* bins)
     }
 }
 
+// Pairs (i, j > i) of the worker's first markers i with the later markers on the same chromosome
+// within max_distance. The markers are in genome order, so the j loop stops at the first one out
+// of range.
+void CountWorkerPairs(const SLDWork& w, SLDWorker& self, double maxDist)
+{
+    const int n = static_cast<int>(w.markers.size());
+    for (int i = self.share.first; i <= self.share.last; ++i) {
+        const SLDMarker& mi = w.markers[static_cast<size_t>(i)];
+        for (int j = i + 1; j < n; ++j) {
+            const SLDMarker& mj = w.markers[static_cast<size_t>(j)];
+            if (mj.chr != mi.chr) break;
+            const double d = mj.pos - mi.pos;
+            if (d < 0) RaiseFatal("Error - Dist %f %d %d %d %d\n", d, mi.locus, mj.locus, mi.chr, mj.chr);
+            if (d > maxDist || d > kLargestDistance) break;
+            CountPair(w, mi, mj, self.table.data());
+            AddPair(self.acc[DistanceClass(d)], PairMeasures(w, mi, mj, self.table.data()));
+        }
+    }
+}
+
 }  // namespace
 
 bool PrintLDBin(int k, double maxDist, FILE* fp)
@@ -376,9 +396,8 @@ bool PrintLDBin(int k, double maxDist, FILE* fp)
     return true;
 }
 
-void SimClass::ComputeLDStat(int gen, int first, int last)
+void ComputeLDStat(const SGenome& genome, SLDWork& w, CPopulation& p, int nthread, int gen, int first, int last)
 {
-    CPopulation& p = *curPop;
     const SPopOutput& o = p.prm.out;
     const size_t g = static_cast<size_t>(gen);
     if (!o.ldOut || g >= p.ldGen.size() || !p.ldGen[g] || genome.nMrkTot < 1) return;
@@ -396,7 +415,6 @@ void SimClass::ComputeLDStat(int gen, int first, int last)
     for (const SChrom& ch : genome.chrom) loci += ch.NLoci();
     if (loci != genome.nLociTot) Abort("Error - ComputeLDStat - Code 964592\n");
 
-    SLDWork& w = ldWork;
     w.indiv = p.indiv.data() + first;
     w.nIndiv = last - first + 1;
     w.haplotypes = 2 * w.nIndiv;
@@ -427,7 +445,8 @@ void SimClass::ComputeLDStat(int gen, int first, int last)
             w.workers[t].share = pairs[t];
             w.workers[t].table.assign(static_cast<size_t>((largest + 1) * (largest + 1)), 0);
         }
-        RunWorkers(static_cast<int>(pairs.size()), [this](int t) { ComputeLDStat_MyThread(t); });
+        RunWorkers(static_cast<int>(pairs.size()),
+                   [&](int t) { CountWorkerPairs(w, w.workers[static_cast<size_t>(t)], o.ldMaxDist); });
         for (const SLDWorker& worker : w.workers)
             for (int k = 0; k < kLDClasses; ++k) {
                 bins[k].nPair += worker.acc[k].nPair;
@@ -440,33 +459,8 @@ void SimClass::ComputeLDStat(int gen, int first, int last)
     FinishBins(bins);
 }
 
-// Pairs (i, j > i) of the worker's first markers i with the later markers on the same chromosome
-// within max_distance. The markers are in genome order, so the j loop stops at the first one out
-// of range.
-void SimClass::ComputeLDStat_MyThread(int worker)
+void SaveLD(const CPopulation& p, FILE* fp)
 {
-    const SLDWork& w = ldWork;
-    SLDWorker& self = ldWork.workers[static_cast<size_t>(worker)];
-    const double maxDist = curPop->prm.out.ldMaxDist;
-    const int n = static_cast<int>(w.markers.size());
-    for (int i = self.share.first; i <= self.share.last; ++i) {
-        const SLDMarker& mi = w.markers[static_cast<size_t>(i)];
-        for (int j = i + 1; j < n; ++j) {
-            const SLDMarker& mj = w.markers[static_cast<size_t>(j)];
-            if (mj.chr != mi.chr) break;
-            const double d = mj.pos - mi.pos;
-            if (d < 0) RaiseFatal("Error - Dist %f %d %d %d %d\n", d, mi.locus, mj.locus, mi.chr, mj.chr);
-            if (d > maxDist || d > kLargestDistance) break;
-            CountPair(w, mi, mj, self.table.data());
-            AddPair(self.acc[DistanceClass(d)], PairMeasures(w, mi, mj, self.table.data()));
-        }
-    }
-}
-
-void SimClass::SaveLD()
-{
-    const CPopulation& p = *curPop;
-    FILE* fp = files.ldDecayFp;
     for (int g = 0; g <= p.prm.ng; ++g)
         if (p.ldSkipped[static_cast<size_t>(g)])
             fprintf(fp, "LD calculation is skipped for generation %3d. Number of alleles is too large (>%d).\n", g,

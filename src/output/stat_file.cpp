@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "app/simclass.h"
+#include "output/writers.h"
 #include "support/boxes.h"
 #include "support/files.h"
 #include "support/numbers.h"
@@ -166,10 +166,11 @@ void PrintGenotypePercentages(FILE* fp, const CPopulation& p, const char* title,
 
 }  // namespace
 
-void SimClass::SaveStat()
+void SaveStat(const SRunOutput& out, const CPopulation& p)
 {
-    const CPopulation& p = *curPop;
-    FILE* fp = files.statFp;
+    const SParams& prm = out.prm;
+    const SGenome& genome = out.genome;
+    FILE* fp = out.files.statFp;
     const int overall = p.prm.ng + 1;
     PrintInbreeding(fp, p);
     PrintMeanSd(fp, p, 50, "Homozygosity", overall, &SGenStat::meanHomo, &SGenStat::sdHomo);

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <string>
 
-#include "app/simclass.h"
+#include "output/writers.h"
 #include "support/boxes.h"
 #include "support/files.h"
 #include "support/numbers.h"
@@ -132,9 +132,9 @@ void PrintLDSummary(FILE* fp, CPopulation& p, int n)
     }
 }
 
-void PrintPopulation(const SimClass& sim, FILE* fp, CPopulation& p, int n)
+void PrintPopulation(const SParams& prm, FILE* fp, CPopulation& p, int n)
 {
-    const bool females = !sim.prm.global.malesHaveRecords;
+    const bool females = !prm.global.malesHaveRecords;
     PrintALineFormat1(80, '~', fp, "Population \"%s\"", p.prm.name.c_str());
     fprintf(fp, "%-5s  %17s %14s    %17s %14s\n", "Gen.", "Mean", "SE", "SD", "SE");
     PrintRepSection(fp, p, "Inbreeding", n, &SGenRepStat::meanF, &SGenRepStat::sdF);
@@ -159,9 +159,8 @@ void PrintPopulation(const SimClass& sim, FILE* fp, CPopulation& p, int n)
 
 }  // namespace
 
-void SimClass::GetStatRep()
+void GetStatRep(CPopulation& p)
 {
-    CPopulation& p = *curPop;
     for (int g = 0; g <= p.prm.ng; ++g) {
         const SGenStat& st = p.genStat[static_cast<size_t>(g)];
         SGenRepStat& r = p.repStat[static_cast<size_t>(g)];
@@ -177,16 +176,13 @@ void SimClass::GetStatRep()
 }
 
 // Runs once, after the last replicate: the accumulators are reduced in place.
-void SimClass::SaveStatRep()
+void SaveStatRep(const SParams& prm, std::vector<CPopulation>& pops, SHistRepStat& histRep, int nrep)
 {
     FILE* fp = Myfopen((prm.output.outputFolder + "stat_rep.txt").c_str(), "w");
     if (prm.global.hasTitle) PrintALineInFixedBox(0, 80, fp, prm.global.title.c_str());
-    fprintf(fp, "No. replicates: %d\n", runNrep);
+    fprintf(fp, "No. replicates: %d\n", nrep);
     PrintALineFormat1(80, '-', fp, "Statistics over replicates");
-    PrintHistorical(fp, histRep, runNrep, prm.genome.select_seg_loci);
-    for (CPopulation& p : pops) {
-        curPop = &p;
-        PrintPopulation(*this, fp, p, runNrep);
-    }
+    PrintHistorical(fp, histRep, nrep, prm.genome.select_seg_loci);
+    for (CPopulation& p : pops) PrintPopulation(prm, fp, p, nrep);
     MyFclose(fp);
 }

@@ -3,7 +3,6 @@
 #include <cstdarg>
 #include <string>
 
-#include "app/simclass.h"
 #include "output/file_set.h"
 #include "support/boxes.h"
 #include "support/files.h"
@@ -101,29 +100,4 @@ void COutputFiles::ClosePopulation()
     for (FILE** fp : {&genoMrkQtlFp, &genoMrkFp, &genoQtlFp, &freqMrkFp, &freqQtlFp, &ldDecayFp, &crossoFp, &dataFp,
                       &statFp})
         CloseStream(*fp);
-}
-
-void SimClass::OpenOutputStreams(int rep, bool hp)
-{
-    const SLociCounts n{genome.nMrkTot, genome.nQTLTot};
-    if (hp)
-        files.OpenHistorical(prm, n, rep);
-    else
-        files.OpenPopulation(prm, curPop->prm, n, rep);
-}
-
-void SimClass::CloseOutputStreams(bool hp)
-{
-    if (hp)
-        files.CloseHistorical();
-    else
-        files.ClosePopulation();
-}
-
-void SimClass::SaveRepResults()
-{
-    if (prm.output.linkage_map && prm.output.anySeqGenotype && genome.nLociTot >= 1) SaveLinkageMap(false, true);
-    if (prm.output.linkage_map && genome.nMrkTot >= 1) SaveLinkageMap(false, false);
-    if (prm.output.linkage_map && genome.nQTLTot >= 1) SaveLinkageMap(true, false);
-    if (prm.output.allele_effect && genome.nQTLTot >= 1) SaveAlleleEffect();
 }

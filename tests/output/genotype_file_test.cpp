@@ -49,7 +49,7 @@ struct SHandMadePopulation {
     std::vector<std::string> Write(const TempDir& dir, const std::string& kind)
     {
         sim->OpenOutputStreams(1, false);
-        sim->SaveGenResults(0, 0, static_cast<int>(pat.size()) - 1);
+        SaveGenResults(sim->Output(), *sim->curPop, 0, 0, static_cast<int>(pat.size()) - 1);
         sim->CloseOutputStreams(false);
         std::vector<std::string> lines = Lines(ReadFile(dir / ("p1_" + kind + "_001.txt")));
         return {lines.begin() + 1, lines.end()};
@@ -130,19 +130,16 @@ TEST(GenotypeError, ChangesTheGenotypeAndKeepsToTheAllelesOfTheLocus)
         {"monomorphic", {1, 1}, false, 1, 1, {1, 2}},
         {"monomorphic, label 7", {1, 7}, true, 1, 1, {6, 7}},
     };
-    TempDir dir;
     MyRnd.InitSeed(11);
     for (const Case& c : cases) {
-        auto sim = EngineIn(dir, {}, [&](SParams& prm) { prm.output.allele_label = c.useLabels; });
-        sim->GetMrkQTLIdx();
-        SLocus& locus = *sim->genome.LocusAt(0);
+        SLocus locus;
         locus.nAllele = c.labels[0];
         locus.alleleLabel = c.labels;
         auto shown = [&](uint16_t a) { return c.useLabels ? c.labels[a] : a; };
         unsigned short pat = c.truePat, mat = c.trueMat, outPat, outMat;
         unsigned long long counter = 0;
         for (int k = 0; k < 200; ++k) {
-            sim->InduceGenErr(0, &pat, &mat, outPat, outMat, counter);
+            InduceGenErr(locus, c.useLabels, 0, &pat, &mat, outPat, outMat, counter);
             const bool same = (outPat == shown(pat) && outMat == shown(mat)) || (outPat == shown(mat) && outMat == shown(pat));
             ASSERT_FALSE(same) << c.what;
             for (uint16_t v : {outPat, outMat})

@@ -27,8 +27,8 @@ void WriteHistoricalReports(SimClass& sim, void (*write)(SimClass&))
     sim.CloseOutputStreams(true);
 }
 
-void RepResults(SimClass& sim) { sim.SaveRepResults(); }
-void HPStat(SimClass& sim) { sim.SaveHPStat(0.1, 0.2, 0.3, 0.4, 1.5); }
+void RepResults(SimClass& sim) { SaveRepResults(sim.Output()); }
+void HPStat(SimClass& sim) { SaveHPStat(sim.Output(), sim.hp, sim.mutation, 0.1, 0.2, 0.3, 0.4, 1.5); }
 
 // A second chromosome of 10 cM with two markers, no QTL and the given map statement.
 std::pair<std::string, std::string> SecondChromosome(const std::string& mapStatement)
@@ -50,9 +50,9 @@ TEST(HomozygosityReport, OneLinePerMonitoredGenerationUnderAHeader)
     auto sim = EngineIn(dir, {OutputBlock("monitor_hp_homo;")});
     WriteHistoricalReports(*sim, [](SimClass& s) {
         s.hp.mrkHomo = 0.5, s.hp.qtlHomo = 0.75;
-        s.SaveHPHomo(0);
+        SaveHPHomo(s.Output(), s.hp, 0);
         s.hp.mrkHomo = 0.25, s.hp.qtlHomo = 1;
-        s.SaveHPHomo(50);
+        SaveHPHomo(s.Output(), s.hp, 50);
     });
     EXPECT_EQ(ReadFile(dir / "hp_homo_mrk_001.txt"), "Gen    Mean homozygosity\n0     0.500000\n50    0.250000\n");
     EXPECT_EQ(ReadFile(dir / "hp_homo_qtl_001.txt"), "Gen    Mean homozygosity\n0     0.750000\n50    1.000000\n");

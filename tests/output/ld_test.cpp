@@ -45,14 +45,14 @@ struct SFounders {
     {
         sim->nthread = threads;
         testing::internal::CaptureStdout();
-        sim->ComputeLDStat(0, 0, last);
+        ComputeLDStat(sim->genome, sim->ldWork, *sim->curPop, sim->nthread, 0, 0, last);
         testing::internal::GetCapturedStdout();
     }
     std::string LDFile()
     {
         return CaptureFile([&](FILE* fp) {
             sim->files.ldDecayFp = fp;
-            sim->SaveLD();
+            SaveLD(*sim->curPop, sim->files.ldDecayFp);
             sim->files.ldDecayFp = nullptr;
         });
     }

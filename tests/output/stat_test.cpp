@@ -19,7 +19,7 @@ std::string StatText(SimClass& sim)
 {
     return CaptureFile([&](FILE* fp) {
         sim.files.statFp = fp;
-        sim.SaveStat();
+        SaveStat(sim.Output(), *sim.curPop);
     });
 }
 
@@ -130,9 +130,9 @@ TEST(StatRepFile, LdTablesOfTheSelectedGenerationsUpToTheMaximumDistance)
     p.ldSkipped[0] = 1;
     for (int pairs : {10, 14}) {
         for (SGenStat& st : p.genStat) st.ldBin[2].nPair = pairs, st.ldBin[2].mean[1] = pairs / 100.0;
-        sim->GetStatRep();
+        GetStatRep(*sim->curPop);
     }
-    sim->SaveStatRep();
+    SaveStatRep(sim->prm, sim->pops, sim->histRep, sim->runNrep);
     const std::string text = ReadFile(dir / "stat_rep.txt");
     EXPECT_NE(text.find(std::string(80, '-') +
                         "\nLD calculation is skipped for generation   0. Number of alleles is too large (>20).\n"),

@@ -79,7 +79,7 @@ int WriteSummary(const std::string& param, const std::string& folder, const std:
     for (CPopulation& p : sim.pops) p.repStat.assign(static_cast<size_t>(p.prm.ng) + 1, SGenRepStat());
     for (const std::string& path : sumFiles) AddReplicate(sim, ReadReplicateSums(path), path);
     sim.runNrep = static_cast<int>(sumFiles.size());
-    sim.SaveStatRep();
+    SaveStatRep(sim.prm, sim.pops, sim.histRep, sim.runNrep);
     return 0;
 }
 
