@@ -180,10 +180,10 @@ void SimClass::RunRep(int rep)
     ComputeLDStat(genome, ldWork, *curPop, nthread, 0, 0, last0);
     SaveGenResults(Output(), *curPop, 0, 0, last0);
     inbred.AllocMem(&p, pops.data(), static_cast<int>(pops.size()), prm.global.joint_pop);
-    ComputeMeanVar(0, 0, last0);
-    if (p.prm.true_av) Update_VarAdd(0);
+    ComputeMeanVar(prm.global, p, 0, 0, last0);
+    if (p.prm.true_av) Update_VarAdd(p, 0);
     inbred.AddFounderToPed(&p, prm.global.skip_inbreeding);
-    EstimateEBV_Base();
+    EstimateEBV_Base(Evaluation(), p);
     CheckInvariants(*this, {rep, popIndex, 0, false});
     printf("\n");
 
@@ -200,10 +200,10 @@ void SimClass::RunRep(int rep)
         printf("G%-5d Size=%-7d", g, gi.nPrg);
         fflush(stdout);
         ProgenySimulator(g, gi.first, gi.last);
-        ComputeMeanVar(g, gi.first, gi.last);
+        ComputeMeanVar(prm.global, p, g, gi.first, gi.last);
         ComputeLDStat(genome, ldWork, *curPop, nthread, g, gi.first, gi.last);
-        if (p.prm.true_av) Update_VarAdd(g);
-        EstimateEBV(g, gi.first, gi.last);
+        if (p.prm.true_av) Update_VarAdd(p, g);
+        EstimateEBV(Evaluation(), p, g, gi.first, gi.last);
         SaveGenResults(Output(), *curPop, g, gi.first, gi.last);
         if (g < p.prm.ng) {
             CSort::SortParents(&p, g, prm.global.malesHaveRecords, p.prm.cd, p.prm.sd);
@@ -222,7 +222,7 @@ void SimClass::RunRep(int rep)
         inbred.UpdateRec(pops.data(), &p, replicate.founderFlag.data());
     else
         inbred.FreeMem();
-    ComputeMeanVar(p.prm.ng + 1, 0, p.nIndiv - 1);
+    ComputeMeanVar(prm.global, p, p.prm.ng + 1, 0, p.nIndiv - 1);
 }
 
 void SimClass::DetermineActiveGen()

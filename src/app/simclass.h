@@ -11,7 +11,9 @@
 #include "breeding/mating.h"
 #include "breeding/population.h"
 #include "evaluation/blup.h"
+#include "evaluation/ebv.h"
 #include "evaluation/inbred.h"
+#include "evaluation/values.h"
 #include "genome/genome.h"
 #include "genome/genome_pool.h"
 #include "genome/mutation.h"
@@ -150,25 +152,8 @@ public:
     void AllocSAMem();
     void FreeSAMem();
 
-    // ---- Phenotypes, values and statistics (evaluation/) ----
-    // Polygenic effects, residuals and phenotypes of individuals first..last of curPop.
-    void SetProgenyValues(int first, int last);
-    void ComputeMeanVar(int gen, int first, int last);
-    void ComputeMeanVarEBV(int gen, int first, int last);
-    void Update_VarAdd(int gen);
-
-    // ---- Breeding value estimation (evaluation/ebv.cpp, evaluation/external_ebv.cpp) ----
-    // EBVs of the founders of curPop, then the accuracy statistics of generation 0.
-    void EstimateEBV_Base();
-    // EBVs after generation gen (individuals first..last), then its accuracy statistics.
-    void EstimateEBV(int gen, int first, int last);
-    void EstimateEBV_Approx(int gen, int first, int last);
-    void EstimateEBV_P_Accur(int first, int last);
-    // Writes "data.tmp", runs the population's external command and reads "my_bv.txt".
-    void InputBV(int gen, int first, int last, bool base);
-    // Weights a (of the TBV) and b (of a normal deviate) giving an EBV of variance varA and
-    // correlation r with a TBV of variance varA.
-    void GetCholesky(double r, double* a, double* b) const;
+    // The evaluation's view of the run: the trait's variances, pedigree, BLUP equations and identifiers.
+    SEvaluation Evaluation() { return {prm.global, inbred, mme, replicate.nextId}; }
 
     // ---- Inspection ----
     // Called after each population of each replicate, while its records still hold their values

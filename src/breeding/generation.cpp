@@ -120,7 +120,7 @@ void SimClass::ProgenySimulator(int gen, int first, int last)
         Abort("Error(s) detected!\n");
     }
     if (last >= first) inbred.ComputeF(p.indiv[static_cast<size_t>(first)].id, prm.global.skip_inbreeding);
-    SetProgenyValues(first, last);
+    SetProgenyValues(prm.global, *curPop, first, last);
 }
 
 void SimClass::AssignSex(int gen, bool rndUg)

@@ -5,7 +5,8 @@
 #include <cmath>
 #include <vector>
 
-#include "app/simclass.h"
+#include "evaluation/values.h"
+#include "random/rnd.h"
 #include "support/messages.h"
 
 namespace {
@@ -118,24 +119,22 @@ void ApproxIndividual(SRec& r, int m, const SApproxWeights& aw)
 
 }  // namespace
 
-void SimClass::GetCholesky(double r, double* a, double* b) const
+void GetCholesky(double varA, double r, double* a, double* b)
 {
-    const double varA = curPop->varA;
     *a = r * varA / std::sqrt(varA);
     *b = std::sqrt(std::fmax(0.0, varA - *a * *a));
 }
 
-void SimClass::EstimateEBV_P_Accur(int first, int last)
+void EstimateEBV_P_Accur(CPopulation& p, int first, int last)
 {
-    CPopulation& p = *curPop;
     const bool overall = p.prm.accur > -1;
     if (!overall && !(p.prm.accur_male > -1)) return;
     double a = 0, b = 0, aMale = 0, bMale = 0, aFemale = 0, bFemale = 0;
     if (overall) {
-        GetCholesky(p.prm.accur, &a, &b);
+        GetCholesky(p.varA, p.prm.accur, &a, &b);
     } else {
-        GetCholesky(p.prm.accur_male, &aMale, &bMale);
-        GetCholesky(p.prm.accur_female, &aFemale, &bFemale);
+        GetCholesky(p.varA, p.prm.accur_male, &aMale, &bMale);
+        GetCholesky(p.varA, p.prm.accur_female, &aFemale, &bFemale);
     }
     // Without additive variance the TBV carries no information: every EBV is 0.
     const double sdA = std::sqrt(p.varA);
@@ -148,61 +147,59 @@ void SimClass::EstimateEBV_P_Accur(int first, int last)
     }
 }
 
-void SimClass::EstimateEBV_Approx(int gen, int first, int last)
+void EstimateEBV_Approx(const SGlobalParams& global, CPopulation& p, int nextId, int gen, int first, int last)
 {
     if (gen < 1) Abort("Error - EstimateEBV_Approx: EBV for founders cannot be computed in this function.\n");
-    CPopulation& p = *curPop;
     const SGenPlan& plan = p.prm.plan[static_cast<size_t>(gen)];
-    const SApproxWeights aw = ApproxWeights(prm.global.varPoly + prm.global.varQTL, prm.global.varRes, prm.global.h2);
-    const std::vector<int> recorded = RecordedProgenyPerParent(p, first, last, replicate.nextId);
-    ApproxParents(p.sires.data(), plan.nSires, recorded, p.prm.mnp_male, prm.global.malesHaveRecords, aw);
-    ApproxParents(p.dams.data(), plan.nDams, recorded, p.prm.mnp_female, prm.global.malesHaveRecords, aw);
+    const SApproxWeights aw = ApproxWeights(global.varPoly + global.varQTL, global.varRes, global.h2);
+    const std::vector<int> recorded = RecordedProgenyPerParent(p, first, last, nextId);
+    ApproxParents(p.sires.data(), plan.nSires, recorded, p.prm.mnp_male, global.malesHaveRecords, aw);
+    ApproxParents(p.dams.data(), plan.nDams, recorded, p.prm.mnp_female, global.malesHaveRecords, aw);
     for (int i = first; i <= last; ++i) {
         SRec& r = p.indiv[static_cast<size_t>(i)];
         ApproxIndividual(r, r.sex ? p.prm.mnp_male : p.prm.mnp_female, aw);
     }
 }
 
-void SimClass::EstimateEBV_Base()
+void EstimateEBV_Base(const SEvaluation& ev, CPopulation& p)
 {
-    CPopulation& p = *curPop;
+    const SGlobalParams& global = ev.global;
     if (p.prm.ebvMethod == kEbvNone) return;
     const int last0 = p.genInfo[0].last;
     // With a joint pedigree a founder keeps the EBV of the record it was copied from.
-    if (!prm.global.joint_pop || p.prm.ebvMethod == kEbvExternal) {
-        const SApproxWeights aw = ApproxWeights(prm.global.varPoly + prm.global.varQTL, prm.global.varRes, prm.global.h2);
+    if (!global.joint_pop || p.prm.ebvMethod == kEbvExternal) {
+        const SApproxWeights aw = ApproxWeights(global.varPoly + global.varQTL, global.varRes, global.h2);
         switch (p.prm.ebvMethod) {
         case kEbvApprox:
             for (int i = 0; i <= last0; ++i) {
                 SRec& r = p.indiv[static_cast<size_t>(i)];
                 const int m = r.sex ? p.prm.mnp_male : p.prm.mnp_female;
-                r.ebv = m != 0 ? SimulatedProgenySum(r.Tbv(), m, aw.sigmaW) / (aw.k + m) : prm.global.h2 * r.phen;
+                r.ebv = m != 0 ? SimulatedProgenySum(r.Tbv(), m, aw.sigmaW) / (aw.k + m) : global.h2 * r.phen;
             }
             break;
         case kEbvBlup:
             for (int i = 0; i <= last0; ++i) {
                 SRec& r = p.indiv[static_cast<size_t>(i)];
-                r.ebv = r.phen * p.varA / (p.varA + prm.global.varRes);
+                r.ebv = r.phen * p.varA / (p.varA + global.varRes);
             }
             break;
-        case kEbvAccur: EstimateEBV_P_Accur(0, last0); break;
-        case kEbvExternal: InputBV(1, 0, 0, true); break;
+        case kEbvAccur: EstimateEBV_P_Accur(p, 0, last0); break;
+        case kEbvExternal: InputBV(ev.inbred, p, ev.nextId, 1, 0, 0, true); break;
         default: break;
         }
     }
     SGenStat& st = p.genStat[0];
     Corr_EBV_MF(p.indiv.data(), 0, last0, &st.corrEBV, &st.corrEBVMale, &st.corrEBVFemale);
-    ComputeMeanVarEBV(0, 0, last0);
+    ComputeMeanVarEBV(p, 0, 0, last0);
 }
 
-void SimClass::EstimateEBV(int gen, int first, int last)
+void EstimateEBV(const SEvaluation& ev, CPopulation& p, int gen, int first, int last)
 {
-    CPopulation& p = *curPop;
     switch (p.prm.ebvMethod) {
-    case kEbvApprox: EstimateEBV_Approx(gen, first, last); break;
-    case kEbvBlup: mme.SolveMME(&inbred, prm.global.varRes, p.varA); break;
-    case kEbvAccur: EstimateEBV_P_Accur(first, last); break;
-    case kEbvExternal: InputBV(gen, first, last, false); break;
+    case kEbvApprox: EstimateEBV_Approx(ev.global, p, ev.nextId, gen, first, last); break;
+    case kEbvBlup: ev.mme.SolveMME(&ev.inbred, ev.global.varRes, p.varA); break;
+    case kEbvAccur: EstimateEBV_P_Accur(p, first, last); break;
+    case kEbvExternal: InputBV(ev.inbred, p, ev.nextId, gen, first, last, false); break;
     default: return;  // no evaluation, no accuracy statistics
     }
     const SGenPlan& plan = p.prm.plan[static_cast<size_t>(gen)];
@@ -210,5 +207,5 @@ void SimClass::EstimateEBV(int gen, int first, int last)
     Corr_EBV_MF(p.indiv.data(), first, last, &st.corrEBV, &st.corrEBVMale, &st.corrEBVFemale);
     Corr_EBV(p.sires.data(), 0, plan.nSires - 1, &st.corrEBVSire);
     Corr_EBV(p.dams.data(), 0, plan.nDams - 1, &st.corrEBVDam);
-    ComputeMeanVarEBV(gen, first, last);
+    ComputeMeanVarEBV(p, gen, first, last);
 }

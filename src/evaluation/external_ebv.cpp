@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "app/simclass.h"
+#include "evaluation/ebv.h"
 #include "support/files.h"
 #include "support/messages.h"
 
@@ -109,13 +109,12 @@ int ReadBreedingValues(const CInbred& ped)
 
 }  // namespace
 
-void SimClass::InputBV(int gen, int first, int last, bool base)
+void InputBV(CInbred& inbred, CPopulation& p, int nextId, int gen, int first, int last, bool base)
 {
     if (gen < 1) Abort("Error - Incorrect generation number in InputBV function.\n");
-    CPopulation& p = *curPop;
     // Flags by identifier: S sires and D dams of generation gen, P its progeny. A population
     // without generations has no parents to flag when its founders are evaluated.
-    std::vector<char> flag(static_cast<size_t>(replicate.nextId) + 1, '-');
+    std::vector<char> flag(static_cast<size_t>(nextId) + 1, '-');
     if (gen <= p.prm.ng) {
         const SGenPlan& plan = p.prm.plan[static_cast<size_t>(gen)];
         for (int i = 0; i < plan.nSires; ++i) if (p.sires[i]) flag[static_cast<size_t>(p.sires[i]->id)] = 'S';

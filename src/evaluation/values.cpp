@@ -1,8 +1,10 @@
 // Polygenic effects, residuals and phenotypes of new individuals, the additive variance the
 // evaluation uses, and the means and standard deviations of each generation.
+#include "evaluation/values.h"
+
 #include <cmath>
 
-#include "app/simclass.h"
+#include "random/rnd.h"
 #include "support/messages.h"
 
 namespace {
@@ -30,14 +32,13 @@ bool Recorded(const SRec& r) { return r.hasPhen != 0; }
 
 }  // namespace
 
-void SimClass::SetProgenyValues(int first, int last)
+void SetProgenyValues(const SGlobalParams& global, CPopulation& p, int first, int last)
 {
-    CPopulation& p = *curPop;
-    const double sdPoly = std::sqrt(prm.global.varPoly), sdRes = std::sqrt(prm.global.varRes);
+    const double sdPoly = std::sqrt(global.varPoly), sdRes = std::sqrt(global.varRes);
     for (int i = first; i <= last; ++i) {
         SRec& r = p.indiv[static_cast<size_t>(i)];
         r.polyVal = 0;
-        if (prm.global.varPoly > 0) {
+        if (global.varPoly > 0) {
             // Mendelian sampling, reduced by the parents' inbreeding.
             double z = MyRnd.NRand();
             r.polyVal = (r.sire->polyVal + r.dam->polyVal) / 2 +
@@ -52,15 +53,14 @@ void SimClass::SetProgenyValues(int first, int last)
     }
 }
 
-void SimClass::ComputeMeanVar(int gen, int first, int last)
+void ComputeMeanVar(const SGlobalParams& global, CPopulation& p, int gen, int first, int last)
 {
-    CPopulation& p = *curPop;
     SGenStat& st = p.genStat[static_cast<size_t>(gen)];
     const SRec* r = &p.indiv[static_cast<size_t>(first)];
     const int n = last - first + 1;
     if (n < 1) return;
     int nRec = n;
-    if (!prm.global.malesHaveRecords) {
+    if (!global.malesHaveRecords) {
         if (gen == p.prm.ng + 1) {
             nRec = 0;
             for (int i = 0; i < n; ++i) nRec += r[i].hasPhen != 0;
@@ -83,9 +83,8 @@ void SimClass::ComputeMeanVar(int gen, int first, int last)
     MeanSd(r, n, nRec, [](const SRec& x) { return x.res; }, Recorded, st.meanRes, st.sdRes);
 }
 
-void SimClass::ComputeMeanVarEBV(int gen, int first, int last)
+void ComputeMeanVarEBV(CPopulation& p, int gen, int first, int last)
 {
-    CPopulation& p = *curPop;
     SGenStat& st = p.genStat[static_cast<size_t>(gen)];
     const int n = last - first + 1;
     if (n < 1) return;
@@ -93,9 +92,8 @@ void SimClass::ComputeMeanVarEBV(int gen, int first, int last)
            st.sdEBV);
 }
 
-void SimClass::Update_VarAdd(int gen)
+void Update_VarAdd(CPopulation& p, int gen)
 {
-    CPopulation& p = *curPop;
     double sd = p.genStat[static_cast<size_t>(gen)].sdTBV;
     p.varA = sd * sd;
     InfoRpt("Info - Pop \"%s\" G%d: True additive variance is used. (True VA = %g)\n", p.prm.name.c_str(), gen, p.varA);
