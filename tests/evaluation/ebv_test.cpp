@@ -10,6 +10,8 @@
 #include "breeding/population_test_util.h"
 #include "evaluation/ebv.h"
 #include "evaluation/evaluation_test_util.h"
+#include "random/rnd.h"
+#include "support/hand_population.h"
 
 namespace {
 
@@ -93,62 +95,141 @@ TEST(BlupInPopulations, AJointPedigreeSpansThePopulationsItFoundsFrom)
     EXPECT_EQ(populations, 2);
 }
 
-TEST(GivenAccuracy, OneGivesTheTrueBreedingValue)
-{
-    std::string text = PopulationParam(PopBlock("p", 4, 12, "ls = 2; ng = 2; ebv_est = accur 1;"));
-    RunPopulations(text, 5, 1, [](const CPopulation& p, int) {
-        for (const SRec& r : p.indiv) EXPECT_NEAR(r.ebv, r.Tbv(), 1e-12);
-        for (int g = 0; g <= p.prm.ng; ++g) EXPECT_NEAR(p.genStat[g].corrEBV, 1.0, 1e-9);
-    });
-}
+}  // namespace
 
-// With the true additive variance of each generation, EBVs reach the given correlations, overall
-// and by sex, within four standard errors of a correlation ((1 - r^2) / sqrt(n)).
-TEST(GivenAccuracy, EBVsReachTheirCorrelations)
-{
-    struct Case {
-        std::string statement;
-        double male, female;
-    };
-    const std::vector<Case> cases = {{"accur 0 /true_av", 0.0, 0.0},
-                                     {"accur 0.7 /true_av", 0.7, 0.7},
-                                     {"accur_male 0.9 accur_female 0.3 /true_av", 0.9, 0.3}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.statement);
-        std::string text =
-            PopulationParam(PopBlock("p", 20, 300, "ls = 4; ng = 1; ebv_est = " + c.statement + ";"), 1, kVariances,
-                            800);
-        RunPopulations(text, 9, 1, [&](const CPopulation& p, int) {
-            const SGenStat& st = p.genStat[1];
-            EXPECT_NEAR(st.corrEBVMale, c.male, 4 * (1 - c.male * c.male) / std::sqrt(st.nMale));
-            EXPECT_NEAR(st.corrEBVFemale, c.female, 4 * (1 - c.female * c.female) / std::sqrt(st.nFemale));
-        });
+// ---- The given-accuracy and approximate methods on hand-made animals ----
+
+namespace {
+
+// n individuals, males first, with TBVs drawn from N(0, 1) by a generator of their own; the
+// additive variance of the evaluation is varA.
+struct HandPopulation {
+    SPopParams statements = HandStatements(1, 1, 1);
+    CPopulation pop{statements, 1.0};
+    HandPopulation(int n, int males, double varA)
+    {
+        pop.varA = varA;
+        pop.indiv.assign(static_cast<size_t>(n), SRec());
+        CMyRnd tbv;
+        tbv.InitSeed(17);
+        for (int i = 0; i < n; ++i) {
+            pop.indiv[static_cast<size_t>(i)].id = i + 1;
+            pop.indiv[static_cast<size_t>(i)].sex = i < males ? 1 : 0;
+            pop.indiv[static_cast<size_t>(i)].polyVal = tbv.NRand();
+        }
     }
-}
-
-TEST(Approximation, UsesOwnRecordsForFoundersAndParentAveragesWithoutProgenyTests)
-{
-    std::string text = PopulationParam(PopBlock("p", 4, 12, "ls = 2; ng = 3; sr = 1; dr = 1; sd = ebv /h; ebv_est = approx;"));
-    const double k = (4 - 0.4) / 0.4;
-    RunPopulations(text, 13, 1, [&](const CPopulation& p, int) {
-        const SGenInfo& last = p.genInfo[p.prm.ng];
-        for (int i = last.first; i <= last.last; ++i) {
-            const SRec& r = p.indiv[i];
-            EXPECT_DOUBLE_EQ(r.ebv, (r.sire->ebv + r.dam->ebv) / 2);
-        }
-        // Parents of the last generation: their own progeny records, regressed by k.
-        for (int i = 0; i < p.prm.plan[p.prm.ng].nSires; ++i) {
-            const SRec& s = *p.sires[i];
-            EXPECT_DOUBLE_EQ(s.ebv, s.ebvAcc / (s.nMPrg + s.nFPrg + k));
-        }
-    });
-    std::string founders = PopulationParam(PopBlock("p", 4, 12, "ls = 2; ng = 0; ebv_est = approx;"));
-    RunPopulations(founders, 13, 1, [&](const CPopulation& p, int) {
-        for (const SRec& r : p.indiv) EXPECT_DOUBLE_EQ(r.ebv, 0.4 * r.phen);
-    });
-}
+    // Correlation of EBV with TBV of individuals lo..hi.
+    double Corr(int lo, int hi)
+    {
+        double all = 0, male = 0, female = 0;
+        Corr_EBV_MF(pop.indiv.data(), lo, hi, &all, &male, &female);
+        return all;
+    }
+};
 
 }  // namespace
+
+// EBVs reach the given correlations, overall and by sex, within four standard errors of a
+// correlation ((1 - r^2) / sqrt(n)); accuracy 1 gives the TBV itself, and without additive
+// variance every EBV is 0.
+TEST(GivenAccuracy, EBVsOfHandMadeAnimalsReachTheirCorrelations)
+{
+    struct Case {
+        const char* what;
+        double accur, male, female;
+        double wantMale, wantFemale;
+    };
+    const Case cases[] = {{"accur 0", 0, -1, -1, 0, 0},
+                          {"accur 0.7", 0.7, -1, -1, 0.7, 0.7},
+                          {"accur_male 0.9 accur_female 0.3", -1, 0.9, 0.3, 0.9, 0.3}};
+    const int n = 4000, males = 2000;
+    MyRnd.InitSeed(3);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        HandPopulation h(n, males, 1.0);
+        h.statements.accur = c.accur;
+        h.statements.accur_male = c.male;
+        h.statements.accur_female = c.female;
+        EstimateEBV_P_Accur(h.pop, 0, n - 1);
+        EXPECT_NEAR(h.Corr(0, males - 1), c.wantMale, 4 * (1 - c.wantMale * c.wantMale) / std::sqrt(males));
+        EXPECT_NEAR(h.Corr(males, n - 1), c.wantFemale, 4 * (1 - c.wantFemale * c.wantFemale) / std::sqrt(n - males));
+    }
+    HandPopulation exact(10, 5, 4.0);
+    exact.statements.accur = 1;
+    EstimateEBV_P_Accur(exact.pop, 0, 9);
+    for (const SRec& r : exact.pop.indiv) EXPECT_NEAR(r.ebv, r.Tbv(), 1e-12);
+    HandPopulation none(10, 5, 0.0);
+    none.statements.accur = 0.8;
+    EstimateEBV_P_Accur(none.pop, 0, 9);
+    for (const SRec& r : none.pop.indiv) EXPECT_EQ(r.ebv, 0.0);
+}
+
+// A sire and a dam with n recorded progeny each: a parent's EBV regresses the sum of its
+// simulated progeny records by k = (4 - h2) / h2, so it approaches n t / (n + k) within the
+// sampling error of its progeny mean; progeny without progeny tests take the parent average; a
+// parent with fewer progeny than mnp has the others simulated and is regressed as if it had mnp;
+// founders without progeny tests take h2 times their own record.
+TEST(Approximation, RegressedProgenyTestsOwnRecordsAndParentAverages)
+{
+    SGlobalParams global;
+    global.varPoly = 0.8;
+    global.varRes = 1.2;
+    global.h2 = 0.4;
+    global.malesHaveRecords = true;
+    const double k = (4 - 0.4) / 0.4, sigmaW = std::sqrt(0.75 * 0.8 + 1.2);
+    const int n = 2000;
+    struct Case {
+        int mnpMale, mnpFemale;
+    };
+    MyRnd.InitSeed(29);
+    for (const Case c : {Case{0, 0}, Case{5000, 0}}) {
+        SCOPED_TRACE(c.mnpMale);
+        HandPopulation h(n + 2, 1 + n / 2, 1.0);
+        h.statements.mnp_male = c.mnpMale;
+        h.statements.mnp_female = c.mnpFemale;
+        std::vector<SRec>& r = h.pop.indiv;
+        std::swap(r[1], r[n / 2 + 1]);  // the dam second: records 0 and 1 are the parents
+        std::swap(r[1].id, r[n / 2 + 1].id);
+        r[0].polyVal = 2.0;
+        r[1].polyVal = -1.0;
+        for (int i = 2; i < n + 2; ++i) {
+            r[i].sire = &r[0];
+            r[i].dam = &r[1];
+            r[i].hasPhen = 1;
+        }
+        r[0].nMPrg = r[1].nMPrg = n / 2;
+        r[0].nFPrg = r[1].nFPrg = n / 2;
+        h.pop.sires = {&r[0]};
+        h.pop.dams = {&r[1]};
+        EstimateEBV_Approx(global, h.pop, n + 2, 1, 2, n + 1);
+
+        for (int p = 0; p < 2; ++p) {
+            const int mnp = p == 0 ? c.mnpMale : c.mnpFemale;
+            const int m = std::max(n, mnp);
+            if (mnp <= n) {
+                EXPECT_DOUBLE_EQ(r[p].ebv, r[p].ebvAcc / (n + k));
+            }
+            EXPECT_NEAR(r[p].ebv, m * r[p].Tbv() / (m + k), 4 * 2 * sigmaW * std::sqrt(static_cast<double>(m)) / (m + k));
+        }
+        for (int i = 2; i < n + 2; ++i) {
+            if ((r[i].sex ? c.mnpMale : c.mnpFemale) == 0) {
+                ASSERT_DOUBLE_EQ(r[i].ebv, (r[0].ebv + r[1].ebv) / 2);
+            }
+        }
+    }
+
+    // Founders without progeny tests: their own record regressed by h2.
+    HandPopulation founders(6, 3, 1.0);
+    founders.statements.ebvMethod = kEbvApprox;
+    founders.pop.genInfo.assign(2, SGenInfo());
+    founders.pop.genInfo[0].last = 5;
+    founders.pop.genStat.assign(3, SGenStat());
+    for (SRec& f : founders.pop.indiv) f.phen = f.polyVal + 0.5;
+    CInbred inbred;
+    CMME mme;
+    EstimateEBV_Base(SEvaluation{global, inbred, mme, 6}, founders.pop);
+    for (const SRec& f : founders.pop.indiv) EXPECT_DOUBLE_EQ(f.ebv, 0.4 * f.phen);
+}
 
 // Correlations of EBV with TBV: exact on hand-made records, 0 for a sex without records in the
 // range and for values without spread.
