@@ -16,6 +16,7 @@
 #include "evaluation/values.h"
 #include "genome/genome.h"
 #include "genome/genome_pool.h"
+#include "genome/meiosis.h"
 #include "genome/mutation.h"
 #include "genome/records.h"
 #include "genome/replicate.h"
@@ -51,17 +52,7 @@ public:
     void RunSystemCommand(int rep);
     void ReadReplicateControlFile();
 
-    // ---- Genome records and memory (genome/genome_memory.cpp) ----
-    void AllocRecChr(SRec* rec);
-    // Gives the storage AllocRecChr made, given by its paternal pointer array, back to the pool.
-    void FreeRecChr(uint16_t** patChr);
-    // Frees the haplotypes of rec and marks its genome released.
-    void ReleaseGenome(SRec* rec);
-    // One holder of rec's genome lets go of it; the last one releases it.
-    void DropGenomeUse(SRec* rec);
-    void GetMrkQTLIdx();
-    void GetLociInfo();
-    int MrkHomozy(SRec* rec);
+    // ---- Memory phases of the run, a replicate and a population (app/run_memory.cpp) ----
     void AllocGlobalMem();
     void AllocPopMem();
     void InitializeRep();
@@ -70,34 +61,6 @@ public:
     void FreeGlobalMem();
     void FreeChrLastSireDamMem();
     void FreeChrProgMem(CPopulation* pop, int first, int last);
-
-    // ---- Locus positions (genome/positions.cpp) ----
-    // The run's chromosomes and locus records, from the genome statements.
-    void BuildGenome();
-    void SortFixedPositions(short chr);
-    static void LPosQSort(int first, int last, SLocus** loci);
-    // Draws distinct positions; a draw above `limit` (the end of the chromosome or genome) is set to it.
-    void GenerateUniqueURandPos(SLocus** loci, int n, double mRange, double mStart, double qRange,
-                                double qStart, short which, double limit);
-    void RandomizePosAcrossGenome(int rep);
-    // Per-replicate positions, numbers of alleles and frequencies.
-    void SampleParam(int rep);
-
-    // ---- Alleles and QTL effects (genome/alleles.cpp, genome/effects.cpp) ----
-    // Numbers of alleles and frequencies of one chromosome drawn for replicate rep.
-    void SampleAlleles(SChrom& ch, int rep);
-    void AllocQAEffectMem();
-    void SampleQAEffect();
-    void ScaleQAEffect(SRec* lhg, int n, double& scale);
-    // The QTL value of rec from the current effects (a male's X-linked QTL count once).
-    double QTLValue(const SRec* rec) const;
-
-    // ---- Meiosis (genome/meiosis.cpp) ----
-    void SampleCrossoPos(int chr, short& n, double* xpos, double scale, CMyRnd* rnd);
-    void Meiosis(SRec* rec, CMyRnd* rnd, SCrossoP* cp, CWriteBuffer* out);
-    // Both gametes of chromosome c of child, with the crossovers left in cp.
-    void MakeChromosome(int c, const SRec& sire, const SRec& dam, SRec& child, bool maleChild, CMyRnd* rnd,
-                        SCrossoP& cp);
 
     // ---- Historical population (history/) ----
     void HPSimulator(int rep);

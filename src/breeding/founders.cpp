@@ -64,7 +64,7 @@ void SimClass::ChooseFromHistPop()
         ClearPopulationFlags(p);
     }
     for (SRec* r : hp.lastGen)
-        if (*r->genomeUse == 0) ReleaseGenome(r);
+        if (*r->genomeUse == 0) ReleaseGenome(genomePool, r);
 }
 
 void SimClass::ChooseFromRecentPop()

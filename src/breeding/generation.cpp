@@ -227,7 +227,7 @@ void SimClass::MakeProgenyGenomes(int gen, int first, int last)
 
     auto start = std::chrono::steady_clock::now();
     // The genome pool is the main thread's: the workers get their storage ready-made.
-    for (int i = first; i <= last; ++i) AllocRecChr(&curPop->indiv[static_cast<size_t>(i)]);
+    for (int i = first; i <= last; ++i) AllocRecChr(genomePool, genome, &curPop->indiv[static_cast<size_t>(i)]);
     std::vector<boost::thread> workers;
     workers.reserve(static_cast<size_t>(nParts));
     for (int t = 0; t < nParts; ++t)
@@ -258,7 +258,7 @@ void SimClass::CreateAnim_MyThread(int first, int last, CMyRnd* rnd, SCrossoP* c
     CPopulation& p = *curPop;
     for (int i = first; i <= last; ++i) {
         SRec* r = &p.indiv[static_cast<size_t>(i)];
-        Meiosis(r, rnd, cp, out);
-        MrkHomozy(r);
+        Meiosis(prm.genome, genome, curPop->prm.out, r, rnd, cp, out);
+        MrkHomozy(genome, r);
     }
 }

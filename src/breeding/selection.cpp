@@ -90,8 +90,8 @@ void SimClass::CullAndSelect(int gen, int first, int last)
     if (!sires.ok || !dams.ok) Abort("Error(s) detected!\n");
 
     // The culled parents are the tails of the arrays SortParents ordered.
-    for (int i = sires.keep; i < plan.nSires; ++i) DropGenomeUse(p.sires[i]);
-    for (int i = dams.keep; i < plan.nDams; ++i) DropGenomeUse(p.dams[i]);
+    for (int i = sires.keep; i < plan.nSires; ++i) DropGenomeUse(genomePool, p.sires[i]);
+    for (int i = dams.keep; i < plan.nDams; ++i) DropGenomeUse(genomePool, p.dams[i]);
     st.nCulledSires = MyMax(0, plan.nSires - sires.keep);
     st.nCulledDams = MyMax(0, plan.nDams - dams.keep);
 

@@ -1,5 +1,6 @@
 // Numbers of alleles and starting frequencies drawn for each replicate.
-#include "app/simclass.h"
+#include "genome/genome.h"
+#include "random/rnd.h"
 
 namespace {
 
@@ -48,7 +49,7 @@ void SampleFrequencies(SChrom& ch, bool qtl, int rep)
 }  // namespace
 
 // Per chromosome: marker numbers of alleles, QTL numbers, marker frequencies, QTL frequencies.
-void SimClass::SampleAlleles(SChrom& ch, int rep)
+void SampleAlleles(SChrom& ch, int rep)
 {
     SampleNumbersOfAlleles(ch, false, rep);
     SampleNumbersOfAlleles(ch, true, rep);

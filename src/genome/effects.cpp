@@ -3,7 +3,8 @@
 #include <cmath>
 #include <vector>
 
-#include "app/simclass.h"
+#include "genome/genome.h"
+#include "random/rnd.h"
 #include "support/errmsg.h"
 #include "support/messages.h"
 #include "support/numbers.h"
@@ -28,7 +29,7 @@ struct SQTLSums {
 
 }  // namespace
 
-void SimClass::AllocQAEffectMem()
+void AllocQAEffectMem(SGenome& genome, int& segMarkers, int& segQTL)
 {
     for (SChrom& ch : genome.chrom) {
         ch.nMrkFixed = ch.nQTLFixed = 0;
@@ -47,15 +48,15 @@ void SimClass::AllocQAEffectMem()
          FormatNum(static_cast<unsigned long long>(genome.nMrkTot)));
     Info("   No. segregating QTL      : %-7s out of %s\n", FormatNum(static_cast<unsigned long long>(genome.nQTLTot - fixedQTL)),
          FormatNum(static_cast<unsigned long long>(genome.nQTLTot)));
-    AddValue(histRep.segMrk, genome.nMrkTot - fixedMrk);
-    AddValue(histRep.segQTL, genome.nQTLTot - fixedQTL);
+    segMarkers = genome.nMrkTot - fixedMrk;
+    segQTL = genome.nQTLTot - fixedQTL;
 }
 
-void SimClass::SampleQAEffect()
+void SampleQAEffect(const SGlobalParams& global, SGenome& genome)
 {
-    GetLociInfo();
+    GetLociInfo(genome);
     if (genome.nQTLTot == 0 || genome.chrom.empty()) return;
-    double v = prm.global.varQTL / genome.nQTLTot * 0.5;
+    double v = global.varQTL / genome.nQTLTot * 0.5;
     double s = 0;
     const SChrom& first = genome.chrom[0];
     switch (first.prm.qaeMethod) {
@@ -84,7 +85,7 @@ void SimClass::SampleQAEffect()
         }
 }
 
-double SimClass::QTLValue(const SRec* rec) const
+double QTLValue(const SGenome& genome, const SRec* rec)
 {
     double v = 0;
     const uint16_t* pat = rec->Pat();
@@ -101,7 +102,7 @@ double SimClass::QTLValue(const SRec* rec) const
     return v;
 }
 
-void SimClass::ScaleQAEffect(SRec* lhg, int n, double& scale)
+void ScaleQAEffect(const SGlobalParams& global, SGenome& genome, SRec* lhg, int n, double& scale)
 {
     // Genotype values of every QTL over the generation, and the QTL and polygenic values.
     std::vector<SQTLSums> perQTL(static_cast<size_t>(genome.nQTLTot));
@@ -139,8 +140,8 @@ void SimClass::ScaleQAEffect(SRec* lhg, int n, double& scale)
     };
     if (genome.chrom.empty() || genome.chrom[0].prm.qaeMethod != EEffectMethod::Pd) {
         double v = Variance(qSum, qSumSq, n);
-        if (prm.global.varQTL > 1e-5 && v < 1e-5) VarianceError(56);
-        double f = v >= 1e-5 ? std::sqrt(prm.global.varQTL) / std::sqrt(v) : 1;
+        if (global.varQTL > 1e-5 && v < 1e-5) VarianceError(56);
+        double f = v >= 1e-5 ? std::sqrt(global.varQTL) / std::sqrt(v) : 1;
         for (int k = 0; k < genome.nQTLTot; ++k) rescale(k, f);
         scale = f;
     } else {
@@ -156,7 +157,7 @@ void SimClass::ScaleQAEffect(SRec* lhg, int n, double& scale)
     }
 
     double sd = std::sqrt(std::max(0.0, Variance(pSum, pSumSq, n)));
-    double g = (prm.global.varPoly < 1e-5 && sd < 1e-5) ? 1 : std::sqrt(prm.global.varPoly) / sd;
+    double g = (global.varPoly < 1e-5 && sd < 1e-5) ? 1 : std::sqrt(global.varPoly) / sd;
     double mean = pSum / n;
     for (int i = 0; i < n; ++i) lhg[i].polyVal = (lhg[i].polyVal - mean) * g;
 }

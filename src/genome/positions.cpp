@@ -2,21 +2,19 @@
 #include <algorithm>
 #include <cmath>
 
-#include "app/simclass.h"
+#include "genome/genome.h"
+#include "random/rnd.h"
 #include "support/sorting.h"
 #include "support/messages.h"
 #include "support/numbers.h"
 
-void SimClass::LPosQSort(int first, int last, SLocus** loci)
+void LPosQSort(int first, int last, SLocus** loci)
 {
     QuickSortBy(loci, first, last, [](const SLocus* l) { return l->pos; }, false);
 }
 
-// Sorts the loci of chromosome c whose positions the statements fix into map order (the reader
-// has checked them); loci of random classes are placed per replicate.
-void SimClass::SortFixedPositions(short c)
+void SortFixedPositions(SChrom& ch)
 {
-    SChrom& ch = genome.chrom[c];
     int first, last;
     if (FixedPositionRange(ch.prm, first, last)) LPosQSort(first, last, ch.loci);
 }
@@ -29,11 +27,10 @@ constexpr int kMaxRedrawRounds = 10000;
 
 }  // namespace
 
-// Draws distinct positions for the loci of the selected classes: which = 0 QTL, 1 markers,
-// 2 both. Loci of the other class keep their positions but are never shared. A draw above
-// limit is set to limit before the positions are compared, so it cannot share a position.
-void SimClass::GenerateUniqueURandPos(SLocus** loci, int n, double mRange, double mStart, double qRange,
-                                      double qStart, short which, double limit)
+// Loci of the other class keep their positions but are never shared. A draw above limit is set to
+// limit before the positions are compared, so it cannot share a position.
+void GenerateUniqueURandPos(SLocus** loci, int n, double mRange, double mStart, double qRange, double qStart,
+                            short which, double limit)
 {
     auto selected = [which](const SLocus* l) { return which == 2 || (which == 1) == !l->isQTL; };
     auto draw = [&](SLocus* l) {
@@ -68,10 +65,10 @@ void SimClass::GenerateUniqueURandPos(SLocus** loci, int n, double mRange, doubl
     }
 }
 
-void SimClass::RandomizePosAcrossGenome(int rep)
+void RandomizePosAcrossGenome(const SGenomeParams& g, SGenome& genome, int rep)
 {
-    bool markers = prm.genome.r_mpos_g || (prm.genome.r1_mpos_g && rep == 1);
-    bool qtl = prm.genome.r_qpos_g || (prm.genome.r1_qpos_g && rep == 1);
+    bool markers = g.r_mpos_g || (g.r1_mpos_g && rep == 1);
+    bool qtl = g.r_qpos_g || (g.r1_qpos_g && rep == 1);
     // Summed in the order of the cut below, so that the genome's end is its last chromosome's end.
     double total = 0;
     for (const SChrom& ch : genome.chrom) total += ch.prm.len;
@@ -103,7 +100,7 @@ void SimClass::RandomizePosAcrossGenome(int rep)
               kContactText);
 }
 
-void SimClass::SampleParam(int rep)
+void SampleParam(const SGenomeParams& g, SGenome& genome, int rep)
 {
     for (SChrom& ch : genome.chrom) {
         bool markers = (ch.prm.mrk.posMethod == EPosMethod::Rnd || (ch.prm.mrk.posMethod == EPosMethod::Rnd1 && rep == 1)) &&
@@ -116,5 +113,5 @@ void SimClass::SampleParam(int rep)
                                    ch.prm.len);
         SampleAlleles(ch, rep);
     }
-    if (prm.genome.r_mpos_g || prm.genome.r_qpos_g || ((prm.genome.r1_mpos_g || prm.genome.r1_qpos_g) && rep == 1)) RandomizePosAcrossGenome(rep);
+    if (g.r_mpos_g || g.r_qpos_g || ((g.r1_mpos_g || g.r1_qpos_g) && rep == 1)) RandomizePosAcrossGenome(g, genome, rep);
 }

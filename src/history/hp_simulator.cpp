@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "app/simclass.h"
+#include "genome/meiosis.h"
 #include "history/hist_pool.h"
 #include "support/boxes.h"
 #include "support/messages.h"
@@ -75,7 +76,7 @@ void SimClass::MeiosisBase(SHistWorker& w, const SHistPass& pass, int idx)
     bool male = idx < pass.targetMales;
     for (int c = 0; c < prm.genome.nChr; ++c) {
         if (genome.chrom[c].NLoci() == 0) continue;
-        MakeChromosome(c, sire, dam, child, male, &w.rnd, w.cross);
+        MakeChromosome(prm.genome, genome, c, sire, dam, child, male, &w.rnd, w.cross);
         w.patCross += w.cross.nS;
         w.matCross += w.cross.nD;
     }
@@ -146,11 +147,11 @@ void SimClass::HPSimulator(int rep)
     std::vector<SRec> other(static_cast<size_t>(prm.hist.LargestSize()));
     mutation.InitializeRep();
     hp.patCross = hp.matCross = 0;
-    SampleParam(rep);
-    GetMrkQTLIdx();
+    SampleParam(prm.genome, genome, rep);
+    GetMrkQTLIdx(genome);
     ResetAlleleNumbers();
-    for (SRec& r : hp.recs) AllocRecChr(&r);
-    for (SRec& r : other) AllocRecChr(&r);
+    for (SRec& r : hp.recs) AllocRecChr(genomePool, genome, &r);
+    for (SRec& r : other) AllocRecChr(genomePool, genome, &r);
     GenerateCompleteLD(hp.recs.data());
     CHistWorkerPool pool(nthread, [this](SHistWorker& w, int command, const SHistPass& pass) { HistWork(w, command, pass); });
     const bool mutating = prm.genome.mmutr > 0 || prm.genome.qmutr > 0;
@@ -202,10 +203,10 @@ void SimClass::HPSimulator(int rep)
     CloseHistoricalRun(pool, hp.recs.data());
 
     for (size_t i = static_cast<size_t>(prm.hist.LastSize()); i < hp.recs.size(); ++i) {
-        FreeRecChr(hp.recs[i].patChr);
+        FreeRecChr(genomePool, hp.recs[i].patChr);
         hp.recs[i].patChr = nullptr;
     }
-    for (SRec& r : other) FreeRecChr(r.patChr);
+    for (SRec& r : other) FreeRecChr(genomePool, r.patChr);
     const char* lap = timer.PrintTime_Str();
     PrintLineTime(60, '-', stdout, lap);
     if (rptfp) PrintLineTime(45, '-', rptfp, lap);

@@ -171,8 +171,8 @@ void SimClass::SelectSegregatingLoci_LHG(SRec* lhg)
     genome.nLociTot = genome.nMrkTot + genome.nQTLTot;
     AddValue(histRep.selMrk, genome.nMrkTot);
     AddValue(histRep.selQTL, genome.nQTLTot);
-    GetMrkQTLIdx();
-    GetLociInfo();
+    GetMrkQTLIdx(genome);
+    GetLociInfo(genome);
     PurgeIndivGenotype_LHG(lhg, keep.data(), static_cast<int>(keep.size()));
     if (prm.genome.segNMrk > candidateMarkers) {
         fprintf(stderr, "   Warning - Not enough segregating markers.\n");
@@ -191,12 +191,12 @@ void SimClass::PurgeIndivGenotype_LHG(SRec* lhg, const int* keep, int n)
         uint16_t** oldPat = r.patChr;
         const uint16_t* pat = r.Pat();
         const uint16_t* mat = r.Mat();
-        AllocRecChr(&r);
+        AllocRecChr(genomePool, genome, &r);
         for (int k = 0; k < n; ++k) {
             r.Pat()[k] = pat[keep[k]];
             r.Mat()[k] = mat[keep[k]];
         }
-        FreeRecChr(oldPat);
+        FreeRecChr(genomePool, oldPat);
     }
 }
 
@@ -217,8 +217,11 @@ void SimClass::CloseHistoricalRun(CHistWorkerPool& pool, SRec* lhg)
     WarnIgnoredMutations("QTL", "QTL", mutation.IgnoredQTLEvents());
 
     Info("\nLast historical generation:\n");
-    AllocQAEffectMem();
-    SampleQAEffect();
+    int segMarkers = 0, segQTL = 0;
+    AllocQAEffectMem(genome, segMarkers, segQTL);
+    AddValue(histRep.segMrk, segMarkers);
+    AddValue(histRep.segQTL, segQTL);
+    SampleQAEffect(prm.global, genome);
     if (prm.genome.select_seg_loci) {
         int markersBefore = genome.nMrkTot, qtlBefore = genome.nQTLTot;
         SelectSegregatingLoci_LHG(lhg);
@@ -250,11 +253,11 @@ void SimClass::CloseHistoricalRun(CHistWorkerPool& pool, SRec* lhg)
         r.hasPhen = male ? (prm.global.malesHaveRecords ? 1 : 0) : 1;
         r.polyVal = sdPoly * MyRnd.NRand();
         r.res = r.hasPhen ? sdRes * MyRnd.NRand() : 0;
-        MrkHomozy(&r);
+        MrkHomozy(genome, &r);
         hp.lastGen[static_cast<size_t>(i)] = &r;
     }
     double scale = 1;
-    ScaleQAEffect(lhg, n, scale);
+    ScaleQAEffect(prm.global, genome, lhg, n, scale);
 
     double maleLength = 0, femaleLength = 0;
     for (const SChrom& ch : genome.chrom) {
@@ -276,7 +279,7 @@ void SimClass::CloseHistoricalRun(CHistWorkerPool& pool, SRec* lhg)
     double qSum = 0, qSumSq = 0, pSum = 0, pSumSq = 0;
     for (int i = 0; i < n; ++i) {
         SRec& r = lhg[i];
-        r.qtlVal = QTLValue(&r);
+        r.qtlVal = QTLValue(genome, &r);
         r.phen = r.hasPhen ? r.qtlVal + r.polyVal + r.res : 0;
         qSum += r.qtlVal;
         qSumSq += r.qtlVal * r.qtlVal;

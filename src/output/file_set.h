@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <memory>
 
-#include "output/write_buffer.h"
+#include "support/write_buffer.h"
 #include "param/params.h"
 #include "support/messages.h"
 

@@ -13,7 +13,7 @@ std::unique_ptr<SimClass> TwoChromosomes(int markers, int qtl, const std::functi
                                                               ChromosomeBlock(1, 50, markers, qtl, "xchr;")),
                         adjust);
     sim->InitializeRun();
-    sim->GetMrkQTLIdx();
+    GetMrkQTLIdx(sim->genome);
     return sim;
 }
 
@@ -23,38 +23,38 @@ TEST(GenomeMemory, HaplotypesAreAddressedByChromosomeOrGenomeWideIndex)
 {
     auto sim = TwoChromosomes(3, 1);
     SRec r;
-    sim->AllocRecChr(&r);
+    AllocRecChr(sim->genomePool, sim->genome, &r);
     r.patChr[1][2] = 7;
     EXPECT_EQ(r.Pat()[4 + 2], 7);
     r.Mat()[1] = 9;
     EXPECT_EQ(r.matChr[0][1], 9);
-    sim->FreeRecChr(r.patChr);
+    FreeRecChr(sim->genomePool, r.patChr);
 }
 
 TEST(GenomeMemory, AMalesHomozygosityLeavesOutTheXButCountsItsMarkers)
 {
     auto sim = TwoChromosomes(4, 0);
     SRec r;
-    sim->AllocRecChr(&r);
+    AllocRecChr(sim->genomePool, sim->genome, &r);
     for (int g = 0; g < 8; ++g) {
         r.Pat()[g] = 1;
         r.Mat()[g] = g < 2 ? 1 : 2;  // two homozygous markers on the autosome, none on the X
     }
     r.sex = 1;
-    EXPECT_EQ(sim->MrkHomozy(&r), 2);
+    EXPECT_EQ(MrkHomozy(sim->genome, &r), 2);
     EXPECT_DOUBLE_EQ(r.homo, 2.0 / 8);
     for (int g = 4; g < 8; ++g) r.Mat()[g] = 1;
-    EXPECT_EQ(sim->MrkHomozy(&r), 2);  // a male's X counts nothing
+    EXPECT_EQ(MrkHomozy(sim->genome, &r), 2);  // a male's X counts nothing
     r.sex = 0;
-    EXPECT_EQ(sim->MrkHomozy(&r), 6);
-    sim->FreeRecChr(r.patChr);
+    EXPECT_EQ(MrkHomozy(sim->genome, &r), 6);
+    FreeRecChr(sim->genomePool, r.patChr);
 }
 
 TEST(GenomeMemory, WithoutQtlTheQtlSummaryIsZero)
 {
     auto sim = TwoChromosomes(5, 0);
     for (SLocus& l : sim->genome.locusStore) l.nAllele = 3;
-    sim->GetLociInfo();
+    GetLociInfo(sim->genome);
     EXPECT_EQ(sim->genome.qtlAlleles.max, 0);
     EXPECT_EQ(sim->genome.qtlAlleles.mean, 0);
     EXPECT_EQ(sim->genome.mrkAlleles.min, 3);
@@ -69,7 +69,7 @@ TEST(GenomeMemory, AReleasedGenomeIsNeverFreedTwice)
     sim->AllocPopMem();
     sim->InitializeRep();
     for (int i = 0; i < 4; ++i) {
-        sim->AllocRecChr(&p.indiv[i]);
+        AllocRecChr(sim->genomePool, sim->genome, &p.indiv[i]);
         p.indiv[i].genomeUse = &sim->replicate.genomeUseCount[i];
         sim->replicate.genomeUseCount[i] = i < 2 ? 0 : 1;
     }
@@ -85,14 +85,14 @@ TEST(GenomeMemory, ReleasedStorageIsReusedForTheNextIndividualOfTheSameSize)
 {
     auto sim = TwoChromosomes(3, 1);
     SRec a, b, c;
-    sim->AllocRecChr(&a);
+    AllocRecChr(sim->genomePool, sim->genome, &a);
     uint16_t** first = a.patChr;
-    sim->FreeRecChr(a.patChr);
-    sim->AllocRecChr(&b);
+    FreeRecChr(sim->genomePool, a.patChr);
+    AllocRecChr(sim->genomePool, sim->genome, &b);
     EXPECT_EQ(b.patChr, first);  // the kept block, no fresh memory
-    sim->AllocRecChr(&c);
+    AllocRecChr(sim->genomePool, sim->genome, &c);
     EXPECT_NE(c.patChr, b.patChr);
     EXPECT_EQ(c.patChr[1] - c.patChr[0], 4);  // pointers laid out again for the new holder
-    sim->FreeRecChr(b.patChr);
-    sim->FreeRecChr(c.patChr);
+    FreeRecChr(sim->genomePool, b.patChr);
+    FreeRecChr(sim->genomePool, c.patChr);
 }

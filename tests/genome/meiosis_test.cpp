@@ -82,7 +82,7 @@ TEST(Crossovers, CompleteInterferenceLeavesNoPairWithinTheDistance)
     long crossovers = 0;
     for (int trial = 0; trial < 2000; ++trial) {
         short n;
-        sim->SampleCrossoPos(0, n, x.data(), 1.0, &rnd);
+        SampleCrossoPos(sim->prm.genome, sim->genome.chrom[0], n, x.data(), 1.0, &rnd);
         crossovers += n;
         for (int i = 1; i < n; ++i) ASSERT_GT(x[i] - x[i - 1], 5.0);
     }
@@ -92,7 +92,7 @@ TEST(Crossovers, CompleteInterferenceLeavesNoPairWithinTheDistance)
     int close = 0;
     for (int trial = 0; trial < 200; ++trial) {
         short n;
-        without->SampleCrossoPos(0, n, x.data(), 1.0, &rnd);
+        SampleCrossoPos(without->prm.genome, without->genome.chrom[0], n, x.data(), 1.0, &rnd);
         for (int i = 1; i < n; ++i) close += x[i] - x[i - 1] <= 5.0;
     }
     EXPECT_GT(close, 100);
@@ -112,10 +112,10 @@ TEST(Meiosis, ARecentIndividualGetsItsParentsAllelesItsQtlValueAndItsCrossoverLi
     text.replace(text.find(" ng = 0;"), 8, " ng = 1;\n begin_popoutput; crossover; end_popoutput;");
     auto sim = EngineOf(text);
     sim->InitializeRun();
-    sim->GetMrkQTLIdx();
+    GetMrkQTLIdx(sim->genome);
     sim->curPop = &sim->pops[0];
     SRec sire, dam, child;
-    for (SRec* r : {&sire, &dam, &child}) sim->AllocRecChr(r);
+    for (SRec* r : {&sire, &dam, &child}) AllocRecChr(sim->genomePool, sim->genome, r);
     for (int g = 0; g < sim->genome.nLociTot; ++g) {
         sire.Pat()[g] = 1, sire.Mat()[g] = 2, dam.Pat()[g] = 3, dam.Mat()[g] = 4;
         if (sim->genome.LocusAt(g)->isQTL) sim->genome.LocusAt(g)->effect = {0.5, 1, 10, 100};
@@ -127,7 +127,7 @@ TEST(Meiosis, ARecentIndividualGetsItsParentsAllelesItsQtlValueAndItsCrossoverLi
     TempDir dir;
     FILE* fp = fopen((dir / "crosso.txt").c_str(), "w");
     out.SetFilePointer(fp);
-    sim->Meiosis(&child, &rnd, sim->crossScratch.data(), &out);
+    Meiosis(sim->prm.genome, sim->genome, sim->curPop->prm.out, &child, &rnd, sim->crossScratch.data(), &out);
     out.Dump();
     fclose(fp);
 
@@ -146,5 +146,5 @@ TEST(Meiosis, ARecentIndividualGetsItsParentsAllelesItsQtlValueAndItsCrossoverLi
         << lines;
     EXPECT_EQ(lines.find("0 "), std::string::npos);
     EXPECT_EQ(lines.find("0}"), std::string::npos);
-    for (SRec* r : {&sire, &dam, &child}) sim->FreeRecChr(r->patChr);
+    for (SRec* r : {&sire, &dam, &child}) FreeRecChr(sim->genomePool, r->patChr);
 }

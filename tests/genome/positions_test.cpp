@@ -31,7 +31,7 @@ TEST(Positions, RandomPositionsAreDistinctWithinTheirRange)
     auto sim = Genome("begin_chr = 1; chrlen = 50; nmloci = 900; mpos = rnd /start 10 /end 10.01; nma = all 2;"
                       " maf = eql; nqloci = 5; qpos = pd 10.002 10.004 10.006 10.008 20; nqa = all 2; qaf = eql;"
                       " qae = rnd; end_chr;\n");
-    sim->SampleParam(1);
+    SampleParam(sim->prm.genome, sim->genome, 1);
     const SChrom& ch = sim->genome.chrom[0];
     std::set<double> seen;
     for (int i = 0; i < ch.NLoci(); ++i) {
@@ -53,14 +53,14 @@ TEST(Positions, MoreLociThanPositionsInTheRangeStopTheRun)
 {
     auto sim = Genome("begin_chr = 1; chrlen = 50; nmloci = 20; mpos = rnd /start 5 /end 5.0001; nma = all 2;"
                       " maf = eql; nqloci = 0; qpos = rnd; nqa = all 2; qaf = eql; qae = rnd; end_chr;\n");
-    EXPECT_EXIT(sim->SampleParam(1), testing::ExitedWithCode(1), "20 loci cannot be placed at distinct positions");
+    EXPECT_EXIT(SampleParam(sim->prm.genome, sim->genome, 1), testing::ExitedWithCode(1), "20 loci cannot be placed at distinct positions");
 }
 
 TEST(Positions, FirstReplicateDrawsAreKeptAndEveryReplicateDrawsAreNew)
 {
     auto sim = Genome("begin_chr = 1; chrlen = 100; nmloci = 30; mpos = rnd1; nma = rnd1 2 3 4 5; maf = rnd1;"
                       " nqloci = 10; qpos = rnd; nqa = rnd 2 3 4 5; qaf = rnd; qae = rnd; end_chr;\n");
-    sim->SampleParam(1);
+    SampleParam(sim->prm.genome, sim->genome, 1);
     std::vector<double> markers = Positions(*sim, false), qtl = Positions(*sim, true);
     auto alleles = [&](bool q) {
         std::vector<int> n;
@@ -70,7 +70,7 @@ TEST(Positions, FirstReplicateDrawsAreKeptAndEveryReplicateDrawsAreNew)
     };
     std::vector<int> mAlleles = alleles(false), qAlleles = alleles(true);
     std::vector<double> firstFreq = sim->genome.chrom[0].loci[0]->freq;
-    sim->SampleParam(2);
+    SampleParam(sim->prm.genome, sim->genome, 2);
     EXPECT_EQ(Positions(*sim, false), markers);
     EXPECT_NE(Positions(*sim, true), qtl);
     EXPECT_EQ(alleles(false), mAlleles);
@@ -90,7 +90,7 @@ TEST(Positions, GenomeWidePlacementSpreadsLociOverChromosomesOnce)
     // Chromosome positions are not drawn again (mpos = even): only the genome-wide draw moves them.
     auto sim = Genome("r1_mpos_g;\nbegin_chr = 4; chrlen = 100; nmloci = 50; mpos = even; nma = all 2; maf = eql;"
                       " nqloci = 5; qpos = rnd1; nqa = all 2; qaf = eql; qae = rnd; end_chr;\n");
-    sim->SampleParam(1);
+    SampleParam(sim->prm.genome, sim->genome, 1);
     std::vector<int> counts;
     int total = 0;
     for (const SChrom& ch : sim->genome.chrom) {
@@ -104,7 +104,7 @@ TEST(Positions, GenomeWidePlacementSpreadsLociOverChromosomesOnce)
     EXPECT_EQ(total, 200);
     EXPECT_NE(counts, (std::vector<int>{50, 50, 50, 50}));
     std::vector<double> markers = Positions(*sim, false);
-    sim->SampleParam(2);
+    SampleParam(sim->prm.genome, sim->genome, 2);
     EXPECT_EQ(Positions(*sim, false), markers);
     for (size_t c = 0; c < sim->genome.chrom.size(); ++c) EXPECT_EQ(sim->genome.chrom[c].nMrk, counts[c]);
 }
@@ -115,9 +115,9 @@ TEST(Positions, LociNotDrawnAgainAreSortedAndCutWithTheirPositionValues)
     // chromosomes gave them (mpos = rnd, at most 100 cM), so along the concatenated genome they
     // all fall on the first chromosome.
     auto sim = Genome("r1_mpos_g;\nr_qpos_g;\n" + ChromosomeBlock(3, 100, 40, 6));
-    sim->SampleParam(1);
+    SampleParam(sim->prm.genome, sim->genome, 1);
     EXPECT_NE(sim->genome.chrom[0].nMrk, 120);
-    sim->SampleParam(2);
+    SampleParam(sim->prm.genome, sim->genome, 2);
     EXPECT_EQ(sim->genome.chrom[0].nMrk, 120);
     EXPECT_EQ(sim->genome.nQTLTot, 18);
 }
@@ -128,7 +128,7 @@ TEST(Positions, AGivenPositionTakesPartInGenomeWidePlacementAsItIs)
     auto sim = Genome("r_mpos_g;\n" + ChromosomeBlock(1, 100, 30, 0) +
                       "begin_chr = 1; chrlen = 100; nmloci = 30; mpos = rnd; nma = all 2; maf = eql; nqloci = 1;"
                       " qpos = pd 27; nqa = all 2; qaf = eql; qae = rndg 0.4; end_chr;\n");
-    sim->SampleParam(1);
+    SampleParam(sim->prm.genome, sim->genome, 1);
     EXPECT_EQ(sim->genome.chrom[0].nQTL, 1);
     EXPECT_EQ(sim->genome.chrom[1].nQTL, 0);
     EXPECT_EQ(Positions(*sim, true), std::vector<double>{27});
@@ -141,7 +141,7 @@ TEST(Positions, GenomeWideDrawsPastTheEndLandOnTheLastChromosome)
     auto sim = Genome("r_mpos_g;\n" + ChromosomeBlock(1, 1, 20000, 0));
     const SChrom& ch = sim->genome.chrom[0];
     for (int rep = 1; rep <= 30; ++rep) {
-        sim->SampleParam(rep);
+        SampleParam(sim->prm.genome, sim->genome, rep);
         ASSERT_EQ(ch.nMrk, 20000) << rep;
         for (int i = 0; i < ch.NLoci(); ++i) {
             ASSERT_LE(ch.loci[i]->pos, ch.prm.len) << rep;

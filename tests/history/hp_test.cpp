@@ -177,7 +177,7 @@ TEST(HistoricalPopulation, APredefinedEffectQtlIsScaledByItsVarianceOverHalfItsA
         }
         double half = copies / 2, vk = (sumSq - sum * sum / half) / (half - 1);
         double scale = 0;
-        sim->ScaleQAEffect(sim->hp.recs.data(), static_cast<int>(sim->hp.lastGen.size()), scale);
+        ScaleQAEffect(sim->prm.global, sim->genome, sim->hp.recs.data(), static_cast<int>(sim->hp.lastGen.size()), scale);
         EXPECT_NEAR(scale, std::sqrt(l->targetVar / vk), 1e-12) << x;
     }
 }

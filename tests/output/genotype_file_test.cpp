@@ -19,7 +19,7 @@ struct SHandMadePopulation {
     SHandMadePopulation(const TempDir& dir, int n, std::vector<std::pair<std::string, std::string>> edits)
         : sim(EngineIn(dir, std::move(edits))), pat(n), mat(n), patChr(n), matChr(n)
     {
-        sim->GetMrkQTLIdx();
+        GetMrkQTLIdx(sim->genome);
         MyRnd.InitSeed(7);
         for (int g = 0; g < sim->genome.nLociTot; ++g) {
             sim->genome.LocusAt(g)->nAllele = 2;

@@ -1,4 +1,4 @@
-#include "output/write_buffer.h"
+#include "support/write_buffer.h"
 
 #include <cerrno>
 #include <cstdarg>

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "output/write_buffer.h"
+#include "support/write_buffer.h"
 
 namespace {
 

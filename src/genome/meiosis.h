@@ -1,0 +1,18 @@
+// Meiosis of the recent populations and its parts: crossover positions and the gametes of one
+// chromosome.
+#pragma once
+
+#include "genome/genome.h"
+#include "random/rnd.h"
+#include "support/write_buffer.h"
+
+// Crossovers of one gamete on chromosome ch (map scale `scale`), with interference: their number
+// goes to n and their positions, ascending, to xpos.
+void SampleCrossoPos(const SGenomeParams& g, const SChrom& ch, short& n, double* xpos, double scale, CMyRnd* rnd);
+// Both gametes of chromosome c of child, with the crossovers left in cp.
+void MakeChromosome(const SGenomeParams& g, const SGenome& genome, int c, const SRec& sire, const SRec& dam, SRec& child,
+                    bool maleChild, CMyRnd* rnd, SCrossoP& cp);
+// The genome of rec from its parents, its QTL value, and, where the population's output asks for
+// them (o), its crossovers as lines of out.
+void Meiosis(const SGenomeParams& g, const SGenome& genome, const SPopOutput& o, SRec* rec, CMyRnd* rnd,
+             SCrossoP* cp, CWriteBuffer* out);
