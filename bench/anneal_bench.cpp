@@ -70,7 +70,7 @@ int main()
 {
     SimClass sim(BenchStatements());
     SetUpPopulation(sim);
-    sim.AllocSAMem();
+    AllocSAMem(sim.mating, *sim.curPop);
     FillCoancestry(sim.mating);
     MyRnd.InitSeed(5489UL);
 
@@ -81,8 +81,8 @@ int main()
         printf("Generation %d:", gen);
         fflush(stdout);
         auto start = std::chrono::steady_clock::now();
-        sim.RandomMatingDesign(1);
-        SAnnealOutcome out = sim.AnnealMatingList(1, false);
+        RandomMatingDesign(sim.mating, *sim.curPop, 1);
+        SAnnealOutcome out = AnnealMatingList(sim.mating, *sim.curPop, 1, false);
         std::chrono::duration<double> lap = std::chrono::steady_clock::now() - start;
         printf("  %.3f s, %d temperature steps, %s moves\n", lap.count(), out.steps,
                FormatNum(static_cast<unsigned long long>(out.moves)));
@@ -92,6 +92,6 @@ int main()
     PW.DumpWarn(nullptr);
     printf("Time per generation : %.3f s\n", seconds / kGenerations);
     printf("Moves per second    : %s\n", FormatNum(static_cast<unsigned long long>(moves / seconds)));
-    sim.FreeSAMem();
+    FreeSAMem(sim.mating);
     return 0;
 }

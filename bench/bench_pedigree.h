@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "breeding/population.h"
-#include "evaluation/inbred.h"
+#include "breeding/inbred.h"
 #include "random/rnd.h"
 
 constexpr int kPerGeneration = 20000;

@@ -60,11 +60,11 @@ inline std::unique_ptr<SimClass> BenchEngine(const char* path, int threads,
 inline void PrepareFirstPopulation(SimClass& sim)
 {
     sim.InitializeRun();
-    sim.SimLitterSize(1);
+    SimLitterSize(sim.pops, 1);
     sim.AllocPopMem();
     sim.DetermineActiveGen();
     sim.InitializeRep();
     sim.HPSimulator(1);
-    sim.ChooseFromHistPop();
+    ChooseFromHistPop(sim.replicate, sim.genomePool, sim.hp, sim.pops);
     sim.curPop = &sim.pops[0];
 }

@@ -83,7 +83,7 @@ int main(int argc, char** argv)
         {
             CSilencedStdout quiet;
             PrepareFirstPopulation(*sim);
-            sim->ChooseFromRecentPop();
+            ChooseFromRecentPop(sim->prm.global, sim->replicate, sim->genomePool, sim->pops, *sim->curPop);
         }
         if (&f == forms)
             printf("Genotypes      : %d individuals x %d markers\n", sim->pops[0].genInfo[0].last + 1, sim->genome.nMrkTot);

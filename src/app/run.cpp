@@ -43,13 +43,13 @@ void SimClass::Run()
         InfoRpt("Replicate %3d\n", rep);
         MyFlush();
 
-        SimLitterSize(rep);
+        SimLitterSize(pops, rep);
         AllocPopMem();
         DetermineActiveGen();
         InitializeRep();
         OpenOutputStreams(rep, true);
         HPSimulator(rep);
-        ChooseFromHistPop();
+        ChooseFromHistPop(replicate, genomePool, hp, pops);
         CheckInvariants(*this, {rep, -1, 0, false});
         SaveRepResults(Output());
         CloseOutputStreams(true);
@@ -175,7 +175,7 @@ void SimClass::RunRep(int rep)
     const int popIndex = static_cast<int>(curPop - pops.data());
     printf("G%-5d Size=%-7d", 0, p.genInfo[0].nPrg);
     fflush(stdout);
-    ChooseFromRecentPop();
+    ChooseFromRecentPop(prm.global, replicate, genomePool, pops, p);
     int last0 = p.genInfo[0].last;
     ComputeLDStat(genome, ldWork, *curPop, nthread, 0, 0, last0);
     SaveGenResults(Output(), *curPop, 0, 0, last0);
@@ -193,13 +193,14 @@ void SimClass::RunRep(int rep)
         fprintf(files.crossoFp, "S C{} = Sire Choromosome{Positions}\n");
         fprintf(files.crossoFp, "D C{} = Dam  Choromosome{Positions}\n\n");
     }
-    if (p.prm.md == kMdMinf || p.prm.md == kMdMaxf) AllocSAMem();
+    if (p.prm.md == kMdMinf || p.prm.md == kMdMaxf) AllocSAMem(mating, p);
 
     for (int g = 1; g <= p.prm.ng; ++g) {
         const SGenInfo& gi = p.genInfo[g];
         printf("G%-5d Size=%-7d", g, gi.nPrg);
         fflush(stdout);
-        ProgenySimulator(g, gi.first, gi.last);
+        ProgenySimulator(Breeding(), p, g, gi.first, gi.last);
+        SetProgenyValues(prm.global, p, gi.first, gi.last);
         ComputeMeanVar(prm.global, p, g, gi.first, gi.last);
         ComputeLDStat(genome, ldWork, *curPop, nthread, g, gi.first, gi.last);
         if (p.prm.true_av) Update_VarAdd(p, g);
@@ -208,15 +209,15 @@ void SimClass::RunRep(int rep)
         if (g < p.prm.ng) {
             CSort::SortParents(&p, g, prm.global.malesHaveRecords, p.prm.cd, p.prm.sd);
             CSort::SortRP(&p, gi.first, gi.last, prm.global.malesHaveRecords, p.prm.sd, p.prm.sdHigh);
-            CullAndSelect(g, gi.first, gi.last);
+            CullAndSelect(genomePool, p, g, gi.first, gi.last);
         }
         CheckInvariants(*this, {rep, popIndex, g, false});  // before the unused genomes of g are released
-        FreeChrProgMem(&p, gi.first, gi.last);
+        FreeChrProgMem(genomePool, p, gi.first, gi.last);
         printf("\n");
         PW.DumpWarn(rptfp);
     }
 
-    if (p.prm.md == kMdMinf || p.prm.md == kMdMaxf) FreeSAMem();
+    if (p.prm.md == kMdMinf || p.prm.md == kMdMaxf) FreeSAMem(mating);
     FreeChrLastSireDamMem();
     if (prm.global.joint_pop)
         inbred.UpdateRec(pops.data(), &p, replicate.founderFlag.data());

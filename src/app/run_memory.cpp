@@ -105,11 +105,3 @@ void SimClass::FreeChrLastSireDamMem()
     for (int i = 0; i < plan.nSires && i < static_cast<int>(p.sires.size()); ++i) DropGenomeUse(genomePool, p.sires[i]);
     for (int i = 0; i < plan.nDams && i < static_cast<int>(p.dams.size()); ++i) DropGenomeUse(genomePool, p.dams[i]);
 }
-
-void SimClass::FreeChrProgMem(CPopulation* pop, int first, int last)
-{
-    for (int i = first; i <= last && i < static_cast<int>(pop->indiv.size()); ++i) {
-        SRec& r = pop->indiv[i];
-        if (r.genomeUse && *r.genomeUse == 0) ReleaseGenome(genomePool, &r);
-    }
-}

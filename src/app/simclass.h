@@ -8,11 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "breeding/breeding.h"
 #include "breeding/mating.h"
 #include "breeding/population.h"
 #include "evaluation/blup.h"
 #include "evaluation/ebv.h"
-#include "evaluation/inbred.h"
+#include "breeding/inbred.h"
 #include "evaluation/values.h"
 #include "genome/genome.h"
 #include "genome/genome_pool.h"
@@ -60,7 +61,6 @@ public:
     void FreeParamMem();
     void FreeGlobalMem();
     void FreeChrLastSireDamMem();
-    void FreeChrProgMem(CPopulation* pop, int first, int last);
 
     // ---- Historical population (history/) ----
     void HPSimulator(int rep);
@@ -84,37 +84,9 @@ public:
     // The parameters, genome and open files the result writers work on.
     SRunOutput Output() { return {prm, genome, files}; }
 
-    // ---- Recent populations: founders and the generation cycle (breeding/) ----
-    void SimLitterSize(int rep);
-    void ChooseFromHistPop();
-    void ChooseFromRecentPop();
-    void ProgenySimulator(int gen, int first, int last);
-    void Mate(int gen, bool rndUg);
-    void AssignSex(int gen, bool rndUg);
-    void CreateAnim_MyThread(int first, int last, CMyRnd* rnd, SCrossoP* cp, CWriteBuffer* out);
-    // Copies source into the next founder slot of p, flags it and takes a hold on its genome.
-    void PlaceFounder(CPopulation& p, const SRec& source);
-    // Clears the taken-by-this-population flag of p's founders.
-    void ClearPopulationFlags(CPopulation& p);
-    // Founders of line l of p from a generation of an earlier population.
-    void TakeFoundersFrom(CPopulation& p, const SFounderLine& l);
-    void StartProgenyRecord(SRec& r, int gen, SRec* sire, SRec* dam);
-    void MakeProgenyGenomes(int gen, int first, int last);
-
-    // ---- Selection, culling and mating designs (breeding/) ----
-    void CullAndSelect(int gen, int first, int last);
-    void RandomMatingDesign(int gen);
-    void AssortMatingDesign(int gen);
-    void Anneal(int gen, bool maximise);
-    // The temperature steps of Anneal over the current mating list and coancestry table.
-    SAnnealOutcome AnnealMatingList(int gen, bool maximise);
-    // One annealing move: exchanges the sires of two matings when it improves the objective
-    // (or by the Metropolis rule); adds 1 to accepted when it does.
-    void ChooseCheckAccept(int nSires, int nDams, const int16_t* litterSize, int& accepted, double temperature,
-                           bool maximise);
-    void AllocSAMem();
-    void FreeSAMem();
-
+    // The breeding operations' view of the run: parameters, genome and its pool, replicate state,
+    // pedigree, mating plan, workers and the crossover file of the current population.
+    SBreeding Breeding() { return {prm, genome, genomePool, replicate, inbred, mating, nthread, files.crossoFp, progenyTiming}; }
     // The evaluation's view of the run: the trait's variances, pedigree, BLUP equations and identifiers.
     SEvaluation Evaluation() { return {prm.global, inbred, mme, replicate.nextId}; }
 

@@ -6,7 +6,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "app/simclass.h"
+#include "breeding/breeding.h"
+#include "random/rnd.h"
 #include "breeding/sort.h"
 #include "support/messages.h"
 #include "support/numbers.h"
@@ -36,9 +37,8 @@ bool MetropolisAccepts(double x, double u)
 
 }  // namespace
 
-void SimClass::AllocSAMem()
+void AllocSAMem(SMatingPlan& mating, const CPopulation& p)
 {
-    CPopulation& p = *curPop;
     try {
         mating.coancestry.assign(static_cast<size_t>(p.prm.maxSires) * static_cast<size_t>(p.prm.maxDams), 0.0);
     } catch (const std::bad_alloc&) {
@@ -49,33 +49,31 @@ void SimClass::AllocSAMem()
     mating.stride = p.prm.maxDams;
 }
 
-void SimClass::FreeSAMem()
+void FreeSAMem(SMatingPlan& mating)
 {
     std::vector<double>().swap(mating.coancestry);
     mating.stride = 0;
 }
 
-void SimClass::Anneal(int gen, bool maximise)
+void Anneal(SMatingPlan& mating, CInbred& inbred, CPopulation& p, int gen, bool maximise)
 {
-    CPopulation& p = *curPop;
     const SGenPlan& plan = p.prm.plan[gen];
     printf(", Mating:");
     CSort::ShufflePar(plan.nSires, p.sires.data());
     CSort::ShufflePar(plan.nDams, p.dams.data());
-    RandomMatingDesign(gen);
+    RandomMatingDesign(mating, p, gen);
     // A single mating has no partner to exchange its sire with: it is already the only choice.
     if (mating.nMatings < 2) {
         printf(" optimized");
         fflush(stdout);
         return;
     }
-    inbred.CreateA(curPop, gen, mating.list.data(), mating.coancestry.data(), mating.stride);
-    AnnealMatingList(gen, maximise);
+    inbred.CreateA(&p, gen, mating.list.data(), mating.coancestry.data(), mating.stride);
+    AnnealMatingList(mating, p, gen, maximise);
 }
 
-SAnnealOutcome SimClass::AnnealMatingList(int gen, bool maximise)
+SAnnealOutcome AnnealMatingList(SMatingPlan& mating, const CPopulation& p, int gen, bool maximise)
 {
-    const CPopulation& p = *curPop;
     const SGenInfo& gi = p.genInfo[gen];
     const SGenPlan& plan = p.prm.plan[gen];
     SAnnealOutcome out;
@@ -85,7 +83,7 @@ SAnnealOutcome SimClass::AnnealMatingList(int gen, bool maximise)
         out.steps++;
         int accepted = 0;
         for (int call = 0; call < kCallsPerParent * n && accepted < kAcceptedPerParent * n; ++call, ++out.moves)
-            ChooseCheckAccept(plan.nSires, plan.nDams, gi.litterSize.data(), accepted, temperature, maximise);
+            ChooseCheckAccept(mating, plan.nDams, gi.litterSize.data(), accepted, temperature, maximise);
         if (accepted == 0) {
             out.optimized = true;
             printf(" optimized");
@@ -104,8 +102,8 @@ SAnnealOutcome SimClass::AnnealMatingList(int gen, bool maximise)
 
 // The objective is the litter-size-weighted sum of the progeny's inbreeding over all matings;
 // dams keep their places (coancestry column = mating), only sires move.
-void SimClass::ChooseCheckAccept(int /*nSires*/, int nDams, const int16_t* litterSize, int& accepted,
-                                 double temperature, bool maximise)
+void ChooseCheckAccept(SMatingPlan& mating, int nDams, const int16_t* litterSize, int& accepted, double temperature,
+                       bool maximise)
 {
     int nMatings = nDams;
     int i = RandomMatingIndex(nMatings);

@@ -8,7 +8,9 @@
 #include <cstring>
 #include <memory>
 
-#include "app/simclass.h"
+#include "breeding/breeding.h"
+#include "random/rnd.h"
+#include "genome/meiosis.h"
 #include "genome/mutation.h"
 #include "support/files.h"
 #include "support/messages.h"
@@ -54,7 +56,7 @@ void AppendSpill(FILE* spill, FILE* out)
 
 }  // namespace
 
-void SimClass::SimLitterSize(int rep)
+void SimLitterSize(std::vector<CPopulation>& pops, int rep)
 {
     for (CPopulation& p : pops) {
         if (p.prm.md == kMdRndUg && rep == 1) {
@@ -94,38 +96,8 @@ void SimClass::SimLitterSize(int rep)
     }
 }
 
-void SimClass::ProgenySimulator(int gen, int first, int last)
+void AssignSex(const SGlobalParams& global, CPopulation& p, int gen, bool rndUg)
 {
-    CPopulation& p = *curPop;
-    const SGenPlan& plan = p.prm.plan[static_cast<size_t>(gen)];
-    inbred.AddParentTorPed(p.sires.data(), plan.nSires, p.dams.data(), plan.nDams);
-    switch (p.prm.md) {
-    case kMdRnd:
-        RandomMatingDesign(gen);
-        Mate(gen, false);
-        break;
-    case kMdRndUg: Mate(gen, true); break;
-    case kMdMinf:
-    case kMdMaxf:
-        Anneal(gen, p.prm.md == kMdMaxf);
-        Mate(gen, false);
-        break;
-    case kMdPAssort:
-    case kMdNAssort:
-        AssortMatingDesign(gen);
-        Mate(gen, false);
-        break;
-    default:
-        PW.Warn("Error - Unknown mating design!\n");
-        Abort("Error(s) detected!\n");
-    }
-    if (last >= first) inbred.ComputeF(p.indiv[static_cast<size_t>(first)].id, prm.global.skip_inbreeding);
-    SetProgenyValues(prm.global, *curPop, first, last);
-}
-
-void SimClass::AssignSex(int gen, bool rndUg)
-{
-    CPopulation& p = *curPop;
     const SGenInfo& g = p.genInfo[static_cast<size_t>(gen)];
     SRec* prg = &p.indiv[static_cast<size_t>(g.first)];
     const int n = g.nPrg;
@@ -148,7 +120,7 @@ void SimClass::AssignSex(int gen, bool rndUg)
     }
     SGenStat& st = p.genStat[static_cast<size_t>(gen)];
     for (int i = 0; i < n; ++i) {
-        prg[i].hasPhen = prg[i].sex == 1 ? (prm.global.malesHaveRecords ? 1 : 0) : 1;
+        prg[i].hasPhen = prg[i].sex == 1 ? (global.malesHaveRecords ? 1 : 0) : 1;
         if (prg[i].sex == 1)
             st.nMale++;
         else
@@ -156,61 +128,44 @@ void SimClass::AssignSex(int gen, bool rndUg)
     }
 }
 
+namespace {
+
 // Record of a new individual; its sex and record flag are already set.
-void SimClass::StartProgenyRecord(SRec& r, int gen, SRec* sire, SRec* dam)
+void StartProgenyRecord(const SBreeding& b, const CPopulation& p, SRec& r, int gen, SRec* sire, SRec* dam)
 {
-    const CPopulation& p = *curPop;
-    r.id = ++replicate.nextId;
-    r.genomeUse = replicate.NextGenomeUse();
+    r.id = ++b.replicate.nextId;
+    r.genomeUse = b.replicate.NextGenomeUse();
     *r.genomeUse = p.genInfo[static_cast<size_t>(gen)].genomeHold;
     r.gen = static_cast<int16_t>(gen);
     r.nMPrg = r.nFPrg = 0;
     r.sire = sire;
     r.dam = dam;
-    inbred.AddToPed(&r);
+    b.inbred.AddToPed(&r);
 }
 
-void SimClass::Mate(int gen, bool rndUg)
+void CreateAnim_MyThread(const SBreeding& b, CPopulation& p, int first, int last, CMyRnd* rnd, SCrossoP* cp,
+                         CWriteBuffer* out)
 {
-    CPopulation& p = *curPop;
-    const SGenInfo& g = p.genInfo[static_cast<size_t>(gen)];
-    const SGenPlan& plan = p.prm.plan[static_cast<size_t>(gen)];
-    AssignSex(gen, rndUg);
-    SRec* prg = &p.indiv[static_cast<size_t>(g.first)];
-    if (rndUg) {
-        for (int i = 0; i < g.nPrg; ++i) {
-            SRec* sire = p.sires[static_cast<size_t>(IndexBelow(plan.nSires, MyRnd.URand()))];
-            SRec* dam = p.dams[static_cast<size_t>(IndexBelow(plan.nDams, MyRnd.URand()))];
-            StartProgenyRecord(prg[i], gen, sire, dam);
-        }
-    } else {
-        int i = 0;
-        for (int m = 0; m < mating.nMatings; ++m)
-            for (int k = 0; k < g.litterSize[static_cast<size_t>(m)]; ++k)
-                StartProgenyRecord(prg[i++], gen, mating.list[static_cast<size_t>(m)][0].rec,
-                                   mating.list[static_cast<size_t>(m)][1].rec);
-    }
-    MakeProgenyGenomes(gen, g.first, g.last);
-    for (int i = 0; i < g.nPrg; ++i) {
-        decltype(SRec::nMPrg) SRec::*count = prg[i].sex == 1 ? &SRec::nMPrg : &SRec::nFPrg;
-        prg[i].sire->*count += 1;
-        prg[i].dam->*count += 1;
+    for (int i = first; i <= last; ++i) {
+        SRec* r = &p.indiv[static_cast<size_t>(i)];
+        Meiosis(b.prm.genome, b.genome, p.prm.out, r, rnd, cp, out);
+        MrkHomozy(b.genome, r);
     }
 }
 
 // Genomes of individuals first..last by worker threads over disjoint shares, each with its own
 // generator, crossover scratch and crossover text; the text is written in worker order.
-void SimClass::MakeProgenyGenomes(int gen, int first, int last)
+void MakeProgenyGenomes(const SBreeding& b, CPopulation& p, int gen, int first, int last)
 {
     if (last < first) return;
-    int nParts = nthread;
-    std::vector<SIndex> parts(static_cast<size_t>(std::max(nthread, 1)));
+    int nParts = b.nthread;
+    std::vector<SIndex> parts(static_cast<size_t>(std::max(b.nthread, 1)));
     Split2Index(parts.data(), first, last, nParts, kMinProgenyPerWorker);
     std::vector<CMyRnd> generators;
     MakeDerivedGenerators(generators, nParts);
-    std::vector<std::vector<SCrossoP>> scratch(static_cast<size_t>(nParts), std::vector<SCrossoP>(static_cast<size_t>(prm.genome.nChr)));
-    const SPopOutput& o = curPop->prm.out;
-    const bool crossText = o.crossoverOut && files.crossoFp && gen < static_cast<int>(o.crossoverGen.size()) &&
+    std::vector<std::vector<SCrossoP>> scratch(static_cast<size_t>(nParts), std::vector<SCrossoP>(static_cast<size_t>(b.prm.genome.nChr)));
+    const SPopOutput& o = p.prm.out;
+    const bool crossText = o.crossoverOut && b.crossoFp && gen < static_cast<int>(o.crossoverGen.size()) &&
                            o.crossoverGen[static_cast<size_t>(gen)];
     // A worker's crossover text beyond the buffer's chunks spills into a temporary file of its own,
     // so the text reaches the result file whole and in worker order.
@@ -227,38 +182,92 @@ void SimClass::MakeProgenyGenomes(int gen, int first, int last)
 
     auto start = std::chrono::steady_clock::now();
     // The genome pool is the main thread's: the workers get their storage ready-made.
-    for (int i = first; i <= last; ++i) AllocRecChr(genomePool, genome, &curPop->indiv[static_cast<size_t>(i)]);
+    for (int i = first; i <= last; ++i) AllocRecChr(b.pool, b.genome, &p.indiv[static_cast<size_t>(i)]);
     std::vector<boost::thread> workers;
     workers.reserve(static_cast<size_t>(nParts));
     for (int t = 0; t < nParts; ++t)
         workers.emplace_back([&, t] {
             RunWorkerGuarded([&] {
-                CreateAnim_MyThread(parts[static_cast<size_t>(t)].first, parts[static_cast<size_t>(t)].last,
+                CreateAnim_MyThread(b, p, parts[static_cast<size_t>(t)].first, parts[static_cast<size_t>(t)].last,
                                     &generators[static_cast<size_t>(t)], scratch[static_cast<size_t>(t)].data(),
                                     buffers[static_cast<size_t>(t)].get());
             });
         });
     for (boost::thread& w : workers) w.join();
     AbortIfWorkerFailed();
-    progenyTiming.seconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    progenyTiming.individuals += last - first + 1;
+    b.timing.seconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    b.timing.individuals += last - first + 1;
 
     if (crossText) {
         for (int t = 0; t < nParts; ++t) {
-            AppendSpill(spills[static_cast<size_t>(t)], files.crossoFp);
-            buffers[static_cast<size_t>(t)]->SetFilePointer(files.crossoFp);
+            AppendSpill(spills[static_cast<size_t>(t)], b.crossoFp);
+            buffers[static_cast<size_t>(t)]->SetFilePointer(b.crossoFp);
             buffers[static_cast<size_t>(t)]->Dump();
         }
-        MyFflush(files.crossoFp);
+        MyFflush(b.crossoFp);
     }
 }
 
-void SimClass::CreateAnim_MyThread(int first, int last, CMyRnd* rnd, SCrossoP* cp, CWriteBuffer* out)
+void Mate(const SBreeding& b, CPopulation& p, int gen, bool rndUg)
 {
-    CPopulation& p = *curPop;
-    for (int i = first; i <= last; ++i) {
-        SRec* r = &p.indiv[static_cast<size_t>(i)];
-        Meiosis(prm.genome, genome, curPop->prm.out, r, rnd, cp, out);
-        MrkHomozy(genome, r);
+    const SGenInfo& g = p.genInfo[static_cast<size_t>(gen)];
+    const SGenPlan& plan = p.prm.plan[static_cast<size_t>(gen)];
+    AssignSex(b.prm.global, p, gen, rndUg);
+    SRec* prg = &p.indiv[static_cast<size_t>(g.first)];
+    if (rndUg) {
+        for (int i = 0; i < g.nPrg; ++i) {
+            SRec* sire = p.sires[static_cast<size_t>(IndexBelow(plan.nSires, MyRnd.URand()))];
+            SRec* dam = p.dams[static_cast<size_t>(IndexBelow(plan.nDams, MyRnd.URand()))];
+            StartProgenyRecord(b, p, prg[i], gen, sire, dam);
+        }
+    } else {
+        int i = 0;
+        for (int m = 0; m < b.mating.nMatings; ++m)
+            for (int k = 0; k < g.litterSize[static_cast<size_t>(m)]; ++k)
+                StartProgenyRecord(b, p, prg[i++], gen, b.mating.list[static_cast<size_t>(m)][0].rec,
+                                   b.mating.list[static_cast<size_t>(m)][1].rec);
+    }
+    MakeProgenyGenomes(b, p, gen, g.first, g.last);
+    for (int i = 0; i < g.nPrg; ++i) {
+        decltype(SRec::nMPrg) SRec::*count = prg[i].sex == 1 ? &SRec::nMPrg : &SRec::nFPrg;
+        prg[i].sire->*count += 1;
+        prg[i].dam->*count += 1;
+    }
+}
+
+}  // namespace
+
+void ProgenySimulator(const SBreeding& b, CPopulation& p, int gen, int first, int last)
+{
+    const SGenPlan& plan = p.prm.plan[static_cast<size_t>(gen)];
+    b.inbred.AddParentTorPed(p.sires.data(), plan.nSires, p.dams.data(), plan.nDams);
+    switch (p.prm.md) {
+    case kMdRnd:
+        RandomMatingDesign(b.mating, p, gen);
+        Mate(b, p, gen, false);
+        break;
+    case kMdRndUg: Mate(b, p, gen, true); break;
+    case kMdMinf:
+    case kMdMaxf:
+        Anneal(b.mating, b.inbred, p, gen, p.prm.md == kMdMaxf);
+        Mate(b, p, gen, false);
+        break;
+    case kMdPAssort:
+    case kMdNAssort:
+        AssortMatingDesign(b.mating, p, gen);
+        Mate(b, p, gen, false);
+        break;
+    default:
+        PW.Warn("Error - Unknown mating design!\n");
+        Abort("Error(s) detected!\n");
+    }
+    if (last >= first) b.inbred.ComputeF(p.indiv[static_cast<size_t>(first)].id, b.prm.global.skip_inbreeding);
+}
+
+void FreeChrProgMem(CGenomePool& pool, CPopulation& p, int first, int last)
+{
+    for (int i = first; i <= last && i < static_cast<int>(p.indiv.size()); ++i) {
+        SRec& r = p.indiv[static_cast<size_t>(i)];
+        if (r.genomeUse && *r.genomeUse == 0) ReleaseGenome(pool, &r);
     }
 }

@@ -2,7 +2,7 @@
 // as equally as possible.
 #include <vector>
 
-#include "app/simclass.h"
+#include "breeding/breeding.h"
 #include "breeding/sort.h"
 #include "support/messages.h"
 
@@ -31,9 +31,8 @@ void PairConsecutive(SMatingPlan& plan, SRec** sires, int nSires, SRec** dams, i
 
 }  // namespace
 
-void SimClass::RandomMatingDesign(int gen)
+void RandomMatingDesign(SMatingPlan& mating, CPopulation& p, int gen)
 {
-    CPopulation& p = *curPop;
     const SGenPlan& plan = p.prm.plan[gen];
     CSort::ShufflePar(plan.nSires, p.sires.data());
     CSort::ShufflePar(plan.nDams, p.dams.data());
@@ -42,9 +41,8 @@ void SimClass::RandomMatingDesign(int gen)
                     [&](int s) { return shares.AtRank(s); });
 }
 
-void SimClass::AssortMatingDesign(int gen)
+void AssortMatingDesign(SMatingPlan& mating, CPopulation& p, int gen)
 {
-    CPopulation& p = *curPop;
     const SGenPlan& plan = p.prm.plan[gen];
     int nSires = plan.nSires, nDams = plan.nDams;
     SRec** sires = p.sires.data();

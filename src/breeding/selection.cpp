@@ -1,5 +1,5 @@
 // Culling of parents and selection of progeny as the parents of the next generation.
-#include "app/simclass.h"
+#include "breeding/breeding.h"
 #include "support/messages.h"
 #include "support/numbers.h"
 
@@ -78,9 +78,8 @@ SReplacement PlanReplacement(const SParentCounts& c, const SSexWords& w, const c
 
 }  // namespace
 
-void SimClass::CullAndSelect(int gen, int first, int last)
+void CullAndSelect(CGenomePool& pool, CPopulation& p, int gen, int first, int last)
 {
-    CPopulation& p = *curPop;
     const SGenPlan& plan = p.prm.plan[gen];
     SGenStat& st = p.genStat[gen];
     SReplacement sires = PlanReplacement(SireCounts(p, gen), kSireWords, p.prm.name.c_str(), gen);
@@ -90,8 +89,8 @@ void SimClass::CullAndSelect(int gen, int first, int last)
     if (!sires.ok || !dams.ok) Abort("Error(s) detected!\n");
 
     // The culled parents are the tails of the arrays SortParents ordered.
-    for (int i = sires.keep; i < plan.nSires; ++i) DropGenomeUse(genomePool, p.sires[i]);
-    for (int i = dams.keep; i < plan.nDams; ++i) DropGenomeUse(genomePool, p.dams[i]);
+    for (int i = sires.keep; i < plan.nSires; ++i) DropGenomeUse(pool, p.sires[i]);
+    for (int i = dams.keep; i < plan.nDams; ++i) DropGenomeUse(pool, p.dams[i]);
     st.nCulledSires = MyMax(0, plan.nSires - sires.keep);
     st.nCulledDams = MyMax(0, plan.nDams - dams.keep);
 

@@ -11,7 +11,7 @@
 #include <cstdio>
 #include <initializer_list>
 
-#include "evaluation/inbred.h"
+#include "breeding/inbred.h"
 #include "genome/records.h"
 #include "support/messages.h"
 

@@ -3,7 +3,7 @@
 
 #include "breeding/population.h"
 #include "evaluation/blup.h"
-#include "evaluation/inbred.h"
+#include "breeding/inbred.h"
 #include "param/params.h"
 
 // What an evaluation works with besides the population: the trait's variances, the pedigree

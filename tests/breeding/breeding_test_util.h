@@ -3,42 +3,41 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 
-#include "app/simclass.h"
+#include "breeding/breeding.h"
 #include "random/rnd.h"
 #include "support/hand_population.h"
 #include "support/messages.h"
 
-// An engine with one population "p": nIndiv individuals with identifiers 1..nIndiv, each holding
-// its own genome use counter at 1, and room for maxSires sires and maxDams dams. A test sets the
-// population's statements through `prm` (the engine sees them through pop->prm). The engine's
-// own parameters are the defaults.
+// One hand-made population "p" and the state the breeding operations change: nIndiv individuals
+// with identifiers 1..nIndiv, each holding its own genome use counter at 1, and room for maxSires
+// sires and maxDams dams. A test sets the population's statements through `prm`.
 struct TestPopulation {
     SPopParams statements;  // the population's statements, owned here so that a test may change them
-    std::unique_ptr<SimClass> sim = std::make_unique<SimClass>(SParams());
     SPopParams* prm = &statements;
-    CPopulation* pop = nullptr;
+    CPopulation population{statements, 0.0};
+    CPopulation* pop = &population;
+    SReplicate replicate;
+    CGenomePool pool;
+    SMatingPlan mating;
+    CInbred inbred;
 
     TestPopulation(int nIndiv, int maxSires, int maxDams, int ng = 2) : statements(HandStatements(ng))
     {
         prm->maxSires = maxSires;
         prm->maxDams = maxDams;
-        sim->pops.emplace_back(statements, 0.0);
-        pop = &sim->pops[0];
         pop->nIndiv = nIndiv;
         pop->indiv.assign(nIndiv, SRec());
         pop->cand.assign(nIndiv, nullptr);
         pop->sires.assign(maxSires, nullptr);
         pop->dams.assign(maxDams, nullptr);
         pop->genStat.assign(ng + 2, SGenStat());
-        sim->replicate.genomeUseCount.assign(nIndiv, 1);
+        replicate.genomeUseCount.assign(nIndiv, 1);
         for (int i = 0; i < nIndiv; ++i) {
             pop->indiv[i].id = i + 1;
-            pop->indiv[i].genomeUse = &sim->replicate.genomeUseCount[i];
+            pop->indiv[i].genomeUse = &replicate.genomeUseCount[i];
         }
-        sim->curPop = pop;
     }
 
     SRec& operator[](int i) { return pop->indiv[i]; }

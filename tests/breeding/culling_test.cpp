@@ -86,7 +86,7 @@ TEST(CullAndSelect, ReplacesTheTailOfTheParentsByTheHeadOfTheCandidates)
         Replacement t(c.sires, c.dams);
         std::vector<SRec*> oldSires(t.pop->sires.begin(), t.pop->sires.begin() + c.sires.now);
         unsigned warningsBefore = NoWarn;
-        t.sim->CullAndSelect(1, t.firstPrg, t.lastPrg);
+        CullAndSelect(t.pool, *t.pop, 1, t.firstPrg, t.lastPrg);
         EXPECT_EQ(CollectedWarnings(), Prefixed(c.message));
         EXPECT_EQ(NoWarn - warningsBefore, c.message[0] ? 1u : 0u);
 
@@ -121,7 +121,7 @@ TEST(CullAndSelect, TooFewProgenyEvenKeepingEveryParentStopsTheRun)
     };
     for (const Case& c : cases) {
         Replacement t(c.sires, c.dams);
-        EXPECT_EXIT(t.sim->CullAndSelect(1, t.firstPrg, t.lastPrg), testing::ExitedWithCode(1),
+        EXPECT_EXIT(CullAndSelect(t.pool, *t.pop, 1, t.firstPrg, t.lastPrg), testing::ExitedWithCode(1),
                     testing::HasSubstr(std::string(c.message) + "Error(s) detected!\nAborted.\n"));
     }
 }
@@ -133,7 +133,7 @@ TEST(CullAndSelect, ByAgeTheOldestHalfOfTenSiresIsCulled)
     MyRnd.InitSeed(51);
     CSort::SortParents(t.pop, 1, true, kAge, kRnd);
     CSort::SortRP(t.pop, t.firstPrg, t.lastPrg, true, kRnd, true);
-    t.sim->CullAndSelect(1, t.firstPrg, t.lastPrg);
+    CullAndSelect(t.pool, *t.pop, 1, t.firstPrg, t.lastPrg);
     for (int i = 0; i < 5; ++i) EXPECT_EQ(t.pop->sires[i]->gen, 1) << "kept sire " << i;
     for (int i = 5; i < 10; ++i) {
         EXPECT_EQ(t.pop->sires[i]->sex, 1);

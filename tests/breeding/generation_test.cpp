@@ -17,7 +17,7 @@ std::unique_ptr<SimClass> Prepared(const std::string& body, unsigned long seed =
     MyRnd.InitSeed(seed);
     sim->AllocGlobalMem();
     testing::internal::CaptureStdout();
-    sim->SimLitterSize(1);
+    SimLitterSize(sim->pops, 1);
     testing::internal::GetCapturedStdout();
     sim->AllocPopMem();
     sim->InitializeRep();
@@ -54,7 +54,7 @@ TEST(LitterSizes, ClassesAreDrawnWithTheirProbabilities)
     auto sim = EngineOf(PopulationParam(PopBlock("p", 20, 2000, "ls = 1 2 [0.3] 4 [0.2]; ng = 5;")));
     MyRnd.InitSeed(3);
     sim->AllocGlobalMem();
-    sim->SimLitterSize(1);
+    SimLitterSize(sim->pops, 1);
     const CPopulation& p = sim->pops[0];
     const double prob[3] = {0.5, 0.3, 0.2};
     long total = 0;
@@ -77,7 +77,7 @@ TEST(LitterSizes, RandomUnionOfGametesWantsOneLitterSize)
 {
     auto sim = EngineOf(PopulationParam(PopBlock("p", 2, 10, "ls = 1 2 [0.5]; md = rnd_ug; ng = 1;")));
     sim->AllocGlobalMem();
-    EXPECT_EXIT(sim->SimLitterSize(1), testing::ExitedWithCode(1),
+    EXPECT_EXIT(SimLitterSize(sim->pops, 1), testing::ExitedWithCode(1),
                 "Error - Pop \"p\": With rnd_ug \\(random union of gametes\\) mating design, 'ls' is treated as "
                 "average number of progeny per dam \\(instead of litter size\\) therefore only one value should be "
                 "specified for 'ls'");
@@ -97,7 +97,7 @@ TEST(Sexes, FixedSharesGiveTheRoundedNumberOfMalesAndOnlyMalesMayLackRecords)
         SCOPED_TRACE(c.pmp);
         auto sim = Prepared(std::string("ls = 3; pmp = ") + c.pmp + "; ng = 1;", 7, 2, 10,
                             [&](SParams& prm) { prm.global.malesHaveRecords = c.maleRecords; });
-        sim->AssignSex(1, false);
+        AssignSex(sim->prm.global, *sim->curPop, 1, false);
         const CPopulation& p = sim->pops[0];
         const int males = MalesOf(p, 1);
         if (c.males < 0) {
@@ -120,7 +120,7 @@ TEST(Sexes, FixedSharesGiveTheRoundedNumberOfMalesAndOnlyMalesMayLackRecords)
 TEST(Sexes, AtRandomTheShareOfMalesFollowsPmp)
 {
     auto sim = Prepared("ls = 5; pmp = 0.3; ng = 1;", 11, 20, 2000);
-    sim->AssignSex(1, false);
+    AssignSex(sim->prm.global, *sim->curPop, 1, false);
     const double n = 10000;
     EXPECT_NEAR(MalesOf(sim->pops[0], 1), 0.3 * n, 4 * std::sqrt(n * 0.3 * 0.7));
 }

@@ -27,7 +27,7 @@ struct Matings : TestPopulation {
         for (int i = 0; i < d; ++i) pop->dams[i] = &pop->indiv[s + i];
         for (int i = 0; i < s + d; ++i) pop->indiv[i].phen = pop->indiv[i].qtlVal = pop->indiv[i].ebv = (i * 7) % 13;
     }
-    SMatingPlan& plan() { return sim->mating; }
+    SMatingPlan& plan() { return mating; }
 
     // Dams per sire, smallest share first.
     std::vector<int> Shares()
@@ -73,7 +73,7 @@ TEST(SireShares, EveryDamIsMatedOnceAndSiresShareTheDamsAsEquallyAsPossible)
     for (const Case& c : cases) {
         Matings t(c.sires, c.dams);
         MyRnd.InitSeed(61);
-        t.sim->RandomMatingDesign(1);
+        RandomMatingDesign(t.mating, *t.pop, 1);
         EXPECT_EQ(t.Shares(), c.shares) << c.sires << " x " << c.dams;
         t.ExpectConsistentList();
         for (int m = 1; m < c.dams; ++m) EXPECT_LE(t.plan().list[m - 1][0].idx, t.plan().list[m][0].idx);
@@ -97,7 +97,7 @@ TEST(AssortativeMating, TheBestSiresMeetTheBestOrTheWorstDamsAndUnequalSharesGoT
         Matings t(c.sires, 10, c.md);
         t.prm->assortBy = c.by;
         MyRnd.InitSeed(71);
-        t.sim->AssortMatingDesign(1);
+        AssortMatingDesign(t.mating, *t.pop, 1);
         EXPECT_EQ(DrawsSince(71), c.draws);
         EXPECT_EQ(t.Shares(), c.shares);
         t.ExpectConsistentList();
@@ -116,7 +116,7 @@ TEST(AssortativeMating, AnUnknownCriterionIsAnInternalError)
 {
     Matings t(2, 4, kMdPAssort);
     t.prm->assortBy = kAge;
-    EXPECT_EXIT(t.sim->AssortMatingDesign(1), testing::ExitedWithCode(1),
+    EXPECT_EXIT(AssortMatingDesign(t.mating, *t.pop, 1), testing::ExitedWithCode(1),
                 "Unexpected error: in AssortMatingDesign function");
 }
 
@@ -140,7 +140,7 @@ TEST(AnnealMove, ExchangesSiresWhenBetterAndDrawsOnlyForWorseMoves)
     for (const Case& c : cases) {
         SCOPED_TRACE(c.story);
         Matings t(2, 2, kMdMinf);
-        t.sim->AllocSAMem();
+        AllocSAMem(t.mating, *t.pop);
         t.plan().list.resize(2);
         t.plan().nMatings = 2;
         for (int m = 0; m < 2; ++m) {
@@ -149,7 +149,7 @@ TEST(AnnealMove, ExchangesSiresWhenBetterAndDrawsOnlyForWorseMoves)
         }
         int accepted = 0;
         MyRnd.InitSeed(81);
-        t.sim->ChooseCheckAccept(2, 2, t.pop->genInfo[1].litterSize.data(), accepted, c.temperature, c.maximise);
+        ChooseCheckAccept(t.mating, 2, t.pop->genInfo[1].litterSize.data(), accepted, c.temperature, c.maximise);
         EXPECT_EQ(DrawsSince(81), c.draws);
         EXPECT_EQ(accepted, c.exchanged ? 1 : 0);
         EXPECT_EQ(t.plan().list[0][0].idx, c.exchanged ? 1 : 0);
@@ -160,17 +160,17 @@ TEST(AnnealMove, ExchangesSiresWhenBetterAndDrawsOnlyForWorseMoves)
 TEST(Annealing, UnrelatedParentsAreOptimizedAfterOneStep)
 {
     Matings t(4, 12, kMdMinf);
-    t.sim->AllocSAMem();
+    AllocSAMem(t.mating, *t.pop);
     ASSERT_EQ(t.plan().coancestry.size(), 48u);
     EXPECT_EQ(t.plan().stride, 12);
     MyRnd.InitSeed(91);
-    t.sim->RandomMatingDesign(1);
+    RandomMatingDesign(t.mating, *t.pop, 1);
     testing::internal::CaptureStdout();
-    SAnnealOutcome out = t.sim->AnnealMatingList(1, false);
+    SAnnealOutcome out = AnnealMatingList(t.mating, *t.pop, 1, false);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), " optimized");
     EXPECT_EQ(out.steps, 1);
     EXPECT_EQ(out.moves, 100 * 12);
-    t.sim->FreeSAMem();
+    FreeSAMem(t.mating);
     EXPECT_TRUE(t.plan().coancestry.empty());
 }
 
@@ -178,14 +178,14 @@ TEST(Annealing, FindsTheLeastAndTheMostInbredMatingsOfASmallTable)
 {
     for (bool maximise : {false, true}) {
         Matings t(3, 6, maximise ? kMdMaxf : kMdMinf);
-        t.sim->AllocSAMem();
+        AllocSAMem(t.mating, *t.pop);
         for (int m = 0; m < 6; ++m) t.pop->genInfo[1].litterSize[m] = 1 + m % 3;
         CMyRnd values;
         values.InitSeed(5);
         for (int s = 0; s < 3; ++s)
             for (int m = 0; m < 6; ++m) t.plan().C(s, m) = 0.25 * values.URand();
         MyRnd.InitSeed(101);
-        t.sim->RandomMatingDesign(1);
+        RandomMatingDesign(t.mating, *t.pop, 1);
         double start = t.Objective();
 
         // Every arrangement of the same sire shares over the six matings.
@@ -200,7 +200,7 @@ TEST(Annealing, FindsTheLeastAndTheMostInbredMatingsOfASmallTable)
         } while (std::next_permutation(sires.begin(), sires.end()));
 
         testing::internal::CaptureStdout();
-        SAnnealOutcome out = t.sim->AnnealMatingList(1, maximise);
+        SAnnealOutcome out = AnnealMatingList(t.mating, *t.pop, 1, maximise);
         testing::internal::GetCapturedStdout();
         EXPECT_TRUE(out.optimized);
         EXPECT_NEAR(t.Objective(), best, 1e-12) << (maximise ? "maxf" : "minf");
@@ -213,15 +213,15 @@ TEST(Annealing, FindsTheLeastAndTheMostInbredMatingsOfASmallTable)
 TEST(Annealing, DifferencesTooSmallForAnyTemperatureNeverSettle)
 {
     Matings t(2, 4, kMdMinf);
-    t.sim->AllocSAMem();
+    AllocSAMem(t.mating, *t.pop);
     // Every exchange of two different sires changes the sum, by far less than any temperature.
     for (int s = 0; s < 2; ++s)
         for (int m = 0; m < 4; ++m) t.plan().C(s, m) = (1 + s * m) * 1e-300;
     MyRnd.InitSeed(111);
-    t.sim->RandomMatingDesign(1);
+    RandomMatingDesign(t.mating, *t.pop, 1);
     unsigned warningsBefore = NoWarn;
     testing::internal::CaptureStdout();
-    SAnnealOutcome out = t.sim->AnnealMatingList(1, false);
+    SAnnealOutcome out = AnnealMatingList(t.mating, *t.pop, 1, false);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), " not optimized");
     EXPECT_EQ(out.steps, 300);
     EXPECT_FALSE(out.optimized);
@@ -233,10 +233,10 @@ TEST(Annealing, DifferencesTooSmallForAnyTemperatureNeverSettle)
 TEST(Annealing, ASingleMatingIsLeftAsItIs)
 {
     Matings t(1, 1, kMdMinf);
-    t.sim->AllocSAMem();
+    AllocSAMem(t.mating, *t.pop);
     MyRnd.InitSeed(121);
     testing::internal::CaptureStdout();
-    t.sim->Anneal(1, false);
+    Anneal(t.mating, t.inbred, *t.pop, 1, false);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), ", Mating: optimized");
     EXPECT_EQ(t.plan().nMatings, 1);
     EXPECT_EQ(t.plan().list[0][0].rec, t.pop->sires[0]);
@@ -246,5 +246,5 @@ TEST(Annealing, ATableTooLargeForMemoryStopsTheRun)
 {
     Matings t(1, 1, kMdMinf);
     t.prm->maxSires = t.prm->maxDams = 2000000000;  // 4e18 doubles: more than any vector holds
-    EXPECT_EXIT(t.sim->AllocSAMem(), testing::ExitedWithCode(1), "Error - Simulated Annealing: Allocation failure\n");
+    EXPECT_EXIT(AllocSAMem(t.mating, *t.pop), testing::ExitedWithCode(1), "Error - Simulated Annealing: Allocation failure\n");
 }

@@ -9,7 +9,7 @@
 #include "breeding/population.h"
 #include "evaluation/blup.h"
 #include "evaluation/evaluation_test_util.h"
-#include "evaluation/inbred.h"
+#include "breeding/inbred.h"
 #include "support/hand_population.h"
 #include "support/messages.h"
 #include "support/test_util.h"

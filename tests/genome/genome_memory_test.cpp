@@ -73,7 +73,7 @@ TEST(GenomeMemory, AReleasedGenomeIsNeverFreedTwice)
         p.indiv[i].genomeUse = &sim->replicate.genomeUseCount[i];
         sim->replicate.genomeUseCount[i] = i < 2 ? 0 : 1;
     }
-    sim->FreeChrProgMem(&p, 0, 3);  // releases the two genomes nobody holds
+    FreeChrProgMem(sim->genomePool, p, 0, 3);  // releases the two genomes nobody holds
     EXPECT_EQ(sim->replicate.genomeUseCount[0], kGenomeReleased);
     EXPECT_EQ(sim->replicate.genomeUseCount[2], 1);
     EXPECT_NE(p.indiv[2].patChr, nullptr);

@@ -31,12 +31,12 @@ struct SFounders {
         MyRnd.InitSeed(4711);
         testing::internal::CaptureStdout();
         sim->InitializeRun();
-        sim->SimLitterSize(1);
+        SimLitterSize(sim->pops, 1);
         sim->AllocPopMem();
         sim->DetermineActiveGen();
         sim->InitializeRep();
         sim->HPSimulator(1);
-        sim->ChooseFromHistPop();
+        ChooseFromHistPop(sim->replicate, sim->genomePool, sim->hp, sim->pops);
         sim->curPop = &sim->pops[0];
         testing::internal::GetCapturedStdout();
         last = sim->pops[0].genInfo[0].last;

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "breeding/inbred.h"
 #include "breeding/population.h"
 #include "evaluation/evaluation_test_util.h"
-#include "evaluation/inbred.h"
 #include "support/hand_population.h"
 #include "support/test_util.h"
 

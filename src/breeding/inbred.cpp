@@ -5,7 +5,7 @@
 // over the rows of p's ancestors (solving T' x = e_p and scaling by D), then a forward pass over
 // all rows (solving T y = x). Parent rows are given in order of use, so a parent's parents always
 // sit on lower rows and both passes run in one direction.
-#include "evaluation/inbred.h"
+#include "breeding/inbred.h"
 
 #include <algorithm>
 #include <new>
