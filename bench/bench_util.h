@@ -64,7 +64,7 @@ inline void PrepareFirstPopulation(SimClass& sim)
     sim.AllocPopMem();
     sim.DetermineActiveGen();
     sim.InitializeRep();
-    sim.HPSimulator(1);
+    HPSimulator(sim.HistoricalRun(), 1);
     ChooseFromHistPop(sim.replicate, sim.genomePool, sim.hp, sim.pops);
     sim.curPop = &sim.pops[0];
 }

@@ -23,7 +23,7 @@ double TimeHistory(const char* path, int threads, long long& alleleBytes, long l
         sim->AllocPopMem();
         sim->InitializeRep();
         auto start = std::chrono::steady_clock::now();
-        sim->HPSimulator(1);
+        HPSimulator(sim->HistoricalRun(), 1);
         seconds = SecondsSince(start);
     }
 

@@ -48,7 +48,7 @@ void SimClass::Run()
         DetermineActiveGen();
         InitializeRep();
         OpenOutputStreams(rep, true);
-        HPSimulator(rep);
+        HPSimulator(HistoricalRun(), rep);
         ChooseFromHistPop(replicate, genomePool, hp, pops);
         CheckInvariants(*this, {rep, -1, 0, false});
         SaveRepResults(Output());

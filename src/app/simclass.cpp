@@ -24,3 +24,12 @@ void SimClass::CloseOutputStreams(bool hp)
     else
         files.ClosePopulation();
 }
+
+SHistRun SimClass::HistoricalRun()
+{
+    SHistReports reports{[this](int gen) { SaveHPHomo(Output(), hp, gen); },
+                         [this](double polyMean, double polyVar, double qtlMean, double qtlVar, double qtlScale) {
+                             SaveHPStat(Output(), hp, mutation, polyMean, polyVar, qtlMean, qtlVar, qtlScale);
+                         }};
+    return {prm, genome, genomePool, mutation, hp, replicate, histRep, nthread, reports};
+}

@@ -21,15 +21,11 @@
 #include "genome/mutation.h"
 #include "genome/records.h"
 #include "genome/replicate.h"
-#include "history/histpop.h"
+#include "history/history.h"
 #include "output/writers.h"
 #include "param/params.h"
 #include "random/rnd.h"
 
-
-class CHistWorkerPool;
-struct SHistPass;
-struct SHistWorker;
 
 class SimClass {
 public:
@@ -63,20 +59,8 @@ public:
     void FreeChrLastSireDamMem();
 
     // ---- Historical population (history/) ----
-    void HPSimulator(int rep);
-    // The work of a historical worker for one command of a pass, and its three kinds.
-    void HistWork(SHistWorker& w, int command, const SHistPass& pass);
-    void MeiosisBase(SHistWorker& w, const SHistPass& pass, int idx);
-    void GetHPHomo(SHistWorker& w, const SHistPass& pass);
-    void FounderGenotypes(SHistWorker& w, const SHistPass& pass);
-    void GenerateCompleteLD(SRec* gen0);
-    void SelectSegregatingLoci_LHG(SRec* lhg);
-    void PurgeIndivGenotype_LHG(SRec* lhg, const int* keep, int n);
-    void ResetAlleleNumbers();
-    // Mean homozygosity of markers and QTL of a generation (hp.mrkHomo, hp.qtlHomo).
-    void MeasureHomozygosity(CHistWorkerPool& pool, SRec* target, int n, int males);
-    // Stops the pool once the last generation's loci are chosen.
-    void CloseHistoricalRun(CHistWorkerPool& pool, SRec* lhg);
+    // The historical run's view of the engine, its reports going to the replicate's files.
+    SHistRun HistoricalRun();
 
     // ---- The file set of a replicate (app/simclass.cpp) ----
     void OpenOutputStreams(int rep, bool hp);

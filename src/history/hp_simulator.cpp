@@ -2,9 +2,9 @@
 // threads, mutation, homozygosity monitoring and the progress table.
 #include <cmath>
 
-#include "app/simclass.h"
 #include "genome/meiosis.h"
-#include "history/hist_pool.h"
+#include "history/history.h"
+#include "history/last_generation.h"
 #include "support/boxes.h"
 #include "support/messages.h"
 #include "support/numbers.h"
@@ -33,16 +33,14 @@ uint16_t DrawAllele(const std::vector<double>& freq, CMyRnd& rnd)
     return static_cast<uint16_t>(n > 0 ? n : 1);
 }
 
-}  // namespace
-
 // Every locus starts the replicate with its set-up number of alleles and identity labels.
-void SimClass::ResetAlleleNumbers()
+void ResetAlleleNumbers(const SGenomeParams& g, SGenome& genome)
 {
     for (SChrom& ch : genome.chrom)
         for (int i = 0; i < ch.NLoci(); ++i) {
             SLocus* l = ch.loci[i];
             l->nAllele = l->nAllele0;
-            bool recurrent = l->isQTL ? prm.genome.qmutrRecurrent : prm.genome.mmutrRecurrent;
+            bool recurrent = l->isQTL ? g.qmutrRecurrent : g.mmutrRecurrent;
             if (l->nAllele == 1 && recurrent) l->nAllele = 2;
             l->alleleLabel.resize(static_cast<size_t>(l->nAllele) + 1);
             l->alleleLabel[0] = l->nAllele;
@@ -51,20 +49,9 @@ void SimClass::ResetAlleleNumbers()
         }
 }
 
-void SimClass::HistWork(SHistWorker& w, int command, const SHistPass& pass)
+void MeiosisBase(const SHistRun& h, SHistWorker& w, const SHistPass& pass, int idx)
 {
-    switch (command) {
-    case SHistWorker::kMeiosis:
-        for (int idx = w.share.first; idx <= w.share.last; ++idx) MeiosisBase(w, pass, idx);
-        break;
-    case SHistWorker::kHomozygosity: GetHPHomo(w, pass); break;
-    case SHistWorker::kFounders: FounderGenotypes(w, pass); break;
-    default: break;
-    }
-}
-
-void SimClass::MeiosisBase(SHistWorker& w, const SHistPass& pass, int idx)
-{
+    const SGenome& genome = h.genome;
     if (genome.nLociTot == 0) return;
     int s = static_cast<int>(pass.nMaleParents * w.rnd.URand());
     if (s > pass.nMaleParents - 1) s = pass.nMaleParents - 1;
@@ -74,15 +61,15 @@ void SimClass::MeiosisBase(SHistWorker& w, const SHistPass& pass, int idx)
     const SRec& dam = pass.parents[pass.nMaleParents + d];
     SRec& child = pass.target[idx];
     bool male = idx < pass.targetMales;
-    for (int c = 0; c < prm.genome.nChr; ++c) {
+    for (int c = 0; c < h.prm.genome.nChr; ++c) {
         if (genome.chrom[c].NLoci() == 0) continue;
-        MakeChromosome(prm.genome, genome, c, sire, dam, child, male, &w.rnd, w.cross);
+        MakeChromosome(h.prm.genome, genome, c, sire, dam, child, male, &w.rnd, w.cross);
         w.patCross += w.cross.nS;
         w.matCross += w.cross.nD;
     }
 }
 
-void SimClass::GetHPHomo(SHistWorker& w, const SHistPass& pass)
+void GetHPHomo(const SGenome& genome, SHistWorker& w, const SHistPass& pass)
 {
     w.mrkHomoSum = w.qtlHomoSum = 0;
     for (int idx = w.share.first; idx <= w.share.last; ++idx) {
@@ -101,7 +88,9 @@ void SimClass::GetHPHomo(SHistWorker& w, const SHistPass& pass)
     }
 }
 
-void SimClass::MeasureHomozygosity(CHistWorkerPool& pool, SRec* target, int n, int males)
+}  // namespace
+
+void MeasureHomozygosity(SHistPop& hp, CHistWorkerPool& pool, SRec* target, int n, int males)
 {
     pool.RunPass(SHistWorker::kHomozygosity, SHistPass{target, males}, n);
     double markers = 0, qtl = 0;
@@ -114,11 +103,14 @@ void SimClass::MeasureHomozygosity(CHistWorkerPool& pool, SRec* target, int n, i
     hp.qtlHomo = qtl / n;
 }
 
-void SimClass::FounderGenotypes(SHistWorker& w, const SHistPass& pass)
+namespace {
+
+void FounderGenotypes(const SHistRun& h, SHistWorker& w, const SHistPass& pass)
 {
+    const SGenome& genome = h.genome;
     for (int idx = w.share.first; idx <= w.share.last; ++idx) {
         SRec& r = pass.target[idx];
-        for (int c = 0; c < prm.genome.nChr; ++c) {
+        for (int c = 0; c < h.prm.genome.nChr; ++c) {
             const SChrom& ch = genome.chrom[c];
             uint16_t* pat = r.patChr[c];
             uint16_t* mat = r.matChr[c];
@@ -140,20 +132,37 @@ void SimClass::FounderGenotypes(SHistWorker& w, const SHistPass& pass)
     }
 }
 
-void SimClass::HPSimulator(int rep)
+void HistWork(const SHistRun& h, SHistWorker& w, int command, const SHistPass& pass)
 {
+    switch (command) {
+    case SHistWorker::kMeiosis:
+        for (int idx = w.share.first; idx <= w.share.last; ++idx) MeiosisBase(h, w, pass, idx);
+        break;
+    case SHistWorker::kHomozygosity: GetHPHomo(h.genome, w, pass); break;
+    case SHistWorker::kFounders: FounderGenotypes(h, w, pass); break;
+    default: break;
+    }
+}
+
+}  // namespace
+
+void HPSimulator(const SHistRun& h, int rep)
+{
+    const SParams& prm = h.prm;
+    SGenome& genome = h.genome;
+    SHistPop& hp = h.hp;
     CMyTime timer;
     const int G = prm.hist.nGen;
     std::vector<SRec> other(static_cast<size_t>(prm.hist.LargestSize()));
-    mutation.InitializeRep();
+    h.mutation.InitializeRep();
     hp.patCross = hp.matCross = 0;
     SampleParam(prm.genome, genome, rep);
     GetMrkQTLIdx(genome);
-    ResetAlleleNumbers();
-    for (SRec& r : hp.recs) AllocRecChr(genomePool, genome, &r);
-    for (SRec& r : other) AllocRecChr(genomePool, genome, &r);
-    GenerateCompleteLD(hp.recs.data());
-    CHistWorkerPool pool(nthread, [this](SHistWorker& w, int command, const SHistPass& pass) { HistWork(w, command, pass); });
+    ResetAlleleNumbers(prm.genome, genome);
+    for (SRec& r : hp.recs) AllocRecChr(h.pool, genome, &r);
+    for (SRec& r : other) AllocRecChr(h.pool, genome, &r);
+    GenerateCompleteLD(prm, genome, hp.recs.data());
+    CHistWorkerPool pool(h.nthread, [&h](SHistWorker& w, int command, const SHistPass& pass) { HistWork(h, w, command, pass); });
     const bool mutating = prm.genome.mmutr > 0 || prm.genome.qmutr > 0;
 
     PrintALineFormat1(60, '-', stdout, "Historical generations (%s)", FormatNum(static_cast<unsigned long long>(G)));
@@ -163,9 +172,9 @@ void SimClass::HPSimulator(int rep)
     // Generation 0: the founders.
     int size = prm.hist.Size(0), males = prm.hist.Males(0);
     pool.RunPass(SHistWorker::kFounders, SHistPass{hp.recs.data(), males}, size);
-    if (mutating) mutation.Mutate(hp.recs.data(), size);
-    MeasureHomozygosity(pool, hp.recs.data(), size, males);
-    if (prm.output.monitor_hp_homo) SaveHPHomo(Output(), hp, 0);
+    if (mutating) h.mutation.Mutate(hp.recs.data(), size);
+    MeasureHomozygosity(hp, pool, hp.recs.data(), size, males);
+    if (prm.output.monitor_hp_homo) h.reports.homozygosity(0);
     if (G > 0) {
         PrintHistLine('*', 0, size, males);
         Info("   %8.4f   %8.4f\n", hp.mrkHomo, hp.qtlHomo);
@@ -185,11 +194,11 @@ void SimClass::HPSimulator(int rep)
 
         pool.RunPass(SHistWorker::kMeiosis, SHistPass{offspring, males, parents, parentMales, parentSize - parentMales},
                      size);
-        if (mutating) mutation.Mutate(offspring, size);
+        if (mutating) h.mutation.Mutate(offspring, size);
 
         bool monitored = prm.output.monitor_hp_homo && g >= prm.output.monitorFreq && g % prm.output.monitorFreq == 0;
-        if (shown || atBoundary || monitored || g == G) MeasureHomozygosity(pool, offspring, size, males);
-        if (prm.output.monitor_hp_homo && (monitored || g == G)) SaveHPHomo(Output(), hp, g);
+        if (shown || atBoundary || monitored || g == G) MeasureHomozygosity(hp, pool, offspring, size, males);
+        if (prm.output.monitor_hp_homo && (monitored || g == G)) h.reports.homozygosity(g);
         if (shown) Info("   %8.4f   %8.4f\n", hp.mrkHomo, hp.qtlHomo);
         if (atBoundary) ++boundary;
         std::swap(parents, offspring);
@@ -200,13 +209,13 @@ void SimClass::HPSimulator(int rep)
 
     // The last generation stays in the engine's record array.
     if (parents != hp.recs.data()) hp.recs.swap(other);
-    CloseHistoricalRun(pool, hp.recs.data());
+    CloseHistoricalRun(h, pool, hp.recs.data());
 
     for (size_t i = static_cast<size_t>(prm.hist.LastSize()); i < hp.recs.size(); ++i) {
-        FreeRecChr(genomePool, hp.recs[i].patChr);
+        FreeRecChr(h.pool, hp.recs[i].patChr);
         hp.recs[i].patChr = nullptr;
     }
-    for (SRec& r : other) FreeRecChr(genomePool, r.patChr);
+    for (SRec& r : other) FreeRecChr(h.pool, r.patChr);
     const char* lap = timer.PrintTime_Str();
     PrintLineTime(60, '-', stdout, lap);
     if (rptfp) PrintLineTime(45, '-', rptfp, lap);

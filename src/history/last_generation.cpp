@@ -5,8 +5,9 @@
 #include <cstring>
 #include <vector>
 
-#include "app/simclass.h"
-#include "history/hist_pool.h"
+#include "history/last_generation.h"
+
+#include "random/rnd.h"
 #include "random/shuffle.h"
 #include "support/messages.h"
 #include "support/numbers.h"
@@ -82,7 +83,7 @@ void WarnIgnoredMutations(const char* kind, const char* kinds, uint64_t ignored)
 
 }  // namespace
 
-void SimClass::GenerateCompleteLD(SRec* gen0)
+void GenerateCompleteLD(const SParams& prm, const SGenome& genome, SRec* gen0)
 {
     const int n = prm.hist.FirstSize(), haplotypes = 2 * n;
     std::vector<int> pool;
@@ -118,8 +119,30 @@ void SimClass::GenerateCompleteLD(SRec* gen0)
     }
 }
 
-void SimClass::SelectSegregatingLoci_LHG(SRec* lhg)
+namespace {
+
+void PurgeIndivGenotype_LHG(const SHistRun& h, SRec* lhg, const int* keep, int n)
 {
+    const SParams& prm = h.prm;
+    const SGenome& genome = h.genome;
+    for (int i = 0; i < prm.hist.LastSize(); ++i) {
+        SRec& r = lhg[i];
+        uint16_t** oldPat = r.patChr;
+        const uint16_t* pat = r.Pat();
+        const uint16_t* mat = r.Mat();
+        AllocRecChr(h.pool, genome, &r);
+        for (int k = 0; k < n; ++k) {
+            r.Pat()[k] = pat[keep[k]];
+            r.Mat()[k] = mat[keep[k]];
+        }
+        FreeRecChr(h.pool, oldPat);
+    }
+}
+
+void SelectSegregatingLoci_LHG(const SHistRun& h, SRec* lhg)
+{
+    const SParams& prm = h.prm;
+    SGenome& genome = h.genome;
     const int n = prm.hist.LastSize();
     std::vector<int> markers, qtls;
     std::vector<int> counts;
@@ -169,11 +192,11 @@ void SimClass::SelectSegregatingLoci_LHG(SRec* lhg)
         oldStart = oldEnd;
     }
     genome.nLociTot = genome.nMrkTot + genome.nQTLTot;
-    AddValue(histRep.selMrk, genome.nMrkTot);
-    AddValue(histRep.selQTL, genome.nQTLTot);
+    AddValue(h.histRep.selMrk, genome.nMrkTot);
+    AddValue(h.histRep.selQTL, genome.nQTLTot);
     GetMrkQTLIdx(genome);
     GetLociInfo(genome);
-    PurgeIndivGenotype_LHG(lhg, keep.data(), static_cast<int>(keep.size()));
+    PurgeIndivGenotype_LHG(h, lhg, keep.data(), static_cast<int>(keep.size()));
     if (prm.genome.segNMrk > candidateMarkers) {
         fprintf(stderr, "   Warning - Not enough segregating markers.\n");
         NoWarn++;
@@ -184,24 +207,15 @@ void SimClass::SelectSegregatingLoci_LHG(SRec* lhg)
     }
 }
 
-void SimClass::PurgeIndivGenotype_LHG(SRec* lhg, const int* keep, int n)
-{
-    for (int i = 0; i < prm.hist.LastSize(); ++i) {
-        SRec& r = lhg[i];
-        uint16_t** oldPat = r.patChr;
-        const uint16_t* pat = r.Pat();
-        const uint16_t* mat = r.Mat();
-        AllocRecChr(genomePool, genome, &r);
-        for (int k = 0; k < n; ++k) {
-            r.Pat()[k] = pat[keep[k]];
-            r.Mat()[k] = mat[keep[k]];
-        }
-        FreeRecChr(genomePool, oldPat);
-    }
-}
+}  // namespace
 
-void SimClass::CloseHistoricalRun(CHistWorkerPool& pool, SRec* lhg)
+void CloseHistoricalRun(const SHistRun& h, CHistWorkerPool& pool, SRec* lhg)
 {
+    const SParams& prm = h.prm;
+    SGenome& genome = h.genome;
+    SHistPop& hp = h.hp;
+    CMutation& mutation = h.mutation;
+    SHistRepStat& histRep = h.histRep;
     const int n = prm.hist.LastSize();
     for (auto& w : pool.Workers()) {
         hp.patCross += w->patCross;
@@ -224,8 +238,8 @@ void SimClass::CloseHistoricalRun(CHistWorkerPool& pool, SRec* lhg)
     SampleQAEffect(prm.global, genome);
     if (prm.genome.select_seg_loci) {
         int markersBefore = genome.nMrkTot, qtlBefore = genome.nQTLTot;
-        SelectSegregatingLoci_LHG(lhg);
-        MeasureHomozygosity(pool, lhg, n, prm.hist.nmlhg);
+        SelectSegregatingLoci_LHG(h, lhg);
+        MeasureHomozygosity(hp, pool, lhg, n, prm.hist.nmlhg);
         if (markersBefore + qtlBefore > 0) Info("   MAF threshold            : %g\n", prm.genome.segMaft);
         if (markersBefore > 0)
             Info("   No. markers selected     : %-7s out of %-12s (Homo = %g)\n",
@@ -243,11 +257,11 @@ void SimClass::CloseHistoricalRun(CHistWorkerPool& pool, SRec* lhg)
     for (int i = 0; i < n; ++i) {
         SRec& r = lhg[i];
         r.id = 0;
-        r.sire = r.dam = &replicate.unknownParent;
+        r.sire = r.dam = &h.replicate.unknownParent;
         r.gen = 0;
         r.inbF = 0;
         r.nMPrg = r.nFPrg = 0;
-        r.genomeUse = replicate.NextGenomeUse();
+        r.genomeUse = h.replicate.NextGenomeUse();
         bool male = i < prm.hist.nmlhg;
         r.sex = male ? 1 : 0;
         r.hasPhen = male ? (prm.global.malesHaveRecords ? 1 : 0) : 1;
@@ -295,5 +309,5 @@ void SimClass::CloseHistoricalRun(CHistWorkerPool& pool, SRec* lhg)
     for (const SChrom& ch : genome.chrom)
         Info(ch.prm.isX ? "%3d S %10.5f   %10s   %10s\n" : "%3d   %10.5f   %10s   %10s\n", ch.prm.number, ch.prm.len,
              FormatNum(static_cast<unsigned long long>(ch.nMrk)), FormatNum(static_cast<unsigned long long>(ch.nQTL)));
-    SaveHPStat(Output(), hp, mutation, polyMean, polyVar, qtlMean, qtlVar, scale);
+    h.reports.lastGeneration(polyMean, polyVar, qtlMean, qtlVar, scale);
 }

@@ -13,7 +13,7 @@ std::unique_ptr<SimClass> SimulateHistory(const std::string& text, unsigned long
     sim->InitializeRun();
     sim->AllocPopMem();
     sim->InitializeRep();
-    sim->HPSimulator(1);
+    HPSimulator(sim->HistoricalRun(), 1);
     testing::internal::GetCapturedStdout();
     return sim;
 }

@@ -35,7 +35,7 @@ struct SFounders {
         sim->AllocPopMem();
         sim->DetermineActiveGen();
         sim->InitializeRep();
-        sim->HPSimulator(1);
+        HPSimulator(sim->HistoricalRun(), 1);
         ChooseFromHistPop(sim->replicate, sim->genomePool, sim->hp, sim->pops);
         sim->curPop = &sim->pops[0];
         testing::internal::GetCapturedStdout();
