@@ -148,7 +148,7 @@ void CreateAnim_MyThread(const SBreeding& b, CPopulation& p, int first, int last
 {
     for (int i = first; i <= last; ++i) {
         SRec* r = &p.indiv[static_cast<size_t>(i)];
-        Meiosis(b.prm.genome, b.genome, p.prm.out, r, rnd, cp, out);
+        Meiosis(b.prm.genome, b.genome, r, rnd, cp, out);
         MrkHomozy(b.genome, r);
     }
 }

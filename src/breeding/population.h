@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "genome/records.h"
-#include "param/params.h"
+#include "param/pop_params.h"
 #include "support/replicate_sums.h"
 
 // Bookkeeping of one generation during a replicate (its parents are planned in SGenPlan).

@@ -4,7 +4,7 @@
 #include "breeding/population.h"
 #include "evaluation/blup.h"
 #include "breeding/inbred.h"
-#include "param/params.h"
+#include "param/run_params.h"
 
 // What an evaluation works with besides the population: the trait's variances, the pedigree
 // and its BLUP equations, and the last identifier given in the replicate.

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "breeding/population.h"
-#include "param/params.h"
+#include "param/run_params.h"
 
 // Polygenic effects, residuals and phenotypes of individuals first..last of p.
 void SetProgenyValues(const SGlobalParams& global, CPopulation& p, int first, int last);

@@ -6,7 +6,8 @@
 
 #include "genome/genome_pool.h"
 #include "genome/records.h"
-#include "param/params.h"
+#include "param/genome_params.h"
+#include "param/run_params.h"
 
 // Built once from the genome statements (its chromosomes and locus records never move); each
 // replicate draws positions, alleles and effects into the records, and select_seg_loci may keep

@@ -28,22 +28,22 @@ void CMyRnd::GenerateCrossoverPos(double* xpos, int n, double len)
     }
 }
 
-void SampleCrossoPos(const SGenomeParams& g, const SChrom& ch, short& n, double* xpos, double scale, CMyRnd* rnd)
+void SampleCrossoPos(const SGenomeParams& gp, const SChrom& ch, short& n, double* xpos, double scale, CMyRnd* rnd)
 {
     n = 0;
-    if (g.mean_crossover <= 0) return;
+    if (gp.mean_crossover <= 0) return;
     double len = ch.prm.len;
-    int count = rnd->PoissRnd(len * scale / 100 * g.mean_crossover);
+    int count = rnd->PoissRnd(len * scale / 100 * gp.mean_crossover);
     if (count < 1) return;
     if (count > kMaxCrossovers)
         RaiseFatal("Error - Too many crossovers! %d %d %g %g %g\nPlease report the error to %s\n", count,
-                   kMaxCrossovers, len, scale, g.mean_crossover, kContactText);
+                   kMaxCrossovers, len, scale, gp.mean_crossover, kContactText);
     rnd->GenerateCrossoverPos(xpos, count, len);
     // Interference: of two crossovers within the distance, one may be removed.
-    if (g.interference > 0) {
+    if (gp.interference > 0) {
         for (int i = 0; i + 1 < count;) {
             double d = xpos[i + 1] - xpos[i];
-            if (d > g.interference || (!g.interferenceComplete && !(std::pow(1 - d / g.interference, 2) > rnd->URand()))) {
+            if (d > gp.interference || (!gp.interferenceComplete && !(std::pow(1 - d / gp.interference, 2) > rnd->URand()))) {
                 ++i;
                 continue;
             }
@@ -100,14 +100,14 @@ void WriteCrossoverLine(CWriteBuffer* out, char parent, const SCrossoP* cp, int 
 
 }  // namespace
 
-void MakeChromosome(const SGenomeParams& g, const SGenome& genome, int c, const SRec& sire, const SRec& dam, SRec& child,
+void MakeChromosome(const SGenomeParams& gp, const SGenome& genome, int c, const SRec& sire, const SRec& dam, SRec& child,
                     bool maleChild, CMyRnd* rnd, SCrossoP& cp)
 {
     const SChrom& ch = genome.chrom[c];
     cp.nS = cp.nD = 0;
     // Draw order: sire's sampling, his crossovers, dam's sampling, hers, sire's strand, dam's.
-    if (!ch.prm.isX && rnd->URand() < 0.5) SampleCrossoPos(g, ch, cp.nS, cp.sPos.data(), ch.prm.maleScale, rnd);
-    if (rnd->URand() < 0.5) SampleCrossoPos(g, ch, cp.nD, cp.dPos.data(), ch.prm.femaleScale, rnd);
+    if (!ch.prm.isX && rnd->URand() < 0.5) SampleCrossoPos(gp, ch, cp.nS, cp.sPos.data(), ch.prm.maleScale, rnd);
+    if (rnd->URand() < 0.5) SampleCrossoPos(gp, ch, cp.nD, cp.dPos.data(), ch.prm.femaleScale, rnd);
     int sireMaternal = ch.prm.isX ? 1 : (rnd->URand() < 0.5 ? 1 : 0);
     int damMaternal = rnd->URand() < 0.5 ? 1 : 0;
     int n = ch.NLoci();
@@ -117,17 +117,16 @@ void MakeChromosome(const SGenomeParams& g, const SGenome& genome, int c, const 
     if (ch.prm.isX && maleChild) memcpy(child.patChr[c], child.matChr[c], static_cast<size_t>(n) * sizeof(uint16_t));
 }
 
-void Meiosis(const SGenomeParams& g, const SGenome& genome, const SPopOutput& o, SRec* rec, CMyRnd* rnd,
-             SCrossoP* cp, CWriteBuffer* out)
+void Meiosis(const SGenomeParams& gp, const SGenome& genome, SRec* rec, CMyRnd* rnd, SCrossoP* cp, CWriteBuffer* out)
 {
     if (genome.nMrkTot + genome.nQTLTot == 0) return;
     rec->qtlVal = 0;
     long sireTotal = 0, damTotal = 0;
-    for (int c = 0; c < g.nChr; ++c) {
+    for (int c = 0; c < gp.nChr; ++c) {
         cp[c].nS = cp[c].nD = 0;
         const SChrom& ch = genome.chrom[c];
         if (ch.NLoci() == 0) continue;
-        MakeChromosome(g, genome, c, *rec->sire, *rec->dam, *rec, rec->sex == 1, rnd, cp[c]);
+        MakeChromosome(gp, genome, c, *rec->sire, *rec->dam, *rec, rec->sex == 1, rnd, cp[c]);
         bool maternalOnly = ch.prm.isX && rec->sex == 1;
         for (int k = 0; k < ch.nQTL; ++k) {
             int g = ch.qtlIdx[k];
@@ -138,10 +137,8 @@ void Meiosis(const SGenomeParams& g, const SGenome& genome, const SPopOutput& o,
         sireTotal += cp[c].nS;
         damTotal += cp[c].nD;
     }
-    bool wanted = o.crossoverOut && rec->gen >= 0 && rec->gen < static_cast<int>(o.crossoverGen.size()) &&
-                  o.crossoverGen[rec->gen];
-    if (!wanted || !out || sireTotal + damTotal < 1) return;
+    if (!out || sireTotal + damTotal < 1) return;
     out->Write("I %d\n", rec->id);
-    if (sireTotal > 0) WriteCrossoverLine(out, 'S', cp, g.nChr, true);
-    if (damTotal > 0) WriteCrossoverLine(out, 'D', cp, g.nChr, false);
+    if (sireTotal > 0) WriteCrossoverLine(out, 'S', cp, gp.nChr, true);
+    if (damTotal > 0) WriteCrossoverLine(out, 'D', cp, gp.nChr, false);
 }

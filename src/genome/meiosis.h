@@ -8,11 +8,10 @@
 
 // Crossovers of one gamete on chromosome ch (map scale `scale`), with interference: their number
 // goes to n and their positions, ascending, to xpos.
-void SampleCrossoPos(const SGenomeParams& g, const SChrom& ch, short& n, double* xpos, double scale, CMyRnd* rnd);
+void SampleCrossoPos(const SGenomeParams& gp, const SChrom& ch, short& n, double* xpos, double scale, CMyRnd* rnd);
 // Both gametes of chromosome c of child, with the crossovers left in cp.
-void MakeChromosome(const SGenomeParams& g, const SGenome& genome, int c, const SRec& sire, const SRec& dam, SRec& child,
+void MakeChromosome(const SGenomeParams& gp, const SGenome& genome, int c, const SRec& sire, const SRec& dam, SRec& child,
                     bool maleChild, CMyRnd* rnd, SCrossoP& cp);
-// The genome of rec from its parents, its QTL value, and, where the population's output asks for
-// them (o), its crossovers as lines of out.
-void Meiosis(const SGenomeParams& g, const SGenome& genome, const SPopOutput& o, SRec* rec, CMyRnd* rnd,
-             SCrossoP* cp, CWriteBuffer* out);
+// The genome of rec from its parents and its QTL value; with out, its crossovers as lines of out
+// (the caller gives a buffer only for the generations whose crossovers are written).
+void Meiosis(const SGenomeParams& gp, const SGenome& genome, SRec* rec, CMyRnd* rnd, SCrossoP* cp, CWriteBuffer* out);

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "param/params.h"
+#include "param/genome_params.h"
 
 // One marker or QTL during a run; it starts from the locus' statements (SLocusParams).
 struct SLocus {

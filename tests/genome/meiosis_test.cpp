@@ -127,7 +127,7 @@ TEST(Meiosis, ARecentIndividualGetsItsParentsAllelesItsQtlValueAndItsCrossoverLi
     TempDir dir;
     FILE* fp = fopen((dir / "crosso.txt").c_str(), "w");
     out.SetFilePointer(fp);
-    Meiosis(sim->prm.genome, sim->genome, sim->curPop->prm.out, &child, &rnd, sim->crossScratch.data(), &out);
+    Meiosis(sim->prm.genome, sim->genome, &child, &rnd, sim->crossScratch.data(), &out);
     out.Dump();
     fclose(fp);
 
