@@ -84,10 +84,7 @@ std::unique_ptr<TempDir> ExportTest::dir;
 
 TEST_F(ExportTest, EveryFormOfGenotypeFileGivesTheSameExport)
 {
-    struct Case {
-        std::string name, folder, reference, args;
-    };
-    const std::vector<Case> cases = {
+    const std::string cases[][4] = {  // what, folder, reference, options
         {"snp_code", Run("snp"), Run("text"), "--rep 2 --loci mrk"},
         {"binary", Run("binary"), Run("text"), "--rep 2 --loci both"},
         {"binary, generation 1 between others", Run("binary"), Run("text"), "--rep 2 --gen 1 --loci both"},
@@ -96,12 +93,12 @@ TEST_F(ExportTest, EveryFormOfGenotypeFileGivesTheSameExport)
         // One genotype call per generation instead of two changes the later generations' draws.
         {"/seq against separate marker and QTL files", Run("seq"), Run("biallelic"), "--gen 0 --loci both"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const auto& [what, folder, reference, options] : cases) {
+        SCOPED_TRACE(what);
         for (const char* format : {"vcf", "plink"}) {
-            const std::string args = " " + c.args + " --format " + format + " --out ";
-            ASSERT_EQ(Export(Dir(), c.folder + args + "a").exitCode, 0);
-            ASSERT_EQ(Export(Dir(), c.reference + args + "b").exitCode, 0);
+            const std::string args = " " + options + " --format " + format + " --out ";
+            ASSERT_EQ(Export(Dir(), folder + args + "a").exitCode, 0);
+            ASSERT_EQ(Export(Dir(), reference + args + "b").exitCode, 0);
             const char* ext = format[0] == 'v' ? ".vcf" : ".bed";
             EXPECT_TRUE(ReadFile(Dir() / ("a" + std::string(ext))) == ReadFile(Dir() / ("b" + std::string(ext))));
         }
@@ -315,10 +312,7 @@ TEST_F(ExportTest, BadInputGivesAMessageExitOneAndNoFile)
         WriteFile(bad / (name + "/p1_mrk_001.txt"), genotypes);
     }
 
-    struct Case {
-        std::string args, message;
-    };
-    const std::vector<Case> cases = {
+    const std::pair<std::string, std::string> cases[] = {  // arguments, message
         {bad.path(), "Error - No genotype files in ["},
         {cut, "is truncated: "},
         {Run("text") + " --gen 7", "Error - Generation 7 has no genotyped animals in ["},
@@ -331,12 +325,12 @@ TEST_F(ExportTest, BadInputGivesAMessageExitOneAndNoFile)
         {bad / "r_long", "is cut or damaged at record 2: the line is long"},
         {bad / "r_unended", "the last line has no line feed"},
     };
-    for (const Case& c : cases) {
+    for (const auto& [args, message] : cases) {
         for (const char* format : {"plink", "vcf"}) {
-            SCOPED_TRACE(c.args + " " + format);
-            const RunResult r = RunIn(bad.path(), kExport + " " + c.args + " --format " + format + " --out out");
+            SCOPED_TRACE(args + " " + format);
+            const RunResult r = RunIn(bad.path(), kExport + " " + args + " --format " + format + " --out out");
             EXPECT_EQ(r.exitCode, 1);
-            EXPECT_NE(r.err.find(c.message), std::string::npos) << r.err;
+            EXPECT_NE(r.err.find(message), std::string::npos) << r.err;
             EXPECT_NE(r.err.find("Aborted."), std::string::npos);
             for (const char* ext : {".bed", ".bim", ".fam", ".vcf"}) EXPECT_FALSE(FileExists(bad / ("out" + std::string(ext))));
         }
