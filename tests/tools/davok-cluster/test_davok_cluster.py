@@ -61,6 +61,22 @@ def differing_files(a, b):
                      and filecmp.cmp(os.path.join(a, n), os.path.join(b, n), shallow=False))]
 
 
+def wait_for(condition, seconds, message):
+    """Polls condition until it holds; after seconds, fails with the text message() gives."""
+    deadline = time.monotonic() + seconds
+    while not condition():
+        if time.monotonic() > deadline:
+            raise AssertionError(message())
+        time.sleep(0.2)
+
+
+def stop(process):
+    """Kills a process started in a session of its own, with everything it started."""
+    if process.poll() is None:
+        os.killpg(process.pid, signal.SIGKILL)
+        process.wait()
+
+
 class Scratch(unittest.TestCase):
     """A fresh folder holding the test study."""
 
@@ -159,8 +175,8 @@ class ParallelStudyTest(unittest.TestCase):
         shutil.rmtree(cls.dir, True)
 
     def test_jobs_are_the_davok_runs_of_their_seeds(self):
-        """Job 2 of two replicates a job holds the study's replicates 3 and 4; the one job of three
-        attached replicates gives the whole merged folder."""
+        # Job 2 of two replicates a job holds the study's replicates 3 and 4; the one job of three
+        # attached replicates gives the whole merged folder.
         for prm, merged, job, nrep in (("study.prm", "r_c_study", 2, 2), ("attached.prm", "r_c_whole", 1, 3)):
             with self.subTest(merged=merged):
                 folder, merged = os.path.join(self.dir, "single_" + merged), os.path.join(self.dir, merged)
@@ -324,12 +340,9 @@ class KilledJobTest(Scratch):
         write(flag)
         job = subprocess.Popen([TOOL, "job", "c_study", "2"], cwd=self.dir, start_new_session=True,
                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        self.addCleanup(self.stop, job)
+        self.addCleanup(stop, job)
         report = os.path.join(self.dir, "c_study", "runs", "job_002", "r_study", "report.txt")
-        deadline = time.monotonic() + 60
-        while "Replicate" not in read_or_empty(report):
-            self.assertLess(time.monotonic(), deadline, "the job never started its replicate")
-            time.sleep(0.1)
+        wait_for(lambda: "Replicate" in read_or_empty(report), 60, lambda: "the job never started its replicate")
         os.killpg(job.pid, signal.SIGKILL)
         job.wait(timeout=30)
         os.remove(flag)
@@ -343,12 +356,6 @@ class KilledJobTest(Scratch):
         self.assertEqual(os.stat(done).st_mtime_ns, done_before)
         cluster(self.dir, "merge", "c_study")
         self.assertTrue(os.path.isfile(os.path.join(self.dir, "r_study", "stat_rep.txt")))
-
-    @staticmethod
-    def stop(job):
-        if job.poll() is None:
-            os.killpg(job.pid, signal.SIGKILL)
-            job.wait()
 
 
 class WorkingFolderTest(Scratch):
@@ -489,13 +496,10 @@ class SlurmTest(Scratch):
         conf = os.path.join(slurm, "slurm.conf")
         write(conf, SLURM_CONF.format(ctld_port=free_port(), d_port=free_port(), dir=slurm))
         self.env = dict(os.environ, SLURM_CONF=conf)
-        self.daemons = []
         for command in (["slurmctld", "-D", "-f", conf], ["slurmd", "-D", "-f", conf, "-N", "localhost"]):
-            log = open(os.path.join(slurm, command[0] + ".out"), "w")
-            self.addCleanup(log.close)
-            self.daemons.append(subprocess.Popen(command, env=self.env, stdout=log, stderr=log,
-                                                 stdin=subprocess.DEVNULL))
-        self.addCleanup(self.stop_daemons)
+            with open(os.path.join(slurm, command[0] + ".out"), "w") as log:
+                self.addCleanup(stop, subprocess.Popen(command, env=self.env, stdout=log, stderr=log,
+                                                       stdin=subprocess.DEVNULL, start_new_session=True))
         self.wait_for(lambda: "idle" in self.slurm(["sinfo", "--noheader", "--format=%t"]), 60,
                       "the Slurm node did not become idle")
 
@@ -503,24 +507,10 @@ class SlurmTest(Scratch):
         return subprocess.run(command, env=self.env, capture_output=True, text=True, timeout=30).stdout
 
     def wait_for(self, condition, seconds, message):
-        deadline = time.monotonic() + seconds
-        while not condition():
-            if time.monotonic() > deadline:
-                logs = os.path.join(self.dir, "slurm")
-                tails = "".join(read_or_empty(os.path.join(logs, n))[-2000:] for n in os.listdir(logs) if n.endswith(".log"))
-                self.fail(f"{message}\n{tails}")
-            time.sleep(0.5)
-
-    def stop_daemons(self):
-        for daemon in self.daemons:
-            if daemon.poll() is None:
-                daemon.terminate()
-        for daemon in self.daemons:
-            try:
-                daemon.wait(timeout=15)
-            except subprocess.TimeoutExpired:
-                daemon.kill()
-                daemon.wait()
+        """wait_for with the ends of the daemons' logs in the message."""
+        logs = os.path.join(self.dir, "slurm")
+        wait_for(condition, seconds, lambda: message + "\n" + "".join(
+            read_or_empty(os.path.join(logs, n))[-2000:] for n in os.listdir(logs) if n.endswith(".log")))
 
     def test_jobs_through_slurm_merge_to_the_same_folder_as_through_parallel(self):
         cluster(self.dir, "split", "study.prm", "3", "--seed", MASTER_SEED, "--dir", "c_slurm")

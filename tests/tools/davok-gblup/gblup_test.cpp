@@ -152,8 +152,7 @@ Population MakePopulation(size_t founders, size_t progeny, size_t newest, size_t
     for (double& p : freq) p = 0.1 + 0.8 * draw.Unit();
     for (size_t i = 0; i < founders + progeny; ++i) {
         Animal a;
-        a.id = static_cast<long>(i + 1);
-        a.inbreeding = 0;
+        a.id = static_cast<long>(i + 1), a.inbreeding = 0;
         std::vector<uint8_t> pat(markers), mat(markers);
         if (i >= founders) {
             a.sire = static_cast<long>(1 + draw.Below(founders / 2));
@@ -166,11 +165,8 @@ Population MakePopulation(size_t founders, size_t progeny, size_t newest, size_t
         } else {
             for (size_t j = 0; j < markers; ++j) pat[j] = draw.Unit() < freq[j], mat[j] = draw.Unit() < freq[j];
         }
-        a.flag = i >= founders + progeny - newest ? 'P' : '-';
-        a.recorded = i % 3 != 2;
-        a.phenotype = draw.Normal();
-        haplotypes.push_back(pat);
-        haplotypes.push_back(mat);
+        a.flag = i >= founders + progeny - newest ? 'P' : '-', a.recorded = i % 3 != 2, a.phenotype = draw.Normal();
+        haplotypes.push_back(pat), haplotypes.push_back(mat);
         if (a.flag != 'P') {
             pop.genotypes.rowOfId.emplace(a.id, pop.genotypes.rowOfId.size());
             for (size_t j = 0; j < markers; ++j) pop.genotypes.codes.push_back(static_cast<uint8_t>(pat[j] + mat[j]));
@@ -207,14 +203,12 @@ std::vector<double> DenseSolution(const gblup::Model& m)
         for (auto [a, wa] : terms)
             for (auto [b, wb] : terms) c(1 + a, 1 + b) += w * wa * wb;
     }
-    for (Eigen::Index i = 0; i < n; ++i) {
+    for (Eigen::Index i = 0; i < n; ++i) {  // a record adds to the equations of mu and of its animal
         if (!m.recorded[i]) continue;
-        c(0, 0) += 1;
-        c(0, 1 + i) += 1;
-        c(1 + i, 0) += 1;
-        c(1 + i, 1 + i) += 1;
-        rhs(0) += m.y[i];
-        rhs(1 + i) += m.y[i];
+        for (Eigen::Index a : {Eigen::Index{0}, 1 + i}) {
+            c(a, 0) += 1, c(a, 1 + i) += 1;
+            rhs(a) += m.y[i];
+        }
     }
     const Eigen::VectorXd x = c.fullPivLu().solve(rhs);
     return std::vector<double>(x.data() + 1, x.data() + 1 + n);

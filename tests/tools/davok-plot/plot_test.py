@@ -117,34 +117,29 @@ class SummarySources(unittest.TestCase):
         s = self.script.population_summary(davok.load_run(folder), "nucleus")
         return s.set_index(["Quantity", "Gen"]).sort_index()
 
-    def test_each_source_gives_the_values_of_the_stat_files(self):
+    def test_each_source_gives_the_values_of_the_stat_files_and_its_figures(self):
         stat = self.summary(self.only("from_stat", "nucleus_stat_*"))
-        cases = [  # source, quantities with their SE, quantities with their mean only
-            ("stat_rep.txt", ["F", "Phenotype", "EBV", "All", "Sires"], ["TBV"]),
-            ("nucleus_data_*", ["F", "TBV", "Phenotype"], []),
-        ]
-        for pattern, with_se, mean_only in cases:
+        cases = [  # source, quantities with their SE, quantities with their mean only, figures
+            ("stat_rep.txt", ["F", "Phenotype", "EBV", "All", "Sires"], ["TBV"],
+             ["inbreeding", "nucleus_accuracy", "nucleus_genetic_trend"]),
+            ("nucleus_data_*", ["F", "TBV", "Phenotype"], [], ["inbreeding", "nucleus_genetic_trend"]),
+            ("hp_homo_*", [], [], ["hp_homozygosity"])]
+        for pattern, with_se, mean_only, stems in cases:
             with self.subTest(source=pattern):
-                other = self.summary(self.only("summary_" + pattern, pattern))
+                folder = self.only("only_" + pattern, pattern)
+                other = self.summary(folder) if with_se else None
                 for q in with_se + mean_only:
                     # 6e-5: the stat file rounds F and accuracies to 4 decimals
                     np.testing.assert_allclose(other.loc[q, "Mean"], stat.loc[q, "Mean"], atol=6e-5, err_msg=q)
                 for q in with_se:
                     np.testing.assert_allclose(other.loc[q, "SE"], stat.loc[q, "SE"], atol=6e-5, err_msg=q)
-
-    def test_figures_from_each_source(self):
-        cases = [("stat_rep.txt", ["inbreeding", "nucleus_accuracy", "nucleus_genetic_trend"]),
-                 ("nucleus_data_*", ["inbreeding", "nucleus_genetic_trend"]),
-                 ("hp_homo_*", ["hp_homozygosity"])]
-        for pattern, stems in cases:
-            with self.subTest(source=pattern):
-                out = figures(self.only("figures_" + pattern, pattern), None, "--format", "png")
+                out = figures(folder, None, "--format", "png")  # into the default folder
                 self.assertEqual(sorted(os.listdir(out)), [f"{s}.png" for s in stems])
 
 
 class PopulationNames(unittest.TestCase):
     def test_each_population_gets_figures_of_its_own_name_and_its_genotypes_are_not_read(self):
-        """Populations "a b" and "a_b" of one run, each writing genotypes that no figure uses."""
+        # Populations "a b" and "a_b" of one run, each writing genotypes that no figure uses.
         names = ("a b", "a_b")
         folder = run_davok(TMP.name, "names", tiny(*names))
         corrupt = shutil.copytree(folder, os.path.join(TMP.name, "names_corrupt"))
