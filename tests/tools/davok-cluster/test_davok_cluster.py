@@ -276,6 +276,7 @@ class ParallelStudyTest(unittest.TestCase):
         cluster(self.dir, "merge", "c_study", "--out", "r_again", "-o")
         self.assertEqual(sorted(os.listdir(out)), sorted(merged + ["plots"]))
         self.assertEqual(os.listdir(os.path.join(out, "plots")), ["a.png"])
+        self.assertEqual([n for n in os.listdir(self.dir) if ".merging-" in n], [])  # no staging folder left
 
 
 class BrokenStudyTest(Scratch):
