@@ -397,7 +397,7 @@ class OverwriteTest(Scratch):
         write(os.path.join(self.dir, "data", "sub", "notes.txt"), "notes\n")
         cluster(self.dir, "split", "study.prm", "1", "--seed", "1")
         cluster(self.dir, "job", "c_study", "1")
-        study = os.path.join(self.dir, "c_study")
+        folder = os.path.join(self.dir, "c_study")
         cases = [(["data/run.prm", "--dir", "data"], None, "(run.prm)"),
                  (["study.prm"], "notes.txt", "(notes.txt)"),
                  (["study.prm"], os.path.join("logs", "mine.txt"), "(logs/mine.txt)"),
@@ -405,20 +405,20 @@ class OverwriteTest(Scratch):
         for args, foreign, message in cases:
             with self.subTest(args=args, foreign=foreign):
                 if foreign:
-                    write(os.path.join(study, foreign))
+                    write(os.path.join(folder, foreign))
                 before = tree(self.dir)
                 result = cluster(self.dir, "split", *args, "1", "--seed", "1", "-o", check=False)
                 self.assertEqual(result.returncode, 1)
                 self.assertIn(message, result.stderr)
                 self.assertEqual(tree(self.dir), before)
                 if foreign:
-                    os.remove(os.path.join(study, foreign))
-        os.makedirs(os.path.join(study, "kept"))
-        write(os.path.join(study, "kept", "mine.txt"))
+                    os.remove(os.path.join(folder, foreign))
+        os.makedirs(os.path.join(folder, "kept"))
+        write(os.path.join(folder, "kept", "mine.txt"))
         cluster(self.dir, "split", "study.prm", "2", "--seed", "1", "-o")
-        self.assertEqual(sorted(os.listdir(study)), ["kept", "logs", "runs", "seeds", "study.prm", "study.txt"])
-        self.assertEqual(os.listdir(os.path.join(study, "kept")), ["mine.txt"])
-        self.assertEqual(os.listdir(os.path.join(study, "runs")), [])
+        self.assertEqual(sorted(os.listdir(folder)), ["kept", "logs", "runs", "seeds", "study.prm", "study.txt"])
+        self.assertEqual(os.listdir(os.path.join(folder, "kept")), ["mine.txt"])
+        self.assertEqual(os.listdir(os.path.join(folder, "runs")), [])
         self.assertTrue(os.path.isfile(os.path.join(self.dir, "data", "sub", "notes.txt")))
 
 
