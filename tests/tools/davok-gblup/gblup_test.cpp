@@ -54,7 +54,8 @@ TEST(Inputs, GenotypeFilesOfEveryFormAndTheNewestReplicate)
 {
     TempDir dir;
     // Allele pairs and codes give the same gene contents; a missing allele (0) and code 5 are missing.
-    WriteFile(dir / "pairs.txt", "ID      Genotypes (paternal allele, maternal allele) ...\n7       1 1 1 2 2 1 2 2 0 1\n");
+    WriteFile(dir / "pairs.txt", "ID      Genotypes (paternal allele, maternal allele) ...\n"
+                                 "7       1 1 1 2 2 1 2 2 0 1\n");
     WriteFile(dir / "codes.txt", "ID      Genotypes (0 = a1,a1; ...\n7       03425\n");
     for (const char* file : {"pairs.txt", "codes.txt"})
         EXPECT_EQ(gblup::ReadGenotypes(dir / file, {{7, 0}}).codes,
@@ -396,16 +397,19 @@ TEST(GenomicEvaluation, OptionsParameterFileAndDataFileOfTheProgramAlone)
         {"--h2 0.3", e + "Line 2 of data.tmp is not a line of the population file", nullptr,
          "Progeny Sire Dam\n1 0 0 - F\n"},
     };
+    const std::string data = kDataHeading + DataLine(1, 0, 0, 'S', "+1.0", 0) + DataLine(2, 0, 0, 'D', "+0.5", 0) +
+                             DataLine(3, 0, 0, '-', "-0.2", 0) + DataLine(4, 1, 2, 'P', "+0.3");
     std::vector<double> expected;
     for (const auto& c : cases) {
         SCOPED_TRACE(c.options + " " + (c.statement ? c.statement : ""));
         TempDir dir;
-        WriteFile(dir / "data.tmp", c.data ? c.data : kDataHeading + DataLine(1, 0, 0, 'S', "+1.0", 0) +
-                                                          DataLine(2, 0, 0, 'D', "+0.5", 0) +
-                                                          DataLine(3, 0, 0, '-', "-0.2", 0) + DataLine(4, 1, 2, 'P', "+0.3"));
+        WriteFile(dir / "data.tmp", c.data ? c.data : data);
         WriteFile(dir / "geno.txt", "ID Genotypes\n1      0234\n2      2043\n3      3320\n");
         std::set<std::string> files = {"data.tmp", "geno.txt"};
-        if (c.statement) WriteFile(dir / "run.prm", Param(GenomicEvaluation("run"), "", c.statement)), files.insert("run.prm");
+        if (c.statement) {
+            WriteFile(dir / "run.prm", Param(GenomicEvaluation("run"), "", c.statement));
+            files.insert("run.prm");
+        }
         const RunResult r = RunIn(dir.path(), GBLUP_BIN " --geno geno.txt " + c.options);
         EXPECT_EQ(r.out, "");
         if (c.message.empty()) {
