@@ -222,19 +222,26 @@ TEST_F(ExportTest, IdentifiersOfSevenDigitsAndMoreAreRead)
     }
 }
 
-TEST_F(ExportTest, BinaryGenotypesNeedNoLinkageMap)
+TEST_F(ExportTest, GenotypesNeedNoLinkageMap)
 {
-    // The number of loci comes from the run report: the same .bed as with the map.
-    const std::string bare = Dir() / "r_bare";
-    RunIn(Dir().path(), "mkdir -p " + bare + " && cd " + Run("binary") + " && cp p1_mrk_001.txt p1_data_001.txt report.txt " + bare);
-    ASSERT_EQ(Export(Dir(), Run("binary") + " --out mapped").exitCode, 0);
-    const RunResult r = Export(Dir(), bare + " --out bare");
-    ASSERT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_TRUE(ReadFile(Dir() / "bare.bed") == ReadFile(Dir() / "mapped.bed"));
-    // Loci numbered in file order on the report's chromosomes.
-    const std::vector<Row> bim = Rows(Dir() / "bare.bim");
-    ASSERT_EQ(bim.size(), 40u);
-    EXPECT_EQ(bim[20][0] + bim[20][1] + bim[20][3], "2M211");
+    // The number of loci comes from the run report, or without one from the first record of a text
+    // file: the same .bed as with the map, the loci numbered in file order on the report's
+    // chromosomes or on chromosome 0.
+    const std::string cases[][3] = {{"binary", "p1_mrk_001.txt p1_data_001.txt report.txt", "2M211"},
+                                    {"text", "p1_mrk_001.txt", "0M2121"},
+                                    {"snp", "p1_mrk_001.txt", "0M2121"}};
+    for (const auto& [form, files, locus21] : cases) {
+        SCOPED_TRACE(form);
+        const std::string bare = Dir() / ("r_bare_" + form);
+        RunIn(Dir().path(), "mkdir -p " + bare + " && cd " + Run(form) + " && cp " + files + " " + bare);
+        ASSERT_EQ(Export(Dir(), Run(form) + " --out mapped").exitCode, 0);
+        const RunResult r = Export(Dir(), bare + " --out bare");
+        ASSERT_EQ(r.exitCode, 0) << r.err;
+        EXPECT_TRUE(ReadFile(Dir() / "bare.bed") == ReadFile(Dir() / "mapped.bed"));
+        const std::vector<Row> bim = Rows(Dir() / "bare.bim");
+        ASSERT_EQ(bim.size(), 40u);
+        EXPECT_EQ(bim[20][0] + bim[20][1] + bim[20][3], locus21);
+    }
 }
 
 TEST_F(ExportTest, GenotypesBeyondTheMemoryBoundExportAsThoseWithin)
