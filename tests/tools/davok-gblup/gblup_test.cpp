@@ -382,6 +382,7 @@ TEST(GenomicEvaluation, OptionsParameterFileAndDataFileOfTheProgramAlone)
         const char* data = nullptr;       // in place of the good data.tmp
     } cases[] = {
         {"--h2 0.5", ""},
+        {"--h2 0.5 --threads 256", ""},
         {"--prm run.prm", "", "/* earlier try: h2 = 0.9; */ h2 = 0.5;"},
         {"--prm run.prm", "", "H2 = 0.5;"},
         {"--prm run.prm", "The specified value must be a numeric between 0 and 1", "h2 = 1.5;"},
