@@ -5,12 +5,12 @@ import filecmp
 import importlib.machinery
 import importlib.util
 import io
-import math
 import os
 import re
 import shutil
 import signal
 import socket
+import statistics
 import subprocess
 import tempfile
 import time
@@ -35,6 +35,15 @@ def cluster(cwd, *args, check=True, env=None):
     return run([TOOL, *args], cwd, check, env)
 
 
+def study(cwd, prm, jobs, name, *split_options, submit=("--parallel", "--jobs", "2"), env=None):
+    """prm split into jobs from the master seed as folder name, submitted and merged into r_<name>;
+    returns what submit wrote."""
+    cluster(cwd, "split", prm, jobs, *split_options, "--seed", MASTER_SEED, "--dir", name)
+    submitted = cluster(cwd, "submit", name, *submit, env=env)
+    cluster(cwd, "merge", name, "--out", "r_" + name)
+    return submitted
+
+
 def write_prm(folder, name, extra_globals="", extra_output="", nucleus_ebv="blup"):
     """The test study under another name, with statements added to the global and output blocks and
     the nucleus' breeding values estimated another way."""
@@ -50,6 +59,22 @@ def differing_files(a, b):
     return [n for n in names if not n.startswith("report_")
             and not (os.path.isfile(os.path.join(a, n)) and os.path.isfile(os.path.join(b, n))
                      and filecmp.cmp(os.path.join(a, n), os.path.join(b, n), shallow=False))]
+
+
+def wait_for(condition, seconds, message):
+    """Polls condition until it holds; after seconds, fails with the text message() gives."""
+    deadline = time.monotonic() + seconds
+    while not condition():
+        if time.monotonic() > deadline:
+            raise AssertionError(message())
+        time.sleep(0.2)
+
+
+def stop(process):
+    """Kills a process started in a session of its own, with everything it started."""
+    if process.poll() is None:
+        os.killpg(process.pid, signal.SIGKILL)
+        process.wait()
 
 
 class Scratch(unittest.TestCase):
@@ -114,43 +139,20 @@ class SplitTest(Scratch):
                 self.assertNotIn("Traceback", result.stderr)
 
 
-def stat_sections(path):
-    """The mean and SD columns of each generation of each section of a population's stat file."""
-    sections, title = {}, None
+def sections(path, population=None):
+    """{section: {generation: values}} of a population's stat file, or of one population's part of a
+    summary (None for a value shown as ----)."""
+    found, title, inside = {}, None, population is None
     for line in read_or_empty(path).splitlines():
         heading = re.match(r"^-+ (.+?) -+$", line)
-        if heading:
+        if line.startswith("~"):
+            inside = f'Population "{population}"' in line
+        elif inside and heading:
             title = heading.group(1)
-            sections[title] = {}
-            continue
-        row = line.split()
-        if title and len(row) == 3 and row[0].isdigit():
-            sections[title][int(row[0])] = (float(row[1]), float(row[2]))
-    return sections
-
-
-def summary_sections(path, population):
-    """Mean and SE of the two statistics of each generation of each section of one population."""
-    sections, title, inside = {}, None, False
-    for text in read_or_empty(path).splitlines():
-        if text.startswith("~"):
-            inside = f'Population "{population}"' in text
-            continue
-        heading = re.match(r"^-+ (.+?) -+$", text)
-        if inside and heading:
-            title = heading.group(1)
-            sections[title] = {}
-        elif inside and title and re.match(r"^\d+ ", text):
-            row = text.split()
-            sections[title][int(row[0])] = [float(x) if x != "----" else None for x in row[1:]]
-    return sections
-
-
-def mean_se(values):
-    n = len(values)
-    mean = sum(values) / n
-    var = sum((v - mean) ** 2 for v in values) / (n - 1)
-    return mean, math.sqrt(var / n)
+            found[title] = {}
+        elif inside and title and re.match(r"^\d+ ", line):
+            found[title][int(line.split()[0])] = [float(x) if x != "----" else None for x in line.split()[1:]]
+    return found
 
 
 class ParallelStudyTest(unittest.TestCase):
@@ -162,67 +164,60 @@ class ParallelStudyTest(unittest.TestCase):
         cls.dir = tempfile.mkdtemp(prefix="davok-cluster-")
         shutil.copy(STUDY_PRM, cls.dir)
         write_prm(cls.dir, "attached.prm", extra_output="   attach_rep;\n")
-        cls.submitted = {}
-        for prm, jobs, per_job, study in (("study.prm", "2", "2", "c_study"), ("attached.prm", "2", "2", "c_attached"),
-                                          ("attached.prm", "1", "3", "c_whole")):
-            cluster(cls.dir, "split", prm, jobs, "--reps-per-job", per_job, "--seed", MASTER_SEED, "--dir", study)
-            cls.submitted[study] = cluster(cls.dir, "submit", study, "--parallel", "--jobs", "2").stderr
-            cluster(cls.dir, "merge", study, "--out", "r_" + study)
+        cls.submitted = {name: study(cls.dir, prm, jobs, name, "--reps-per-job", per_job).stderr
+                         for prm, jobs, per_job, name in (("study.prm", "2", "2", "c_study"),
+                                                          ("attached.prm", "2", "2", "c_attached"),
+                                                          ("attached.prm", "1", "3", "c_whole"))}
         cls.merged = os.path.join(cls.dir, "r_c_study")
 
     @classmethod
     def tearDownClass(cls):
         shutil.rmtree(cls.dir, True)
 
-    def davok_run(self, prm, seed, nrep, folder):
-        """The plain Davok run of nrep replicates from a seed file."""
-        os.mkdir(folder)
-        text = read_or_empty(os.path.join(self.dir, prm)).replace("nrep = 1;", f'nrep = {nrep};\nseed = "{seed}";')
-        write(os.path.join(folder, "run.prm"), text)
-        run([DAVOK, "run.prm", "-o"], folder)
-        return os.path.join(folder, "r_run")
-
-    def test_a_job_is_the_davok_run_of_its_seed(self):
-        seed = os.path.join(self.merged, "seed_job_002")
-        single = self.davok_run("study.prm", seed, 2, os.path.join(self.dir, "single_job_2"))
-        results = [n for n in os.listdir(single) if re.search(r"_00[12]\.txt$", n)]
-        self.assertGreaterEqual(len(results), 18)
-        for name in results:
-            rep = int(name[-7:-4]) + 2
-            merged_name = f"{name[:-8]}_{rep:03d}.txt"
-            self.assertTrue(filecmp.cmp(os.path.join(single, name), os.path.join(self.merged, merged_name),
-                                        shallow=False), merged_name)
-
-    def test_a_one_job_study_is_the_davok_run_of_all_its_replicates(self):
-        merged = os.path.join(self.dir, "r_c_whole")
-        single = self.davok_run("attached.prm", os.path.join(merged, "seed_job_001"), 3,
-                                os.path.join(self.dir, "single_whole"))
-        results = sorted(set(os.listdir(single)) - {"report.txt", "seed", "run.prm"})
-        self.assertIn("stat_rep.txt", results)
-        self.assertEqual(sorted(set(os.listdir(merged)) - {"report_job_001.txt", "seed_job_001", "attached.prm"}),
-                         results)
-        for name in results:
-            self.assertTrue(filecmp.cmp(os.path.join(single, name), os.path.join(merged, name), shallow=False), name)
+    def test_jobs_are_the_davok_runs_of_their_seeds(self):
+        # Job 2 of two replicates a job holds the study's replicates 3 and 4; the one job of three
+        # attached replicates gives the whole merged folder.
+        for prm, merged, job, nrep in (("study.prm", "r_c_study", 2, 2), ("attached.prm", "r_c_whole", 1, 3)):
+            with self.subTest(merged=merged):
+                folder, merged = os.path.join(self.dir, "single_" + merged), os.path.join(self.dir, merged)
+                os.mkdir(folder)
+                write(os.path.join(folder, "run.prm"), read_or_empty(os.path.join(self.dir, prm)).replace(
+                    "nrep = 1;", f'nrep = {nrep};\nseed = "{merged}/seed_job_{job:03d}";'))
+                run([DAVOK, "run.prm", "-o"], folder)
+                single = os.path.join(folder, "r_run")
+                results = sorted(set(os.listdir(single)) - {"report.txt", "seed", "run.prm"})
+                if job == 1:
+                    self.assertIn("stat_rep.txt", results)
+                    self.assertEqual(sorted(set(os.listdir(merged)) - {"report_job_001.txt", "seed_job_001", prm}),
+                                     results)
+                else:  # the replicate files, renumbered
+                    results = [n for n in results if re.search(r"_00[12]\.txt$", n)]
+                    self.assertGreaterEqual(len(results), 18)
+                for name in results:
+                    merged_name = re.sub(r"_00(\d)\.txt$", lambda m: f"_{int(m[1]) + nrep * (job - 1):03d}.txt", name)
+                    self.assertTrue(filecmp.cmp(os.path.join(single, name), os.path.join(merged, merged_name),
+                                                shallow=False), merged_name)
 
     def test_summary_holds_the_means_and_standard_errors_of_the_replicate_files(self):
         summary = os.path.join(self.merged, "stat_rep.txt")
         self.assertIn("No. replicates: 4\n", read_or_empty(summary))
         checked = 0
         for population in ("nucleus", "line"):
-            replicates = [stat_sections(os.path.join(self.merged, f"{population}_stat_{r:03d}.txt"))
-                          for r in (1, 2, 3, 4)]
-            rows = summary_sections(summary, population)
+            replicates = [sections(os.path.join(self.merged, f"{population}_stat_{r:03d}.txt")) for r in (1, 2, 3, 4)]
+            rows = sections(summary, population)
             for section in ("Homozygosity", "Phenotype", "Polygenes", "QTL", "Residual"):
                 for gen, row in rows[section].items():
                     for column in (0, 1):
-                        mean, se = mean_se([rep[section][gen][column] for rep in replicates])
-                        self.assertAlmostEqual(row[2 * column], mean, delta=1e-7, msg=(population, section, gen))
+                        values = [rep[section][gen][column] for rep in replicates]
+                        se = statistics.stdev(values) / len(values) ** 0.5
+                        self.assertAlmostEqual(row[2 * column], statistics.mean(values), delta=1e-7,
+                                               msg=(population, section, gen))
                         self.assertAlmostEqual(row[2 * column + 1], se, delta=1e-6, msg=(population, section, gen))
                         checked += 1
         self.assertGreater(checked, 50)
-        self.assertIn("r(EBV,TBV)", summary_sections(summary, "nucleus"))
-        self.assertIn("Mean R2 (LD decay)", summary_sections(summary, "nucleus"))
-        self.assertNotIn("EBV", summary_sections(summary, "line"))
+        self.assertIn("r(EBV,TBV)", sections(summary, "nucleus"))
+        self.assertIn("Mean R2 (LD decay)", sections(summary, "nucleus"))
+        self.assertNotIn("EBV", sections(summary, "line"))
 
     def test_attached_replicates_follow_each_other_under_renumbered_headings(self):
         attached = os.path.join(self.dir, "r_c_attached")
@@ -281,6 +276,7 @@ class ParallelStudyTest(unittest.TestCase):
         cluster(self.dir, "merge", "c_study", "--out", "r_again", "-o")
         self.assertEqual(sorted(os.listdir(out)), sorted(merged + ["plots"]))
         self.assertEqual(os.listdir(os.path.join(out, "plots")), ["a.png"])
+        self.assertEqual([n for n in os.listdir(self.dir) if ".merging-" in n], [])  # no staging folder left
 
 
 class BrokenStudyTest(Scratch):
@@ -291,37 +287,24 @@ class BrokenStudyTest(Scratch):
         self.runs = os.path.join(self.dir, "c_study", "runs")
 
     def test_a_job_that_did_not_finish_is_named_and_nothing_is_written(self):
-        def remove_done():
-            os.remove(os.path.join(self.runs, "job_002", "r_study", "done.txt"))
-
-        def remove_result():
-            os.remove(os.path.join(self.runs, "job_003", "r_study", "line_stat_001.txt"))
-
-        def cut_result():
-            with open(os.path.join(self.runs, "job_001", "r_study", "nucleus_data_001.txt"), "r+") as f:
-                f.truncate(100)
-
-        def not_completed():
-            path = os.path.join(self.runs, "job_002", "r_study", "report.txt")
-            text = read_or_empty(path).replace("Completed", "Cancelled")  # the same size
-            write(path, text)
-
-        cases = [(remove_done, "job 2 (replicate 2): it has not finished"),
-                 (remove_result, "job 3 (replicate 3): [line_stat_001.txt] is missing"),
-                 (cut_result, "job 1 (replicate 1): [nucleus_data_001.txt] has changed"),
-                 (not_completed, "job 2 (replicate 2): its report does not say Completed")]
+        cases = [(2, "done.txt", None, "job 2 (replicate 2): it has not finished"),
+                 (3, "line_stat_001.txt", None, "job 3 (replicate 3): [line_stat_001.txt] is missing"),
+                 (1, "nucleus_data_001.txt", lambda text: text[:100],
+                  "job 1 (replicate 1): [nucleus_data_001.txt] has changed"),
+                 (2, "report.txt", lambda text: text.replace("Completed", "Cancelled"),  # the same size
+                  "job 2 (replicate 2): its report does not say Completed")]
         pristine = os.path.join(self.dir, "pristine")
         shutil.copytree(self.runs, pristine, symlinks=True)
-        for damage, message in cases:
+        for job, name, change, message in cases:
             with self.subTest(message=message):
                 shutil.rmtree(self.runs)
                 shutil.copytree(pristine, self.runs, symlinks=True)
-                damage()
+                path = os.path.join(self.runs, f"job_00{job}", "r_study", name)
+                write(path, change(read_or_empty(path))) if change else os.remove(path)
                 result = cluster(self.dir, "merge", "c_study", check=False)
                 self.assertEqual(result.returncode, 1)
                 self.assertIn(message, result.stderr)
                 self.assertEqual([n for n in os.listdir(self.dir) if n.startswith("r_study")], [])
-
 
     def test_damaged_replicate_sums_stop_the_summary_with_a_message(self):
         engine = os.path.join(os.path.dirname(TOOL), "davok-cluster-engine")
@@ -358,12 +341,9 @@ class KilledJobTest(Scratch):
         write(flag)
         job = subprocess.Popen([TOOL, "job", "c_study", "2"], cwd=self.dir, start_new_session=True,
                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        self.addCleanup(self.stop, job)
+        self.addCleanup(stop, job)
         report = os.path.join(self.dir, "c_study", "runs", "job_002", "r_study", "report.txt")
-        deadline = time.monotonic() + 60
-        while "Replicate" not in read_or_empty(report):
-            self.assertLess(time.monotonic(), deadline, "the job never started its replicate")
-            time.sleep(0.1)
+        wait_for(lambda: "Replicate" in read_or_empty(report), 60, lambda: "the job never started its replicate")
         os.killpg(job.pid, signal.SIGKILL)
         job.wait(timeout=30)
         os.remove(flag)
@@ -378,12 +358,6 @@ class KilledJobTest(Scratch):
         cluster(self.dir, "merge", "c_study")
         self.assertTrue(os.path.isfile(os.path.join(self.dir, "r_study", "stat_rep.txt")))
 
-    @staticmethod
-    def stop(job):
-        if job.poll() is None:
-            os.killpg(job.pid, signal.SIGKILL)
-            job.wait()
-
 
 class WorkingFolderTest(Scratch):
     """Every job runs in its own folder, where the parameter file's names mean what they mean in the
@@ -397,10 +371,8 @@ class WorkingFolderTest(Scratch):
         os.mkdir(os.path.join(self.dir, "r_ext"))  # an earlier run's folder, and files of one
         for name in self.USER_FILES:
             write(os.path.join(self.dir, name), "the user's own\n")
-        for study, at_once in (("c_four", "4"), ("c_one", "1")):
-            cluster(self.dir, "split", "ext.prm", "4", "--seed", MASTER_SEED, "--dir", study)
-            cluster(self.dir, "submit", study, "--parallel", "--jobs", at_once)
-            cluster(self.dir, "merge", study, "--out", "r_" + study)
+        for name, at_once in (("c_four", "4"), ("c_one", "1")):
+            study(self.dir, "ext.prm", "4", name, submit=("--parallel", "--jobs", at_once))
         self.assertEqual(differing_files(os.path.join(self.dir, "r_c_four"), os.path.join(self.dir, "r_c_one")), [])
         for name in self.USER_FILES:
             self.assertEqual(read_or_empty(os.path.join(self.dir, name)), "the user's own\n", name)
@@ -409,10 +381,8 @@ class WorkingFolderTest(Scratch):
     def test_a_command_naming_the_output_folder_reads_the_jobs_own(self):
         shutil.copy(os.path.join(EXAMPLES, "small", "study_genomic.prm"), self.dir)
         with_gblup = dict(os.environ, PATH=os.path.dirname(TOOL) + os.pathsep + os.environ["PATH"])
-        cluster(self.dir, "split", "study_genomic.prm", "2", "--seed", MASTER_SEED)
-        cluster(self.dir, "submit", "c_study_genomic", "--parallel", "--jobs", "2", env=with_gblup)
-        cluster(self.dir, "merge", "c_study_genomic")
-        merged = os.path.join(self.dir, "r_study_genomic")
+        study(self.dir, "study_genomic.prm", "2", "c_genomic", env=with_gblup)
+        merged = os.path.join(self.dir, "r_c_genomic")
         for rep in (1, 2):
             self.assertTrue(os.path.isfile(os.path.join(merged, f"gblup_data_{rep:03d}.txt")))
         self.assertIn('Population "gblup"', read_or_empty(os.path.join(merged, "stat_rep.txt")))
@@ -427,7 +397,7 @@ class OverwriteTest(Scratch):
         write(os.path.join(self.dir, "data", "sub", "notes.txt"), "notes\n")
         cluster(self.dir, "split", "study.prm", "1", "--seed", "1")
         cluster(self.dir, "job", "c_study", "1")
-        study = os.path.join(self.dir, "c_study")
+        folder = os.path.join(self.dir, "c_study")
         cases = [(["data/run.prm", "--dir", "data"], None, "(run.prm)"),
                  (["study.prm"], "notes.txt", "(notes.txt)"),
                  (["study.prm"], os.path.join("logs", "mine.txt"), "(logs/mine.txt)"),
@@ -435,20 +405,20 @@ class OverwriteTest(Scratch):
         for args, foreign, message in cases:
             with self.subTest(args=args, foreign=foreign):
                 if foreign:
-                    write(os.path.join(study, foreign))
+                    write(os.path.join(folder, foreign))
                 before = tree(self.dir)
                 result = cluster(self.dir, "split", *args, "1", "--seed", "1", "-o", check=False)
                 self.assertEqual(result.returncode, 1)
                 self.assertIn(message, result.stderr)
                 self.assertEqual(tree(self.dir), before)
                 if foreign:
-                    os.remove(os.path.join(study, foreign))
-        os.makedirs(os.path.join(study, "kept"))
-        write(os.path.join(study, "kept", "mine.txt"))
+                    os.remove(os.path.join(folder, foreign))
+        os.makedirs(os.path.join(folder, "kept"))
+        write(os.path.join(folder, "kept", "mine.txt"))
         cluster(self.dir, "split", "study.prm", "2", "--seed", "1", "-o")
-        self.assertEqual(sorted(os.listdir(study)), ["kept", "logs", "runs", "seeds", "study.prm", "study.txt"])
-        self.assertEqual(os.listdir(os.path.join(study, "kept")), ["mine.txt"])
-        self.assertEqual(os.listdir(os.path.join(study, "runs")), [])
+        self.assertEqual(sorted(os.listdir(folder)), ["kept", "logs", "runs", "seeds", "study.prm", "study.txt"])
+        self.assertEqual(os.listdir(os.path.join(folder, "kept")), ["mine.txt"])
+        self.assertEqual(os.listdir(os.path.join(folder, "runs")), [])
         self.assertTrue(os.path.isfile(os.path.join(self.dir, "data", "sub", "notes.txt")))
 
 
@@ -506,28 +476,13 @@ def free_port():
         return s.getsockname()[1]
 
 
-SLURM_CONF = """ClusterName=davoktest
-SlurmctldHost=localhost
-SlurmctldPort={ctld_port}
-SlurmdPort={d_port}
-AuthType=auth/none
-CredType=cred/none
-ProctrackType=proctrack/linuxproc
-TaskPlugin=task/none
-SelectType=select/cons_tres
-MpiDefault=none
-ReturnToService=2
-SlurmUser=root
-SlurmdUser=root
-StateSaveLocation={dir}/state
-SlurmdSpoolDir={dir}/spool
-SlurmctldPidFile={dir}/slurmctld.pid
-SlurmdPidFile={dir}/slurmd.pid
-SlurmctldLogFile={dir}/slurmctld.log
-SlurmdLogFile={dir}/slurmd.log
-NodeName=localhost CPUs=2 State=UNKNOWN
-PartitionName=debug Nodes=ALL Default=YES MaxTime=INFINITE State=UP
-"""
+# One setting a line; the files of the daemons go to {dir}.
+SLURM_CONF = "\n".join("""ClusterName=davoktest SlurmctldHost=localhost SlurmctldPort={ctld_port} SlurmdPort={d_port}
+    AuthType=auth/none CredType=cred/none ProctrackType=proctrack/linuxproc TaskPlugin=task/none
+    SelectType=select/cons_tres MpiDefault=none ReturnToService=2 SlurmUser=root SlurmdUser=root
+    StateSaveLocation={dir}/state SlurmdSpoolDir={dir}/spool SlurmctldPidFile={dir}/slurmctld.pid
+    SlurmdPidFile={dir}/slurmd.pid SlurmctldLogFile={dir}/slurmctld.log SlurmdLogFile={dir}/slurmd.log""".split()
+    + ["NodeName=localhost CPUs=2 State=UNKNOWN", "PartitionName=debug Nodes=ALL Default=YES MaxTime=INFINITE State=UP\n"])
 
 
 @unittest.skipIf(os.geteuid() != 0, "a single-node Slurm with AuthType=auth/none starts only as root")
@@ -542,13 +497,10 @@ class SlurmTest(Scratch):
         conf = os.path.join(slurm, "slurm.conf")
         write(conf, SLURM_CONF.format(ctld_port=free_port(), d_port=free_port(), dir=slurm))
         self.env = dict(os.environ, SLURM_CONF=conf)
-        self.daemons = []
         for command in (["slurmctld", "-D", "-f", conf], ["slurmd", "-D", "-f", conf, "-N", "localhost"]):
-            log = open(os.path.join(slurm, command[0] + ".out"), "w")
-            self.addCleanup(log.close)
-            self.daemons.append(subprocess.Popen(command, env=self.env, stdout=log, stderr=log,
-                                                 stdin=subprocess.DEVNULL))
-        self.addCleanup(self.stop_daemons)
+            with open(os.path.join(slurm, command[0] + ".out"), "w") as log:
+                self.addCleanup(stop, subprocess.Popen(command, env=self.env, stdout=log, stderr=log,
+                                                       stdin=subprocess.DEVNULL, start_new_session=True))
         self.wait_for(lambda: "idle" in self.slurm(["sinfo", "--noheader", "--format=%t"]), 60,
                       "the Slurm node did not become idle")
 
@@ -556,34 +508,18 @@ class SlurmTest(Scratch):
         return subprocess.run(command, env=self.env, capture_output=True, text=True, timeout=30).stdout
 
     def wait_for(self, condition, seconds, message):
-        deadline = time.monotonic() + seconds
-        while not condition():
-            if time.monotonic() > deadline:
-                logs = os.path.join(self.dir, "slurm")
-                tails = "".join(read_or_empty(os.path.join(logs, n))[-2000:] for n in os.listdir(logs) if n.endswith(".log"))
-                self.fail(f"{message}\n{tails}")
-            time.sleep(0.5)
-
-    def stop_daemons(self):
-        for daemon in self.daemons:
-            if daemon.poll() is None:
-                daemon.terminate()
-        for daemon in self.daemons:
-            try:
-                daemon.wait(timeout=15)
-            except subprocess.TimeoutExpired:
-                daemon.kill()
-                daemon.wait()
+        """wait_for with the ends of the daemons' logs in the message."""
+        logs = os.path.join(self.dir, "slurm")
+        wait_for(condition, seconds, lambda: message + "\n" + "".join(
+            read_or_empty(os.path.join(logs, n))[-2000:] for n in os.listdir(logs) if n.endswith(".log")))
 
     def test_jobs_through_slurm_merge_to_the_same_folder_as_through_parallel(self):
         cluster(self.dir, "split", "study.prm", "3", "--seed", MASTER_SEED, "--dir", "c_slurm")
-        cluster(self.dir, "split", "study.prm", "3", "--seed", MASTER_SEED, "--dir", "c_parallel")
         submitted = cluster(self.dir, "submit", "c_slurm", "--time=10", env=self.env)  # its controller answers
         self.assertIn("Submitted job array", submitted.stdout)
         self.wait_for(lambda: self.slurm(["squeue", "--noheader"]).strip() == "", 120, "the job array did not end")
-        cluster(self.dir, "submit", "c_parallel", "--parallel", "--jobs", "2")
-        for study in ("c_slurm", "c_parallel"):
-            cluster(self.dir, "merge", study, "--out", "r_" + study)
+        cluster(self.dir, "merge", "c_slurm", "--out", "r_c_slurm")
+        study(self.dir, "study.prm", "3", "c_parallel")
         self.assertEqual(len(os.listdir(os.path.join(self.dir, "c_slurm", "logs"))), 6)  # 3 runs, 3 tasks
         self.assertEqual(differing_files(os.path.join(self.dir, "r_c_slurm"), os.path.join(self.dir, "r_c_parallel")),
                          [])

@@ -21,22 +21,19 @@ RunResult Export(const TempDir& dir, const std::string& args)
     return RunIn(dir.path(), kExport + " " + args);
 }
 
-// Whitespace-separated words of a line.
-std::vector<std::string> Words(const std::string& line)
-{
-    std::istringstream in(line);
-    std::vector<std::string> w;
-    for (std::string s; in >> s;) w.push_back(s);
-    return w;
-}
+using Row = std::vector<std::string>;
 
-// Lines of a file that begin with prefix.
-std::vector<std::string> LinesStarting(const std::string& path, const std::string& prefix)
+// The lines of a file that begin with prefix, each split into its whitespace-separated words.
+std::vector<Row> Rows(const std::string& path, const std::string& prefix = "")
 {
-    std::vector<std::string> out;
-    for (const std::string& s : Lines(ReadFile(path)))
-        if (s.compare(0, prefix.size(), prefix) == 0) out.push_back(s);
-    return out;
+    std::vector<Row> rows;
+    for (const std::string& line : Lines(ReadFile(path))) {
+        if (line.compare(0, prefix.size(), prefix) != 0) continue;
+        std::istringstream in(line);
+        rows.emplace_back();
+        for (std::string s; in >> s;) rows.back().push_back(s);
+    }
+    return rows;
 }
 
 // The runs the tests read, each made when first asked for: the same seed gives the same
@@ -84,10 +81,7 @@ std::unique_ptr<TempDir> ExportTest::dir;
 
 TEST_F(ExportTest, EveryFormOfGenotypeFileGivesTheSameExport)
 {
-    struct Case {
-        std::string name, folder, reference, args;
-    };
-    const std::vector<Case> cases = {
+    const std::string cases[][4] = {  // what, folder, reference, options
         {"snp_code", Run("snp"), Run("text"), "--rep 2 --loci mrk"},
         {"binary", Run("binary"), Run("text"), "--rep 2 --loci both"},
         {"binary, generation 1 between others", Run("binary"), Run("text"), "--rep 2 --gen 1 --loci both"},
@@ -96,12 +90,12 @@ TEST_F(ExportTest, EveryFormOfGenotypeFileGivesTheSameExport)
         // One genotype call per generation instead of two changes the later generations' draws.
         {"/seq against separate marker and QTL files", Run("seq"), Run("biallelic"), "--gen 0 --loci both"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const auto& [what, folder, reference, options] : cases) {
+        SCOPED_TRACE(what);
         for (const char* format : {"vcf", "plink"}) {
-            const std::string args = " " + c.args + " --format " + format + " --out ";
-            ASSERT_EQ(Export(Dir(), c.folder + args + "a").exitCode, 0);
-            ASSERT_EQ(Export(Dir(), c.reference + args + "b").exitCode, 0);
+            const std::string args = " " + options + " --format " + format + " --out ";
+            ASSERT_EQ(Export(Dir(), folder + args + "a").exitCode, 0);
+            ASSERT_EQ(Export(Dir(), reference + args + "b").exitCode, 0);
             const char* ext = format[0] == 'v' ? ".vcf" : ".bed";
             EXPECT_TRUE(ReadFile(Dir() / ("a" + std::string(ext))) == ReadFile(Dir() / ("b" + std::string(ext))));
         }
@@ -121,34 +115,25 @@ TEST_F(ExportTest, PlinkFindsTheRunsAlleleFrequenciesOfTheGeneration)
 
     // The run's frequency of every allele label of generation 1.
     std::map<std::string, std::map<std::string, double>> runFreq;
-    for (const std::string& s : LinesStarting(Run("text") + "/p1_freq_mrk_002.txt", "M")) {
-        const std::vector<std::string> w = Words(s);
-        if (w[1] != "1") continue;
-        for (size_t k = 3; k < w.size(); ++k)
+    for (const Row& w : Rows(Run("text") + "/p1_freq_mrk_002.txt", "M"))
+        for (size_t k = 3; w[1] == "1" && k < w.size(); ++k)  // generation 1
             runFreq[w[0]][w[k].substr(0, w[k].find(':'))] = std::stod(w[k].substr(w[k].find(':') + 1));
-    }
-    const std::vector<std::string> frq = Lines(ReadFile(Dir() / "g1.frq"));
+    const std::vector<Row> frq = Rows(Dir() / "g1.frq");  // CHR SNP A1 A2 MAF NCHROBS
     ASSERT_EQ(frq.size(), runFreq.size() + 1);
-    for (size_t i = 1; i < frq.size(); ++i) {
-        const std::vector<std::string> w = Words(frq[i]);  // CHR SNP A1 A2 MAF NCHROBS
-        const double expected = w[2] == "0" ? 0.0 : runFreq[w[1]][w[2]];
-        EXPECT_NEAR(std::stod(w[4]), expected, 1e-4) << frq[i];
-    }
+    for (size_t i = 1; i < frq.size(); ++i)
+        EXPECT_NEAR(std::stod(frq[i][4]), frq[i][2] == "0" ? 0.0 : runFreq[frq[i][1]][frq[i][2]], 1e-4) << frq[i][1];
 
     // The .fam holds the animals of generation 1 with the data file's parents, sex and phenotype.
-    std::map<std::string, std::vector<std::string>> data;
-    for (const std::string& s : Lines(ReadFile(Run("text") + "/p1_data_002.txt"))) {
-        const std::vector<std::string> w = Words(s);
+    std::map<std::string, Row> data;
+    for (const Row& w : Rows(Run("text") + "/p1_data_002.txt"))
         if (w.size() > 7 && w[4] == "1") data[w[0]] = w;
-    }
-    const std::vector<std::string> fam = Lines(ReadFile(Dir() / "g1.fam"));
+    const std::vector<Row> fam = Rows(Dir() / "g1.fam");
     ASSERT_EQ(fam.size(), data.size());
-    for (const std::string& line : fam) {
-        const std::vector<std::string> f = Words(line);
-        const std::vector<std::string>& d = data[f[1]];
-        ASSERT_FALSE(d.empty()) << line;
-        EXPECT_EQ(f[2] + f[3] + f[4], d[1] + d[2] + (d[3] == "M" ? "1" : "2")) << line;
-        EXPECT_EQ(f[5] == "-9", d[9] == "---") << line;
+    for (const Row& f : fam) {
+        const Row& d = data[f[1]];
+        ASSERT_FALSE(d.empty()) << f[1];
+        EXPECT_EQ(f[2] + f[3] + f[4], d[1] + d[2] + (d[3] == "M" ? "1" : "2")) << f[1];
+        EXPECT_EQ(f[5] == "-9", d[9] == "---") << f[1];
     }
 }
 
@@ -161,16 +146,14 @@ TEST_F(ExportTest, BcftoolsReadsTheVcfAndCountsSamplesRecordsAndMultiAllelicSite
 
     // Expected: every animal of the data file, every locus of both maps, and as multi-allelic
     // sites the loci with more than two alleles over the generations of the frequency files.
-    const size_t animals = LinesStarting(Run("text") + "/p1_data_002.txt", "").size() - 1;
-    const size_t loci = LinesStarting(Run("text") + "/lm_mrk_002.txt", "M").size() + LinesStarting(Run("text") + "/lm_qtl_002.txt", "Q").size();
+    const size_t animals = Rows(Run("text") + "/p1_data_002.txt").size() - 1;
+    const size_t loci = Rows(Run("text") + "/lm_mrk_002.txt", "M").size() + Rows(Run("text") + "/lm_qtl_002.txt", "Q").size();
     std::map<std::string, std::set<std::string>> seen;
     for (const char* kind : {"/p1_freq_mrk_002.txt", "/p1_freq_qtl_002.txt"})
-        for (const std::string& s : Lines(ReadFile(Run("text") + kind))) {
-            const std::vector<std::string> w = Words(s);
-            if (w.empty() || (w[0][0] != 'M' && w[0][0] != 'Q') || w[0].size() < 2 || !isdigit(w[0][1])) continue;
-            for (const std::string& item : w)
-                if (item.find(':') != std::string::npos) seen[w[0]].insert(item.substr(0, item.find(':')));
-        }
+        for (const Row& w : Rows(Run("text") + kind))
+            if (!w.empty() && (w[0][0] == 'M' || w[0][0] == 'Q') && w[0].size() > 1 && isdigit(w[0][1]))
+                for (const std::string& item : w)
+                    if (item.find(':') != std::string::npos) seen[w[0]].insert(item.substr(0, item.find(':')));
     int multi = 0;
     for (const auto& [id, labels] : seen) multi += labels.size() > 2;
     ASSERT_GT(multi, 0);
@@ -194,10 +177,8 @@ TEST_F(ExportTest, MissingGenotypesStayMissing)
     // Missing pairs of the run's own text file ("0 0") against ".|." in the VCF and the
     // missing calls plink1.9 counts in the .bed.
     size_t expected = 0;
-    for (const std::string& s : LinesStarting(Run("missing") + "/p1_mrk_001.txt", "")) {
-        const std::vector<std::string> w = Words(s);
+    for (const Row& w : Rows(Run("missing") + "/p1_mrk_001.txt"))
         for (size_t k = 1; k + 1 < w.size(); k += 2) expected += w[k] == "0" && w[k + 1] == "0";
-    }
     ASSERT_GT(expected, 0u);
     ASSERT_EQ(Export(Dir(), Run("missing") + " --format vcf --out miss").exitCode, 0);
     EXPECT_EQ(static_cast<size_t>(CountOf(ReadFile(Dir() / "miss.vcf"), "\t.|.")), expected);
@@ -205,8 +186,8 @@ TEST_F(ExportTest, MissingGenotypesStayMissing)
     ASSERT_EQ(Export(Dir(), Run("missing") + " --out miss").exitCode, 0);
     ASSERT_EQ(RunIn(Dir().path(), "plink1.9 --bfile miss --missing --chr-set 95 --out miss >/dev/null").exitCode, 0);
     size_t counted = 0;
-    const std::vector<std::string> lmiss = Lines(ReadFile(Dir() / "miss.lmiss"));
-    for (size_t i = 1; i < lmiss.size(); ++i) counted += std::stoul(Words(lmiss[i])[2]);  // CHR SNP N_MISS ...
+    const std::vector<Row> lmiss = Rows(Dir() / "miss.lmiss");  // CHR SNP N_MISS ...
+    for (size_t i = 1; i < lmiss.size(); ++i) counted += std::stoul(lmiss[i][2]);
     EXPECT_EQ(counted, expected);
 }
 
@@ -241,19 +222,26 @@ TEST_F(ExportTest, IdentifiersOfSevenDigitsAndMoreAreRead)
     }
 }
 
-TEST_F(ExportTest, BinaryGenotypesNeedNoLinkageMap)
+TEST_F(ExportTest, GenotypesNeedNoLinkageMap)
 {
-    // The number of loci comes from the run report: the same .bed as with the map.
-    const std::string bare = Dir() / "r_bare";
-    RunIn(Dir().path(), "mkdir -p " + bare + " && cd " + Run("binary") + " && cp p1_mrk_001.txt p1_data_001.txt report.txt " + bare);
-    ASSERT_EQ(Export(Dir(), Run("binary") + " --out mapped").exitCode, 0);
-    const RunResult r = Export(Dir(), bare + " --out bare");
-    ASSERT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_TRUE(ReadFile(Dir() / "bare.bed") == ReadFile(Dir() / "mapped.bed"));
-    // Loci numbered in file order on the report's chromosomes.
-    const std::vector<std::string> bim = Lines(ReadFile(Dir() / "bare.bim"));
-    ASSERT_EQ(bim.size(), 40u);
-    EXPECT_EQ(Words(bim[20])[0] + Words(bim[20])[1] + Words(bim[20])[3], "2M211");
+    // The number of loci comes from the run report, or without one from the first record of a text
+    // file: the same .bed as with the map, the loci numbered in file order on the report's
+    // chromosomes or on chromosome 0.
+    const std::string cases[][3] = {{"binary", "p1_mrk_001.txt p1_data_001.txt report.txt", "2M211"},
+                                    {"text", "p1_mrk_001.txt", "0M2121"},
+                                    {"snp", "p1_mrk_001.txt", "0M2121"}};
+    for (const auto& [form, files, locus21] : cases) {
+        SCOPED_TRACE(form);
+        const std::string bare = Dir() / ("r_bare_" + form);
+        RunIn(Dir().path(), "mkdir -p " + bare + " && cd " + Run(form) + " && cp " + files + " " + bare);
+        ASSERT_EQ(Export(Dir(), Run(form) + " --out mapped").exitCode, 0);
+        const RunResult r = Export(Dir(), bare + " --out bare");
+        ASSERT_EQ(r.exitCode, 0) << r.err;
+        EXPECT_TRUE(ReadFile(Dir() / "bare.bed") == ReadFile(Dir() / "mapped.bed"));
+        const std::vector<Row> bim = Rows(Dir() / "bare.bim");
+        ASSERT_EQ(bim.size(), 40u);
+        EXPECT_EQ(bim[20][0] + bim[20][1] + bim[20][3], locus21);
+    }
 }
 
 TEST_F(ExportTest, GenotypesBeyondTheMemoryBoundExportAsThoseWithin)
@@ -315,10 +303,7 @@ TEST_F(ExportTest, BadInputGivesAMessageExitOneAndNoFile)
         WriteFile(bad / (name + "/p1_mrk_001.txt"), genotypes);
     }
 
-    struct Case {
-        std::string args, message;
-    };
-    const std::vector<Case> cases = {
+    const std::pair<std::string, std::string> cases[] = {  // arguments, message
         {bad.path(), "Error - No genotype files in ["},
         {cut, "is truncated: "},
         {Run("text") + " --gen 7", "Error - Generation 7 has no genotyped animals in ["},
@@ -331,12 +316,12 @@ TEST_F(ExportTest, BadInputGivesAMessageExitOneAndNoFile)
         {bad / "r_long", "is cut or damaged at record 2: the line is long"},
         {bad / "r_unended", "the last line has no line feed"},
     };
-    for (const Case& c : cases) {
+    for (const auto& [args, message] : cases) {
         for (const char* format : {"plink", "vcf"}) {
-            SCOPED_TRACE(c.args + " " + format);
-            const RunResult r = RunIn(bad.path(), kExport + " " + c.args + " --format " + format + " --out out");
+            SCOPED_TRACE(args + " " + format);
+            const RunResult r = RunIn(bad.path(), kExport + " " + args + " --format " + format + " --out out");
             EXPECT_EQ(r.exitCode, 1);
-            EXPECT_NE(r.err.find(c.message), std::string::npos) << r.err;
+            EXPECT_NE(r.err.find(message), std::string::npos) << r.err;
             EXPECT_NE(r.err.find("Aborted."), std::string::npos);
             for (const char* ext : {".bed", ".bim", ".fam", ".vcf"}) EXPECT_FALSE(FileExists(bad / ("out" + std::string(ext))));
         }

@@ -88,30 +88,33 @@ class Readers(unittest.TestCase):
         self.assertEqual(ld["Lower"].max(), 8.0)  # the classes starting below /max_distance 10
         self.assertTrue(ld["R2"].between(0, 1).all())
 
-    def test_stat_rep_holds_mean_and_se_of_the_replicates(self):
+    def test_stat_rep_holds_the_means_and_se_of_the_replicates(self):
         sr = self.split[None, "stat_rep"]
-        sr = sr[sr["Pop"] == POP]
-        stat = self.split[POP, "stat"]
+        mine, stat = sr[sr["Pop"] == POP], self.split[POP, "stat"]
         cases = [("Inbreeding", "Inbreeding:Mean", 6e-5),  # the stat file has 4 decimals
                  ("Phenotype", "Phenotype:Mean", 1e-7),
                  ("EBV", "EBV:Mean", 1e-7),
                  ("r(EBV,TBV)_Sire", "accuracy of EBV:r(EBV,TBV)_Sire", 6e-5)]
         for section, column, tol in cases:
             with self.subTest(section):
-                rows = sr[sr["Section"] == section]
+                rows = mine[mine["Section"] == section]
                 rows = rows.set_index(rows["Row"].astype(int))
                 g = stat.groupby("Gen")[column]
                 np.testing.assert_allclose(rows["Mean"], g.mean(), atol=tol)
                 np.testing.assert_allclose(rows["SE"], g.std(ddof=1) / np.sqrt(2), atol=tol)
-
-    def test_stat_rep_ld_pairs_are_the_mean_of_the_ld_files(self):
-        sr = self.split[None, "stat_rep"]
-        pairs = sr[sr["Section"] == "No marker pairs for each bin (LD decay)"]
+        # The marker pairs of the LD classes: the mean of the LD files.
+        pairs = sr[sr["Section"] == "No marker pairs for each bin (LD decay)"].set_index(["LDGen", "Row"])["Mean"]
         mean = self.split[POP, "ld_decay"].groupby(["Gen", "Class"])["Pairs"].mean()
-        got = pairs.set_index(["LDGen", "Row"])["Mean"]
-        self.assertEqual(len(got), len(mean))
+        self.assertEqual(len(pairs), len(mean))
         for (gen, label), value in mean.items():
-            self.assertAlmostEqual(got[gen, label], value, places=4)
+            self.assertAlmostEqual(pairs[gen, label], value, places=4)
+        # The last historical generation: the means of hp_stat.
+        hist = sr.query("Section == 'Last historical generation'").set_index("Row")
+        hp = self.split[None, "hp_stat"].query("Column in ('Overall', '')")
+        value = hp.pivot(index="rep", columns="Label", values="Value")
+        for label, per_rep in [("No. segregating markers", value["No. markers"] - value["No. non-seg. markers"]),
+                               ("Average no. QTL alleles", value["Average no. QTL alleles"])]:
+            self.assertAlmostEqual(hist.loc[label, "Mean"], per_rep.mean(), places=5, msg=label)
 
     def test_stat_file_without_polygenes_with_female_records_and_litter_classes(self):
         text = (tiny(POP).replace("qtlh2 = 0.1;", "qtlh2 = 0.3;\nno_male_rec;")
@@ -124,16 +127,6 @@ class Readers(unittest.TestCase):
         self.assertEqual(list(litters.sum(axis=1)), list(stat["Structure:Dam"]))
         self.assertEqual(list(litters @ [1, 2]), list(stat["Structure:Progeny"].where(stat["Gen"] > 0, 0)))
         self.assertEqual(list(data["Phen"].isna()), list(data["Sex"] == "M"))
-
-    def test_historical_means_of_stat_rep(self):
-        hist = self.split[None, "stat_rep"].query("Section == 'Last historical generation'").set_index("Row")
-        hp = self.split[None, "hp_stat"].query("Column in ('Overall', '')")
-        value = hp.pivot(index="rep", columns="Label", values="Value")
-        cases = [("No. segregating markers", value["No. markers"] - value["No. non-seg. markers"]),
-                 ("Average no. QTL alleles", value["Average no. QTL alleles"])]
-        for label, per_rep in cases:
-            with self.subTest(label):
-                self.assertAlmostEqual(hist.loc[label, "Mean"], per_rep.mean(), places=5)
 
 
 if __name__ == "__main__":

@@ -10,52 +10,19 @@ DAVOK = os.environ["DAVOK_BIN"]
 PLOT = os.environ["DAVOK_PLOT"]
 EXAMPLES = os.environ["DAVOK_EXAMPLES"]
 
-_TINY = """
-nrep = 2;
-h2 = 0.3;
-qtlh2 = 0.1;
-phvar = 1.0;
-joint_pop;
-begin_hp;
-   hg_size = 100 [0] 100 [50];
-end_hp;
-{pops}begin_genome;
-   begin_chr = 2;
-      chrlen = 10;
-      nmloci = 50;
-      mpos = rnd;
-      nma = all 2;
-      maf = eql;
-      nqloci = 5;
-      qpos = rnd;
-      nqa = all 3;
-      qaf = rnd;
-      qae = rndg 0.4;
-   end_chr;
-end_genome;
-begin_output;
-   linkage_map;
-   allele_effect;
-   hp_stat;
-   monitor_hp_homo /freq 10;
+_TINY = """nrep = 2; h2 = 0.3; qtlh2 = 0.1; phvar = 1.0; joint_pop;
+begin_hp; hg_size = 100 [0] 100 [50]; end_hp;
+{pops}begin_genome; begin_chr = 2;
+   chrlen = 10; nmloci = 50; mpos = rnd; nma = all 2; maf = eql;
+   nqloci = 5; qpos = rnd; nqa = all 3; qaf = rnd; qae = rndg 0.4;
+end_chr; end_genome;
+begin_output; linkage_map; allele_effect; hp_stat; monitor_hp_homo /freq 10;
 {extra}end_output;
 """
 _POP = """begin_pop = "{name}";
-   begin_founder;
-      male   [n = 4, pop = "hp"];
-      female [n = 10, pop = "hp"];
-   end_founder;
-   ls = 2;
-   ng = 3;
-   sd = ebv;
-   ebv_est = blup;
-   begin_popoutput;
-      data;
-      stat;
-      ld /max_distance 10;
-      allele_freq /mafbin 5;
-      genotype /gen 3;
-      crossover /gen 1;
+   begin_founder; male [n = 4, pop = "hp"]; female [n = 10, pop = "hp"]; end_founder;
+   ls = 2; ng = 3; sd = ebv; ebv_est = blup;
+   begin_popoutput; data; stat; ld /max_distance 10; allele_freq /mafbin 5; genotype /gen 3; crossover /gen 1;
    end_popoutput;
 end_pop;
 """
