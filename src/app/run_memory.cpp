@@ -10,7 +10,6 @@ void SimClass::AllocGlobalMem()
         p.genStat.assign(static_cast<size_t>(p.prm.ng) + 2, SGenStat());
         p.repStat.assign(static_cast<size_t>(p.prm.ng) + 1, SGenRepStat());
     }
-    crossScratch.assign(static_cast<size_t>(prm.genome.nChr), SCrossoP());
     genome.mrkIndex.assign(static_cast<size_t>(genome.nMrkTot), 0);
     genome.qtlIndex.assign(static_cast<size_t>(genome.nQTLTot), 0);
     replicate.unknownParent.id = 0;
@@ -92,7 +91,6 @@ void SimClass::FreeParamMem()
 void SimClass::FreeGlobalMem()
 {
     genomePool.Clear();
-    crossScratch.clear();
     genome.mrkIndex.clear();
     genome.qtlIndex.clear();
 }

@@ -1,6 +1,7 @@
 // The simulation engine: one instance per run, built from the parameter value it keeps
-// unchanged, owns the run state. Its operations are spread over the subsystem folders that own
-// them (docs/architecture.md says where the engine is headed).
+// unchanged, owns the run state and runs the replicates. The operations of each layer are
+// functions of the state they take; the engine hands each layer its view of that state
+// (docs/architecture.md).
 #pragma once
 
 #include <cstdio>
@@ -9,11 +10,11 @@
 #include <vector>
 
 #include "breeding/breeding.h"
+#include "breeding/inbred.h"
 #include "breeding/mating.h"
 #include "breeding/population.h"
 #include "evaluation/blup.h"
 #include "evaluation/ebv.h"
-#include "breeding/inbred.h"
 #include "evaluation/values.h"
 #include "genome/genome.h"
 #include "genome/genome_pool.h"
@@ -25,7 +26,6 @@
 #include "output/writers.h"
 #include "param/params.h"
 #include "random/rnd.h"
-
 
 class SimClass {
 public:
@@ -58,21 +58,23 @@ public:
     void FreeGlobalMem();
     void FreeChrLastSireDamMem();
 
-    // ---- Historical population (history/) ----
-    // The historical run's view of the engine, its reports going to the replicate's files.
-    SHistRun HistoricalRun();
-
     // ---- The file set of a replicate (app/simclass.cpp) ----
     void OpenOutputStreams(int rep, bool hp);
     void CloseOutputStreams(bool hp);
+
+    // ---- Each layer's view of the run (app/simclass.cpp and here) ----
+    // The historical run, its reports going to the replicate's files.
+    SHistRun HistoricalRun();
+    // Parameters, genome and its pool, replicate state, pedigree, mating plan, workers and the
+    // crossover file of the current population.
+    SBreeding Breeding()
+    {
+        return {prm, genome, genomePool, replicate, inbred, mating, nthread, files.crossoFp, progenyTiming};
+    }
+    // The trait's variances, pedigree, BLUP equations and the last identifier given.
+    SEvaluation Evaluation() { return {prm.global, inbred, mme, replicate.nextId}; }
     // The parameters, genome and open files the result writers work on.
     SRunOutput Output() { return {prm, genome, files}; }
-
-    // The breeding operations' view of the run: parameters, genome and its pool, replicate state,
-    // pedigree, mating plan, workers and the crossover file of the current population.
-    SBreeding Breeding() { return {prm, genome, genomePool, replicate, inbred, mating, nthread, files.crossoFp, progenyTiming}; }
-    // The evaluation's view of the run: the trait's variances, pedigree, BLUP equations and identifiers.
-    SEvaluation Evaluation() { return {prm.global, inbred, mme, replicate.nextId}; }
 
     // ---- Inspection ----
     // Called after each population of each replicate, while its records still hold their values
@@ -93,10 +95,8 @@ public:
     // ---- Recent populations ----
     std::vector<CPopulation> pops;  // in the order of their blocks; built once, never moved
 
-    // ---- Genome ----
+    // ---- Genome and the run state that outlives a replicate ----
     SGenome genome;
-    // ---- Genome-wide run state ----
-    std::vector<SCrossoP> crossScratch;  // one per chromosome, for the main thread
     CMutation mutation;
     CGenomePool genomePool;          // storage of released genomes, reused by new individuals
     CInbred inbred;                  // pedigree and inbreeding

@@ -127,7 +127,8 @@ TEST(Meiosis, ARecentIndividualGetsItsParentsAllelesItsQtlValueAndItsCrossoverLi
     TempDir dir;
     FILE* fp = fopen((dir / "crosso.txt").c_str(), "w");
     out.SetFilePointer(fp);
-    Meiosis(sim->prm.genome, sim->genome, &child, &rnd, sim->crossScratch.data(), &out);
+    std::vector<SCrossoP> cross(sim->genome.chrom.size());
+    Meiosis(sim->prm.genome, sim->genome, &child, &rnd, cross.data(), &out);
     out.Dump();
     fclose(fp);
 
