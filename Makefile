@@ -71,9 +71,10 @@ fuzz:
 
 # Mutation testing: MUTANTS (default 40) small faults planted in src/ and tools/ in a scratch copy
 # (build-mutation/), each judged by the tests of its file; report in build-mutation/mutation-report.txt.
+# ONLY="paths" draws the mutants from the files under those paths alone.
 mutation: setup
 	@sh scripts/setup.sh plots tests
-	@/usr/bin/python3 scripts/mutation.py $(if $(MUTANTS),--mutants $(MUTANTS)) --jobs $(JOBS)
+	@/usr/bin/python3 scripts/mutation.py $(if $(MUTANTS),--mutants $(MUTANTS)) $(if $(ONLY),--only $(ONLY)) --jobs $(JOBS)
 
 # Every benchmark; each prints its figures and their ratio to its reference.
 bench: bench-param bench-rng bench-hp bench-inbred bench-anneal bench-pop bench-blup bench-ld bench-geno bench-export bench-gblup
