@@ -1,15 +1,15 @@
 #!/bin/sh
 # How many objects a change to a header rebuilds, from the dependencies Ninja recorded in the
 # build folder (default build/; run a build first). With no header given, the headers where a
-# new parameter or engine field is added: the parameter value, the engine, the population and
-# the genome records.
+# new parameter or engine field is added: the three parts of the parameter value (run, genome and
+# population statements) and the engine.
 set -e
 BUILD=${BUILD:-build}
 if [ ! -f "$BUILD/.ninja_deps" ]; then
     echo "rebuild_count: no Ninja build in $BUILD; run 'make build' first" >&2
     exit 1
 fi
-[ $# -gt 0 ] || set -- src/param/params.h src/app/simclass.h src/breeding/population.h src/genome/records.h
+[ $# -gt 0 ] || set -- src/param/run_params.h src/param/genome_params.h src/param/pop_params.h src/app/simclass.h
 deps=$(mktemp)
 trap 'rm -f "$deps"' EXIT
 ninja -C "$BUILD" -t deps > "$deps"
