@@ -101,7 +101,8 @@ void SimClass::Run()
 void SimClass::InitializeRun()
 {
     AllocGlobalMem();
-    mutation.Initialize(genome.locusPtr.data(), genome.mrkIndex.data(), genome.qtlIndex.data(), genome.nMrkTot, genome.nQTLTot, nthread, prm.output.allele_label);
+    mutation.Initialize(genome.locusPtr.data(), genome.mrkIndex.data(), genome.qtlIndex.data(), genome.nMrkTot,
+                        genome.nQTLTot, nthread, prm.output.allele_label);
     mutation.SetRates(prm.genome.mmutr, prm.genome.mmutrRecurrent, prm.genome.qmutr, prm.genome.qmutrRecurrent);
 }
 
@@ -177,8 +178,8 @@ void SimClass::RunRep(int rep)
     fflush(stdout);
     ChooseFromRecentPop(prm.global, replicate, genomePool, pops, p);
     int last0 = p.genInfo[0].last;
-    ComputeLDStat(genome, ldWork, *curPop, nthread, 0, 0, last0);
-    SaveGenResults(Output(), *curPop, 0, 0, last0);
+    ComputeLDStat(genome, ldWork, p, nthread, 0, 0, last0);
+    SaveGenResults(Output(), p, 0, 0, last0);
     inbred.AllocMem(&p, pops.data(), static_cast<int>(pops.size()), prm.global.joint_pop);
     ComputeMeanVar(prm.global, p, 0, 0, last0);
     if (p.prm.true_av) Update_VarAdd(p, 0);
@@ -202,10 +203,10 @@ void SimClass::RunRep(int rep)
         ProgenySimulator(Breeding(), p, g, gi.first, gi.last);
         SetProgenyValues(prm.global, p, gi.first, gi.last);
         ComputeMeanVar(prm.global, p, g, gi.first, gi.last);
-        ComputeLDStat(genome, ldWork, *curPop, nthread, g, gi.first, gi.last);
+        ComputeLDStat(genome, ldWork, p, nthread, g, gi.first, gi.last);
         if (p.prm.true_av) Update_VarAdd(p, g);
         EstimateEBV(Evaluation(), p, g, gi.first, gi.last);
-        SaveGenResults(Output(), *curPop, g, gi.first, gi.last);
+        SaveGenResults(Output(), p, g, gi.first, gi.last);
         if (g < p.prm.ng) {
             CSort::SortParents(&p, g, prm.global.malesHaveRecords, p.prm.cd, p.prm.sd);
             CSort::SortRP(&p, gi.first, gi.last, prm.global.malesHaveRecords, p.prm.sd, p.prm.sdHigh);

@@ -18,7 +18,7 @@
 struct SBreeding {
     const SParams& prm;
     const SGenome& genome;
-    CGenomePool& pool;
+    CGenomePool& genomePool;
     SReplicate& replicate;
     CInbred& inbred;
     SMatingPlan& mating;

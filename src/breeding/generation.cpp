@@ -182,7 +182,7 @@ void MakeProgenyGenomes(const SBreeding& b, CPopulation& p, int gen, int first, 
 
     auto start = std::chrono::steady_clock::now();
     // The genome pool is the main thread's: the workers get their storage ready-made.
-    for (int i = first; i <= last; ++i) AllocRecChr(b.pool, b.genome, &p.indiv[static_cast<size_t>(i)]);
+    for (int i = first; i <= last; ++i) AllocRecChr(b.genomePool, b.genome, &p.indiv[static_cast<size_t>(i)]);
     std::vector<boost::thread> workers;
     workers.reserve(static_cast<size_t>(nParts));
     for (int t = 0; t < nParts; ++t)

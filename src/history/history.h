@@ -25,7 +25,7 @@ struct SHistReports {
 struct SHistRun {
     const SParams& prm;
     SGenome& genome;
-    CGenomePool& pool;
+    CGenomePool& genomePool;
     CMutation& mutation;
     SHistPop& hp;
     SReplicate& replicate;

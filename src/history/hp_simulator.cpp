@@ -90,11 +90,11 @@ void GetHPHomo(const SGenome& genome, SHistWorker& w, const SHistPass& pass)
 
 }  // namespace
 
-void MeasureHomozygosity(SHistPop& hp, CHistWorkerPool& pool, SRec* target, int n, int males)
+void MeasureHomozygosity(SHistPop& hp, CHistWorkerPool& workers, SRec* target, int n, int males)
 {
-    pool.RunPass(SHistWorker::kHomozygosity, SHistPass{target, males}, n);
+    workers.RunPass(SHistWorker::kHomozygosity, SHistPass{target, males}, n);
     double markers = 0, qtl = 0;
-    for (auto& w : pool.Workers()) {
+    for (auto& w : workers.Workers()) {
         markers += w->mrkHomoSum;
         qtl += w->qtlHomoSum;
         w->mrkHomoSum = w->qtlHomoSum = 0;  // workers left out of a small pass add nothing
@@ -159,10 +159,12 @@ void HPSimulator(const SHistRun& h, int rep)
     SampleParam(prm.genome, genome, rep);
     GetMrkQTLIdx(genome);
     ResetAlleleNumbers(prm.genome, genome);
-    for (SRec& r : hp.recs) AllocRecChr(h.pool, genome, &r);
-    for (SRec& r : other) AllocRecChr(h.pool, genome, &r);
+    for (SRec& r : hp.recs) AllocRecChr(h.genomePool, genome, &r);
+    for (SRec& r : other) AllocRecChr(h.genomePool, genome, &r);
     GenerateCompleteLD(prm, genome, hp.recs.data());
-    CHistWorkerPool pool(h.nthread, [&h](SHistWorker& w, int command, const SHistPass& pass) { HistWork(h, w, command, pass); });
+    CHistWorkerPool workers(h.nthread, [&h](SHistWorker& w, int command, const SHistPass& pass) {
+        HistWork(h, w, command, pass);
+    });
     const bool mutating = prm.genome.mmutr > 0 || prm.genome.qmutr > 0;
 
     PrintALineFormat1(60, '-', stdout, "Historical generations (%s)", FormatNum(static_cast<unsigned long long>(G)));
@@ -171,9 +173,9 @@ void HPSimulator(const SHistRun& h, int rep)
 
     // Generation 0: the founders.
     int size = prm.hist.Size(0), males = prm.hist.Males(0);
-    pool.RunPass(SHistWorker::kFounders, SHistPass{hp.recs.data(), males}, size);
+    workers.RunPass(SHistWorker::kFounders, SHistPass{hp.recs.data(), males}, size);
     if (mutating) h.mutation.Mutate(hp.recs.data(), size);
-    MeasureHomozygosity(hp, pool, hp.recs.data(), size, males);
+    MeasureHomozygosity(hp, workers, hp.recs.data(), size, males);
     if (prm.output.monitor_hp_homo) h.reports.homozygosity(0);
     if (G > 0) {
         PrintHistLine('*', 0, size, males);
@@ -192,12 +194,12 @@ void HPSimulator(const SHistRun& h, int rep)
         bool shown = (g % printStep == 0 || atBoundary) && g < G;
         if (shown) PrintHistLine(atBoundary ? '*' : ' ', g, size, males);
 
-        pool.RunPass(SHistWorker::kMeiosis, SHistPass{offspring, males, parents, parentMales, parentSize - parentMales},
+        workers.RunPass(SHistWorker::kMeiosis, SHistPass{offspring, males, parents, parentMales, parentSize - parentMales},
                      size);
         if (mutating) h.mutation.Mutate(offspring, size);
 
         bool monitored = prm.output.monitor_hp_homo && g >= prm.output.monitorFreq && g % prm.output.monitorFreq == 0;
-        if (shown || atBoundary || monitored || g == G) MeasureHomozygosity(hp, pool, offspring, size, males);
+        if (shown || atBoundary || monitored || g == G) MeasureHomozygosity(hp, workers, offspring, size, males);
         if (prm.output.monitor_hp_homo && (monitored || g == G)) h.reports.homozygosity(g);
         if (shown) Info("   %8.4f   %8.4f\n", hp.mrkHomo, hp.qtlHomo);
         if (atBoundary) ++boundary;
@@ -209,13 +211,13 @@ void HPSimulator(const SHistRun& h, int rep)
 
     // The last generation stays in the engine's record array.
     if (parents != hp.recs.data()) hp.recs.swap(other);
-    CloseHistoricalRun(h, pool, hp.recs.data());
+    CloseHistoricalRun(h, workers, hp.recs.data());
 
     for (size_t i = static_cast<size_t>(prm.hist.LastSize()); i < hp.recs.size(); ++i) {
-        FreeRecChr(h.pool, hp.recs[i].patChr);
+        FreeRecChr(h.genomePool, hp.recs[i].patChr);
         hp.recs[i].patChr = nullptr;
     }
-    for (SRec& r : other) FreeRecChr(h.pool, r.patChr);
+    for (SRec& r : other) FreeRecChr(h.genomePool, r.patChr);
     const char* lap = timer.PrintTime_Str();
     PrintLineTime(60, '-', stdout, lap);
     if (rptfp) PrintLineTime(45, '-', rptfp, lap);

@@ -130,12 +130,12 @@ void PurgeIndivGenotype_LHG(const SHistRun& h, SRec* lhg, const int* keep, int n
         uint16_t** oldPat = r.patChr;
         const uint16_t* pat = r.Pat();
         const uint16_t* mat = r.Mat();
-        AllocRecChr(h.pool, genome, &r);
+        AllocRecChr(h.genomePool, genome, &r);
         for (int k = 0; k < n; ++k) {
             r.Pat()[k] = pat[keep[k]];
             r.Mat()[k] = mat[keep[k]];
         }
-        FreeRecChr(h.pool, oldPat);
+        FreeRecChr(h.genomePool, oldPat);
     }
 }
 
@@ -209,7 +209,7 @@ void SelectSegregatingLoci_LHG(const SHistRun& h, SRec* lhg)
 
 }  // namespace
 
-void CloseHistoricalRun(const SHistRun& h, CHistWorkerPool& pool, SRec* lhg)
+void CloseHistoricalRun(const SHistRun& h, CHistWorkerPool& workers, SRec* lhg)
 {
     const SParams& prm = h.prm;
     SGenome& genome = h.genome;
@@ -217,7 +217,7 @@ void CloseHistoricalRun(const SHistRun& h, CHistWorkerPool& pool, SRec* lhg)
     CMutation& mutation = h.mutation;
     SHistRepStat& histRep = h.histRep;
     const int n = prm.hist.LastSize();
-    for (auto& w : pool.Workers()) {
+    for (auto& w : workers.Workers()) {
         hp.patCross += w->patCross;
         hp.matCross += w->matCross;
     }
@@ -239,7 +239,7 @@ void CloseHistoricalRun(const SHistRun& h, CHistWorkerPool& pool, SRec* lhg)
     if (prm.genome.select_seg_loci) {
         int markersBefore = genome.nMrkTot, qtlBefore = genome.nQTLTot;
         SelectSegregatingLoci_LHG(h, lhg);
-        MeasureHomozygosity(hp, pool, lhg, n, prm.hist.nmlhg);
+        MeasureHomozygosity(hp, workers, lhg, n, prm.hist.nmlhg);
         if (markersBefore + qtlBefore > 0) Info("   MAF threshold            : %g\n", prm.genome.segMaft);
         if (markersBefore > 0)
             Info("   No. markers selected     : %-7s out of %-12s (Homo = %g)\n",
@@ -250,7 +250,7 @@ void CloseHistoricalRun(const SHistRun& h, CHistWorkerPool& pool, SRec* lhg)
                  FormatNum(static_cast<unsigned long long>(genome.nQTLTot)), FormatNum(static_cast<unsigned long long>(qtlBefore)),
                  hp.qtlHomo);
     }
-    pool.Stop();
+    workers.Stop();
 
     // Records of the last generation: the source of founders of the recent populations.
     const double sdPoly = std::sqrt(prm.global.varPoly), sdRes = std::sqrt(prm.global.varRes);

@@ -7,7 +7,7 @@
 // Founder haplotypes in complete LD on the chromosomes that ask for it.
 void GenerateCompleteLD(const SParams& prm, const SGenome& genome, SRec* gen0);
 // Mean homozygosity of markers and QTL of a generation (hp.mrkHomo, hp.qtlHomo), by the pool.
-void MeasureHomozygosity(SHistPop& hp, CHistWorkerPool& pool, SRec* target, int n, int males);
+void MeasureHomozygosity(SHistPop& hp, CHistWorkerPool& workers, SRec* target, int n, int males);
 // Allele numbers, QTL effects, segregating loci and the records of the last generation lhg;
 // stops the pool once the last generation's loci are chosen.
-void CloseHistoricalRun(const SHistRun& h, CHistWorkerPool& pool, SRec* lhg);
+void CloseHistoricalRun(const SHistRun& h, CHistWorkerPool& workers, SRec* lhg);
