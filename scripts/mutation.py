@@ -293,11 +293,10 @@ def build(tree, build_dir, jobs):
 # ---- Which tests cover which file ----
 
 def list_tests(build_dir, tree):
-    """[(ctest number, name, labels, folders under tests/ that may hold the test)]."""
+    """[(ctest number, name, labels, {the test's folder under tests/})]."""
     code, out = run(["ctest", "--show-only=json-v1"], build_dir)
     if code != 0:
         sys.exit("mutation: ctest cannot list the tests:\n" + out)
-    suites = unit_suites(tree)
     tests = []
     for number, t in enumerate(json.loads(out)["tests"], 1):
         props = {p["name"]: p["value"] for p in t.get("properties", [])}
@@ -305,25 +304,8 @@ def list_tests(build_dir, tree):
         folder = os.path.relpath(props.get("WORKING_DIRECTORY", build_dir), build_dir)
         if folder.startswith(".."):
             folder = os.path.relpath(props["WORKING_DIRECTORY"], tree)
-        folders = {folder}
-        if "unit" in labels:
-            # A unit test is known by its suite; a suite of an unknown folder is run for every file.
-            folders = suites.get(t["name"].split(".")[0].split("/")[-1], {""})
-        tests.append((number, t["name"], labels, folders))
+        tests.append((number, t["name"], labels, {folder}))
     return tests
-
-
-def unit_suites(tree):
-    """Test suite name -> the folders under tests/ that define a suite of that name."""
-    suites = {}
-    pattern = re.compile(r"^\s*(?:TEST|TEST_F|TEST_P|TYPED_TEST)\(\s*(\w+)\s*,", re.M)
-    for dirpath, _, names in os.walk(os.path.join(tree, "tests")):
-        for name in names:
-            if name.endswith(".cpp"):
-                with open(os.path.join(dirpath, name), errors="replace") as f:
-                    for suite in pattern.findall(f.read()):
-                        suites.setdefault(suite, set()).add(os.path.relpath(dirpath, tree))
-    return suites
 
 
 def top_folder(path):
@@ -332,13 +314,13 @@ def top_folder(path):
 
 
 def covering_tests(path, tests):
-    """A src/<subsystem>/ file: the unit tests of tests/<subsystem>/ and every end-to-end and tool
-    test. A tools/<name>/ file: the tests of tests/tools/<name>/, or every tool test when that
-    folder has none (the Python readers of davok-py are tested through davok-plot's tests)."""
+    """A src/ file: every unit, end-to-end and tool test (a function of one layer is tested from
+    the folders of the layers that use it too; the unit tests take seconds). A tools/<name>/ file:
+    the tests of tests/tools/<name>/, or every tool test when that folder has none (the Python
+    readers of davok-py are tested through davok-plot's tests)."""
     top, name = path.split("/")[:2]
     if top == "src":
-        return [t for t in tests if ("unit" in t[2] and t[3] & {"tests/" + name, ""})
-                or "cli" in t[2] or "tools" in t[2]]
+        return [t for t in tests if {"unit", "cli", "tools"} & set(t[2])]
     own = [t for t in tests if "tests/tools/" + name in t[3]]
     return own or [t for t in tests if "tools" in t[2]]
 

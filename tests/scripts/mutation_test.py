@@ -101,6 +101,17 @@ class Applier(unittest.TestCase):
                 self.assertEqual(f.read(), original)
 
 
+class Coverage(unittest.TestCase):
+    def test_a_source_file_meets_every_unit_test_and_a_tool_its_own_tests(self):
+        tests = [(1, "Meiosis.X", ["unit"], {"."}), (2, "Cli.Y", ["cli"], {"tests/cli"}),
+                 (3, "ExportTest.Z", ["tools"], {"tests/tools/davok-export"}),
+                 (4, "PlotTest.W", ["tools"], {"tests/tools/davok-plot"}), (5, "MutationScript", ["scripts"], {"."})]
+        numbers = lambda path: [t[0] for t in mutation.covering_tests(path, tests)]
+        self.assertEqual(numbers("src/history/hp_simulator.cpp"), [1, 2, 3, 4])
+        self.assertEqual(numbers("tools/davok-export/export.cpp"), [3])
+        self.assertEqual(numbers("tools/davok-py/davok/readers.py"), [3, 4])
+
+
 class Options(unittest.TestCase):
     def test_bad_options_exit_with_1(self):
         for argv in (["--mutants", "x"], ["--mutants", "0"], ["--seed", "-3"], ["--bogus"]):
