@@ -162,17 +162,25 @@ TEST(GenotypeFiles, GenerationsLeftOutStillMoveTheGeneratorOn)
     EXPECT_EQ(std::vector<std::string>(all.end() - sizes[2], all.end()), std::vector<std::string>(last.begin() + 1, last.end()));
 }
 
-TEST(GenotypeFiles, MergedReplicatesHaveOneHeadingAndOneHeaderEach)
+TEST(MergedReplicates, EveryFileOfThePopulationAndTheHistoryHasOneHeadingAndOneHeaderEach)
 {
     TempDir dir;
-    const std::string text = OnePopulation("", "genotype /snp_code;\n  allele_freq;") + "begin_output;\n attach_rep;\nend_output;\n";
+    const std::string text = OnePopulation("", "genotype /snp_code;\n  allele_freq;") +
+                             "begin_output;\n attach_rep;\n hp_stat;\n linkage_map;\nend_output;\n";
     ASSERT_EQ(RunParam(dir, "run", Edited(text, "nrep = 1;", "nrep = 2;")).exitCode, 0);
-    for (const char* file : {"a_mrk.txt", "a_qtl.txt", "a_freq_mrk.txt", "a_freq_qtl.txt"}) {
-        std::vector<std::string> headings;
-        for (const std::string& line : Lines(ReadFile(dir / ("r_run/" + std::string(file))))) {
+    using Texts = std::vector<std::string>;
+    for (const char* file : {"a_mrk.txt", "a_qtl.txt", "a_freq_mrk.txt", "a_freq_qtl.txt", "lm_mrk.txt", "hp_stat.txt"}) {
+        const std::string content = ReadFile(dir / ("r_run/" + std::string(file)));
+        Texts headings;
+        for (const std::string& line : Lines(content)) {
             if (line[0] == '~') headings.push_back(line.substr(line.find("Replicate"), 13));
             if (line.compare(0, 3, "ID ") == 0) headings.push_back("ID");
         }
-        EXPECT_EQ(headings, (std::vector<std::string>{"Replicate   1", "ID", "Replicate   2", "ID"})) << file;
+        EXPECT_EQ(content[0], '~') << file;
+        const Texts expected = file[0] == 'h' ? Texts{"Replicate   1", "Replicate   2"}
+                                              : Texts{"Replicate   1", "ID", "Replicate   2", "ID"};
+        EXPECT_EQ(headings, expected) << file;
     }
+    EXPECT_EQ(CountOf(ReadFile(dir / "r_run/hp_stat.txt"), "Statistics for the last historical generation"), 2);
+    EXPECT_FALSE(FileExists(dir / "r_run/hp_stat_001.txt"));
 }

@@ -61,21 +61,6 @@ TEST(HistoryRun, TheSameSeedFileAndThreadCountGiveByteIdenticalResults)
     }
 }
 
-TEST(HistoryRun, AttachRepPutsEveryReplicateIntoOneFileBehindItsHeading)
-{
-    TempDir dir;
-    RunResult r = RunParam(dir, "hp", Edited(WithThreads(1), "   hp_stat;\n", "   hp_stat;\n   attach_rep;\n"));
-    ASSERT_EQ(r.exitCode, 0) << r.err;
-    std::string stat = ReadFile(dir / "r_hp/hp_stat.txt");
-    size_t first = stat.find(std::string(32, '~') + " Replicate   1 " + std::string(33, '~') + "\n");
-    size_t second = stat.find(std::string(32, '~') + " Replicate   2 " + std::string(33, '~') + "\n");
-    EXPECT_EQ(first, 0u);
-    EXPECT_NE(second, std::string::npos);
-    EXPECT_EQ(CountOf(stat, "Statistics for the last historical generation"), 2);
-    EXPECT_FALSE(FileExists(dir / "r_hp/hp_stat_001.txt"));
-    EXPECT_EQ(CountOf(ReadFile(dir / "r_hp/lm_mrk.txt"), " Replicate "), 2);
-}
-
 TEST(HistoryRun, AnErrorMetBySeveralWorkersStopsTheRunOnce)
 {
     // With 8 workers and about 500 crossovers per sampled gamete, every worker meets the limit
