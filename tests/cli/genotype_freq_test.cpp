@@ -19,8 +19,7 @@ const int kMarkers = 40, kQtl = 6;
 std::string OnePopulation(const std::string& globals, const std::string& popOutput, const std::string& genome = "")
 {
     return "nrep = 1;\nh2 = 0.4;\nqtlh2 = 0.2;\nphvar = 1.0;\n" + globals + "begin_hp;\n hg_size = 100 [0] 100 [5];\nend_hp;\n" +
-           Population("a", HpFounders(5, 20), " ls = 2;\n ng = 2;\n sr = 0.5;\n dr = 0.5;\n begin_popoutput;\n  " + popOutput +
-                                                   "\n end_popoutput;\n") +
+           Population("a", HpFounders(5, 20), " ls = 2;\n ng = 2;\n sr = 0.5;\n dr = 0.5;\n" + PopOutput(popOutput)) +
            Genome(2, 100, 20, 3, genome);
 }
 

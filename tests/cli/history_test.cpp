@@ -1,5 +1,6 @@
-// The historical population through the real binary: its console table and report, its result
-// files, and runs repeated from a seed file.
+// The historical population through the real binary: its console table and report and its result
+// files. Runs repeated from a seed file are the population runs' tests; an error met by several
+// workers is a unit test of the historical population.
 #include <gtest/gtest.h>
 
 #include "cli/cli_util.h"
@@ -48,31 +49,4 @@ TEST(HistoryRun, PrintsTheTableTheCountsAndTheLastGenerationOnTheConsoleAndInThe
         EXPECT_TRUE(FileExists(dir / (std::string("r_hp/") + file))) << file;
     EXPECT_FALSE(FileExists(dir / "r_hp/lm_mrk_qtl_001.txt"));
     EXPECT_EQ(CountOf(ReadFile(dir / "r_hp/hp_homo_mrk_001.txt"), "\n"), 1 + 5);  // header, 0, 10, 20, 30, 40
-}
-
-TEST(HistoryRun, TheSameSeedFileAndThreadCountGiveByteIdenticalResults)
-{
-    for (int threads : {1, 2}) {
-        TempDir dir;
-        ASSERT_EQ(RunParam(dir, "first", WithThreads(threads)).exitCode, 0);
-        ASSERT_EQ(RunParam(dir, "again", WithThreads(threads, "r_first/seed")).exitCode, 0);
-        SCOPED_TRACE(threads);
-        EXPECT_GE(ExpectSameResultFiles(dir / "r_first", dir / "r_again").size(), 10u);
-    }
-}
-
-TEST(HistoryRun, AnErrorMetBySeveralWorkersStopsTheRunOnce)
-{
-    // With 8 workers and about 500 crossovers per sampled gamete, every worker meets the limit
-    // of 300 in the first generation; the error is printed once, on the console and in the report.
-    std::string text = Edited(WithThreads(8), "hg_size = 60 [0] 60 [30] 40 [40];", "hg_size = 2000 [0] 2000 [2];");
-    text = Edited(Edited(text, "chrlen = 100;", "chrlen = 10000;"), "begin_chr", "mean_crossover = 5;\n   begin_chr");
-    TempDir dir;
-    for (int run = 0; run < 2; ++run) {
-        RunResult r = RunParam(dir, "hp", text, "-o");
-        EXPECT_EQ(r.exitCode, 1);
-        EXPECT_EQ(CountOf(r.err, "Error - Too many crossovers!"), 1) << r.err;
-        EXPECT_EQ(CountOf(r.err, "Aborted.\n"), 1) << r.err;
-        EXPECT_EQ(CountOf(ReadFile(dir / "r_hp/report.txt"), "Aborted.\n"), 1);
-    }
 }

@@ -94,7 +94,7 @@ TEST(LDFromGenotypes, EveryClassOfASelectedGenerationHoldsTheMeanR2OfItsPairsInT
     const std::string output = "genotype;\n  ld /maft 0.05 /max_distance 10 /nmrk 1000 /gen 0 2;\n  data;";
     RunResult r = RunParam(dir, "run",
                            "nrep = 1;\nh2 = 0.3;\nqtlh2 = 0.1;\nphvar = 1.0;\nbegin_hp;\n hg_size = 300 [0] 300 [40];\nend_hp;\n" +
-                               Population("p", HpFounders(20, 100), " ls = 2;\n ng = 2;\n begin_popoutput;\n  " + output + "\n end_popoutput;\n") +
+                               Population("p", HpFounders(20, 100), " ls = 2;\n ng = 2;\n " + PopOutput(output)) +
                                Genome(1, 30, 40, 2) + "begin_output;\n linkage_map;\nend_output;\n");
     ASSERT_EQ(r.exitCode, 0) << r.err;
     EXPECT_EQ(CountOf(r.out, ", LD "), 2);

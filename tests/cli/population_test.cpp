@@ -8,7 +8,8 @@
 
 namespace {
 
-const std::string kGenome = Genome(2, 100, 60, 6, " rmmg = 0.05 /rndg 2;\n rqge = 0.02;\n");
+const std::string kGenome =
+    Genome(2, 100, 60, 6, " rmmg = 0.05 /rndg 2;\n rqge = 0.02;\n mmutr = 0.0005;\n qmutr = 0.0005 /recurrent;\n");
 
 std::string Founders(const std::string& lines)
 {
@@ -21,7 +22,8 @@ const char* const kEveryOutput =
     " end_popoutput;\n";
 
 // One population per mating design, the last founded from two earlier ones, each writing every
-// result file, so that the genomes and values of every design reach the files.
+// result file, so that the genomes and values of every design and of the mutating historical
+// population reach the files.
 std::string EveryDesign(int threads, const std::string& seedFile)
 {
     std::string text = "nthread = " + std::to_string(threads) + ";\n";
@@ -47,7 +49,7 @@ std::string EveryDesign(int threads, const std::string& seedFile)
                                "  female [n = 20, pop = \"minf\", gen = 3] /not_founder_yet;\n"
                                "  female [n = 10, pop = \"hp\"] /not_founder_yet;\n"),
                       " ls = 2;\n ng = 2;\n" + std::string(kEveryOutput)) +
-           kGenome;
+           kGenome + "begin_output;\n hp_stat;\n linkage_map;\n allele_effect;\n monitor_hp_homo /freq 10;\nend_output;\n";
 }
 
 // The console lines of the populations' generations ("G1     Size=..." and what follows them).
@@ -97,7 +99,8 @@ TEST(PopulationRun, TheSameSeedFileAndThreadCountGiveByteIdenticalResultsForEver
         const std::set<std::string> files = ExpectSameResultFiles(dir / "r_first", dir / "r_again");
         for (const char* kind : {"crosso", "data", "stat", "mrk", "qtl", "freq_mrk", "freq_qtl", "ld_decay"})
             EXPECT_TRUE(files.count(std::string("mixed_") + kind + "_002.txt")) << kind;
-        EXPECT_TRUE(files.count("stat_rep.txt"));
+        for (const char* file : {"stat_rep.txt", "hp_stat_002.txt", "hp_homo_mrk_002.txt", "lm_qtl_002.txt", "effect_qtl_002.txt"})
+            EXPECT_TRUE(files.count(file)) << file;
     }
 }
 
@@ -112,7 +115,7 @@ TEST(PopulationRun, MissingFoundersOrProgenyStopTheRunAndKeepWhatWasWritten)
         // Population a, which writes every file, ends before b stops the run.
         {Population("a", HpFounders(2, 10), " ls = 1;\n ng = 2;\n" + std::string(kEveryOutput)) +
              Population("b", Founders("  male [n = 20, pop = \"a\", gen = 1];\n  female [n = 30, pop = \"hp\"];\n"),
-                        " ls = 1;\n ng = 1;\n begin_popoutput;\n  data;\n end_popoutput;\n"),
+                        " ls = 1;\n ng = 1;\n" + PopOutput("data;")),
          "Error - Pop \"b\": 20 males requested but "},
         // No male progeny, and the number of sires is to double: the sires cannot be replaced.
         {Population("p", HpFounders(2, 10), " ls = 2;\n pmp = 0 /fix;\n sr = 1 1;\n ng = 2;\n"),
