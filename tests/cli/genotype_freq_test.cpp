@@ -54,16 +54,13 @@ TEST(GenotypeFiles, TextCodesAndBinaryOfOneSeedHoldTheSameGenotypesWithEitherThr
 {
     const std::string genome = " rmmg = 0.1 /rndg 2;\n rmge = 0.05;\n rmqg = 0.2;\n rqge = 0.1 /rndg 0.5;\n";
     for (int threads : {1, 2}) {
+        SCOPED_TRACE(threads);
         TempDir dir;
         const std::string globals = "nthread = " + std::to_string(threads) + ";\n";
         const std::string seeded = globals + "seed = \"r_text/seed\";\n";
         ASSERT_EQ(RunParam(dir, "text", OnePopulation(globals, "genotype;", genome)).exitCode, 0);
-        for (const auto& [name, option] : {std::pair<std::string, std::string>{"again", ""}, {"code", " /snp_code"}, {"bin", " /binary"}})
+        for (const auto& [name, option] : {std::pair<std::string, std::string>{"code", " /snp_code"}, {"bin", " /binary"}})
             ASSERT_EQ(RunParam(dir, name, OnePopulation(seeded, "genotype" + option + ";", genome)).exitCode, 0);
-        for (const char* kind : {"mrk", "qtl"})
-            EXPECT_EQ(ReadFile(dir / ("r_text/a_" + std::string(kind) + "_001.txt")),
-                      ReadFile(dir / ("r_again/a_" + std::string(kind) + "_001.txt")))
-                << threads;
 
         const auto text = TextGenotypes(dir / "r_text/a_mrk_001.txt");
         const std::vector<std::string> codes = Lines(ReadFile(dir / "r_code/a_mrk_001.txt"));
