@@ -7,29 +7,17 @@
 
 namespace {
 
-const char* kHistory =
-    "nrep = 2;\nh2 = 0.3;\nqtlh2 = 0.2;\nphvar = 1.0;\n"
-    "begin_hp;\n   hg_size = 60 [0] 60 [30] 40 [40];\nend_hp;\n"
-    "begin_pop = \"p1\";\n   begin_founder;\n      male [n = 2, pop = \"hp\"];\n"
-    "      female [n = 4, pop = \"hp\"];\n   end_founder;\n   ls = 2;\n   ng = 1;\nend_pop;\n"
-    "begin_genome;\n   mmutr = 0.0005;\n   qmutr = 0.0005 /recurrent;\n"
-    "   begin_chr = 2;\n      chrlen = 100;\n      nmloci = 40;\n      mpos = rnd;\n      nma = all 2;\n"
-    "      maf = eql;\n      nqloci = 5;\n      qpos = rnd;\n      nqa = all 2;\n      qaf = eql;\n"
-    "      qae = rndg 0.4;\n   end_chr;\nend_genome;\n"
+const std::string kHistory =
+    "nthread = 2;\nnrep = 2;\nh2 = 0.3;\nqtlh2 = 0.2;\nphvar = 1.0;\nbegin_hp;\n   hg_size = 60 [0] 60 [30] 40 [40];\nend_hp;\n" +
+    Population("p1", HpFounders(2, 4), " ls = 2;\n ng = 1;\n") + Genome(2, 100, 40, 5, " mmutr = 0.0005;\n qmutr = 0.0005 /recurrent;\n") +
     "begin_output;\n   hp_stat;\n   linkage_map;\n   allele_effect;\n   monitor_hp_homo /freq 10;\nend_output;\n";
-
-std::string WithThreads(int threads, const std::string& seedFile = "")
-{
-    return (seedFile.empty() ? "" : "seed = \"" + seedFile + "\";\n") + "nthread = " + std::to_string(threads) + ";\n" +
-           kHistory;
-}
 
 }  // namespace
 
 TEST(HistoryRun, PrintsTheTableTheCountsAndTheLastGenerationOnTheConsoleAndInTheReport)
 {
     TempDir dir;
-    RunResult r = RunParam(dir, "hp", WithThreads(2));
+    RunResult r = RunParam(dir, "hp", kHistory);
     ASSERT_EQ(r.exitCode, 0) << r.err;
     std::string report = ReadFile(dir / "r_hp/report.txt");
     for (const std::string& text :
