@@ -60,6 +60,23 @@ std::string Population(const std::string& name, const std::string& founders, con
     return "begin_pop = \"" + name + "\";\n" + founders + body + "end_pop;\n";
 }
 
+std::string PopOutput(const std::string& statements)
+{
+    return " begin_popoutput;\n  " + statements + "\n end_popoutput;\n";
+}
+
+std::string TwoPopulations(const std::string& globals, int generations, const std::string& a, const std::string& b)
+{
+    const std::string last = std::to_string(generations), before = std::to_string(generations - 1);
+    return globals + "phvar = 1.0;\nbegin_hp;\n hg_size = 200 [0] 200 [5];\nend_hp;\n" +
+           Population("a", HpFounders(6, 30), " ls = 2 3 [0.5];\n ng = " + last + ";\n sr = 0.5;\n dr = 0.5;\n" + a) +
+           Population("b",
+                      " begin_founder;\n  male [n = 3, pop = \"a\", gen = " + last + "];\n  female [n = 10, pop = \"a\", gen = " +
+                          before + "];\n end_founder;\n",
+                      " ls = 2;\n ng = 2;\n" + b) +
+           Genome(2, 100, 60, 6);
+}
+
 std::set<std::string> ResultFiles(const std::string& folder)
 {
     std::set<std::string> names;

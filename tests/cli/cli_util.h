@@ -30,6 +30,12 @@ std::string Genome(int chromosomes, int length, int markers, int qtl, const std:
                    const std::string& markerAlleles = "all 2");
 std::string HpFounders(int males, int females);
 std::string Population(const std::string& name, const std::string& founders, const std::string& body);
+// The output block of a population.
+std::string PopOutput(const std::string& statements);
+// Population "a" (litters of 2 or 3, `generations` generations, half the parents replaced) from
+// the historical population of 200, and "b" (litters of 2, two generations) founded from a's last
+// two generations; `a` and `b` end their blocks, `globals` stands in front.
+std::string TwoPopulations(const std::string& globals, int generations, const std::string& a, const std::string& b);
 
 // Names of the result files (".txt", without "report.txt") in folder.
 std::set<std::string> ResultFiles(const std::string& folder);

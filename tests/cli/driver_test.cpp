@@ -42,31 +42,24 @@ TEST(Driver, RatesAndJointInbreedingAppearOnlyWhenTheyApply)
               std::string::npos);
 }
 
-TEST(Driver, EveryReplicateHasItsHeadingAndThePopulationsTheirs)
+TEST(Driver, EveryReplicateHasItsHeadingsAndTheUserCommandRunsAfterIt)
 {
     TempDir dir;
-    RunResult r = RunParam(dir, "run", Minimal("nrep = 3;\n"));
+    RunResult r = RunParam(dir, "run", Minimal("nrep = 3;\nsystem = \"echo x >> calls.txt\";\n"));
     ASSERT_EQ(r.exitCode, 0) << r.err;
     EXPECT_NE(r.out.find("~~~~~~~~~~~~~~~~~~~~~~ Replicate   2 ~~~~~~~~~~~~~~~~~~~~~~~\n"), std::string::npos);
     EXPECT_EQ(CountOf(r.out, "--------------------- Population \"p1\" ----------------------\n"), 3);
     EXPECT_EQ(CountOf(r.out, "G1     Size="), 3);
-    std::string report = ReadFile(dir / "r_run/report.txt");
-    EXPECT_NE(report.find("Replicate   3\n"), std::string::npos);
-}
+    EXPECT_NE(ReadFile(dir / "r_run/report.txt").find("Replicate   3\n"), std::string::npos);
+    EXPECT_EQ(ReadFile(dir / "calls.txt"), "x\nx\nx\n");
 
-TEST(Driver, TheUserCommandRunsAfterEveryReplicateWithItsNumber)
-{
-    TempDir dir;
+    // With /nrep the command gets the replicate's number.
     WriteFile(dir / "mark.sh", "echo done > rep$1.txt\n");
-    RunResult r = RunParam(dir, "run", Minimal("nrep = 2;\nsystem = \"sh mark.sh\" /nrep;\n"));
+    r = RunParam(dir, "numbered", Minimal("nrep = 2;\nsystem = \"sh mark.sh\" /nrep;\n"));
     ASSERT_EQ(r.exitCode, 0) << r.err;
     EXPECT_EQ(ReadFile(dir / "rep1.txt"), "done\n");
     EXPECT_EQ(ReadFile(dir / "rep2.txt"), "done\n");
     EXPECT_NE(r.out.find("System command : sh mark.sh 1\n"), std::string::npos);
-
-    r = RunParam(dir, "plain", Minimal("nrep = 2;\nsystem = \"echo x >> calls.txt\";\n"));
-    ASSERT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_EQ(ReadFile(dir / "calls.txt"), "x\nx\n");
 }
 
 TEST(Driver, TheReplicateControlFileSetsTheNumberOfReplicatesWhenItHoldsOneInRange)

@@ -100,52 +100,27 @@ TEST(OutputFolder, AnExistingFolderIsEmptiedOnlyWhenTheUserSaysSo)
     }
 }
 
-TEST(OutputFolder, DerivedFromTheBaseNameWithoutExtension)
+// The output folder lies in the working folder and holds the parameter file under its own name;
+// which name the folder takes and that a folder holding only sub-folders is used without a
+// question are unit tests of the folder functions.
+TEST(Report, HoldsDateBannerFilesTimeAndCompletion)
 {
     TempDir dir;
     mkdir((dir / "sub").c_str(), 0700);
     CopyTestParam(dir, "minimal.prm", "sub/test.prm");
     RunResult r = RunDavok(dir, "sub/test.prm");
-    EXPECT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_TRUE(FileExists(dir / "r_test/report.txt"));
-    EXPECT_EQ(ReadFile(dir / "r_test/test.prm"), TestParam("minimal.prm"));
-    EXPECT_NE(r.out.find("Output folder                    : r_test/\n"), std::string::npos);
-
-    TempDir plain;
-    CopyTestParam(plain, "minimal.prm", "test");
-    r = RunDavok(plain, "test -o");
-    EXPECT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_TRUE(FileExists(plain / "r_test/test"));
-}
-
-TEST(OutputFolder, FolderHoldingOnlySubFoldersIsUsedWithoutAQuestion)
-{
-    TempDir dir;
-    CopyTestParam(dir, "minimal.prm");
-    mkdir((dir / "r_minimal").c_str(), 0700);
-    mkdir((dir / "r_minimal/sub").c_str(), 0700);
-    RunResult r = RunDavok(dir, "minimal.prm");
-    EXPECT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_EQ(r.err.find("(Y/N)"), std::string::npos);
-    EXPECT_TRUE(FileExists(dir / "r_minimal/sub"));
-    EXPECT_TRUE(FileExists(dir / "r_minimal/report.txt"));
-}
-
-TEST(Report, HoldsDateBannerFilesTimeAndCompletion)
-{
-    TempDir dir;
-    CopyTestParam(dir, "minimal.prm");
-    RunResult r = RunDavok(dir, "minimal.prm");
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    std::string report = ReadFile(dir / "r_minimal/report.txt");
+    std::string report = ReadFile(dir / "r_test/report.txt");
     EXPECT_TRUE(std::isdigit(static_cast<unsigned char>(report[0])));
     EXPECT_NE(report.find(", 20"), std::string::npos);  // the year of the date line
-    for (const char* text : {"Version 1.10 (16-bit)  ", "Parameter file                   : minimal.prm\n",
-                             "Output folder                    : r_minimal/\n", "Overall time : "})
+    for (const char* text : {"Version 1.10 (16-bit)  ", "Parameter file                   : sub/test.prm\n",
+                             "Output folder                    : r_test/\n", "Overall time : "}) {
         EXPECT_NE(report.find(text), std::string::npos) << text;
+        EXPECT_NE(r.out.find(text), std::string::npos) << text;
+    }
     EXPECT_EQ(report.substr(report.size() - 20), "Completed normally.\n");
     EXPECT_NE(r.out.find("Completed normally.\n"), std::string::npos);
-    EXPECT_EQ(ReadFile(dir / "r_minimal/minimal.prm"), TestParam("minimal.prm"));
+    EXPECT_EQ(ReadFile(dir / "r_test/test.prm"), TestParam("minimal.prm"));
 }
 
 TEST(Memory, AGenomeLargerThanTheMemoryStopsWithTheOutOfMemoryMessage)

@@ -16,7 +16,7 @@ RunResult RunExternal(const TempDir& dir, const std::string& command)
                     "nrep = 1;\nh2 = 0.4;\nqtlh2 = 0.2;\nphvar = 2;\nno_male_rec;\nbegin_hp;\n hg_size = 200 [0] 200 [10];\nend_hp;\n" +
                         Population("p", HpFounders(4, 12),
                                    " ls = 2;\n ng = 3;\n sr = 0.5;\n dr = 0.5;\n sd = ebv /h;\n ebv_est = external_bv \"" + command +
-                                       "\";\n begin_popoutput;\n  data;\n end_popoutput;\n") +
+                                       "\";\n" + PopOutput("data;")) +
                         Genome(1, 50, 50, 5),
                     "-o");
 }

@@ -1,34 +1,23 @@
-// The historical population through the real binary: its console table and report, its result
-// files, and runs repeated from a seed file.
+// The historical population through the real binary: its console table and report and its result
+// files. Runs repeated from a seed file are the population runs' tests; an error met by several
+// workers is a unit test of the historical population.
 #include <gtest/gtest.h>
 
 #include "cli/cli_util.h"
 
 namespace {
 
-const char* kHistory =
-    "nrep = 2;\nh2 = 0.3;\nqtlh2 = 0.2;\nphvar = 1.0;\n"
-    "begin_hp;\n   hg_size = 60 [0] 60 [30] 40 [40];\nend_hp;\n"
-    "begin_pop = \"p1\";\n   begin_founder;\n      male [n = 2, pop = \"hp\"];\n"
-    "      female [n = 4, pop = \"hp\"];\n   end_founder;\n   ls = 2;\n   ng = 1;\nend_pop;\n"
-    "begin_genome;\n   mmutr = 0.0005;\n   qmutr = 0.0005 /recurrent;\n"
-    "   begin_chr = 2;\n      chrlen = 100;\n      nmloci = 40;\n      mpos = rnd;\n      nma = all 2;\n"
-    "      maf = eql;\n      nqloci = 5;\n      qpos = rnd;\n      nqa = all 2;\n      qaf = eql;\n"
-    "      qae = rndg 0.4;\n   end_chr;\nend_genome;\n"
+const std::string kHistory =
+    "nthread = 2;\nnrep = 2;\nh2 = 0.3;\nqtlh2 = 0.2;\nphvar = 1.0;\nbegin_hp;\n   hg_size = 60 [0] 60 [30] 40 [40];\nend_hp;\n" +
+    Population("p1", HpFounders(2, 4), " ls = 2;\n ng = 1;\n") + Genome(2, 100, 40, 5, " mmutr = 0.0005;\n qmutr = 0.0005 /recurrent;\n") +
     "begin_output;\n   hp_stat;\n   linkage_map;\n   allele_effect;\n   monitor_hp_homo /freq 10;\nend_output;\n";
-
-std::string WithThreads(int threads, const std::string& seedFile = "")
-{
-    return (seedFile.empty() ? "" : "seed = \"" + seedFile + "\";\n") + "nthread = " + std::to_string(threads) + ";\n" +
-           kHistory;
-}
 
 }  // namespace
 
 TEST(HistoryRun, PrintsTheTableTheCountsAndTheLastGenerationOnTheConsoleAndInTheReport)
 {
     TempDir dir;
-    RunResult r = RunParam(dir, "hp", WithThreads(2));
+    RunResult r = RunParam(dir, "hp", kHistory);
     ASSERT_EQ(r.exitCode, 0) << r.err;
     std::string report = ReadFile(dir / "r_hp/report.txt");
     for (const std::string& text :
@@ -48,46 +37,4 @@ TEST(HistoryRun, PrintsTheTableTheCountsAndTheLastGenerationOnTheConsoleAndInThe
         EXPECT_TRUE(FileExists(dir / (std::string("r_hp/") + file))) << file;
     EXPECT_FALSE(FileExists(dir / "r_hp/lm_mrk_qtl_001.txt"));
     EXPECT_EQ(CountOf(ReadFile(dir / "r_hp/hp_homo_mrk_001.txt"), "\n"), 1 + 5);  // header, 0, 10, 20, 30, 40
-}
-
-TEST(HistoryRun, TheSameSeedFileAndThreadCountGiveByteIdenticalResults)
-{
-    for (int threads : {1, 2}) {
-        TempDir dir;
-        ASSERT_EQ(RunParam(dir, "first", WithThreads(threads)).exitCode, 0);
-        ASSERT_EQ(RunParam(dir, "again", WithThreads(threads, "r_first/seed")).exitCode, 0);
-        SCOPED_TRACE(threads);
-        EXPECT_GE(ExpectSameResultFiles(dir / "r_first", dir / "r_again").size(), 10u);
-    }
-}
-
-TEST(HistoryRun, AttachRepPutsEveryReplicateIntoOneFileBehindItsHeading)
-{
-    TempDir dir;
-    RunResult r = RunParam(dir, "hp", Edited(WithThreads(1), "   hp_stat;\n", "   hp_stat;\n   attach_rep;\n"));
-    ASSERT_EQ(r.exitCode, 0) << r.err;
-    std::string stat = ReadFile(dir / "r_hp/hp_stat.txt");
-    size_t first = stat.find(std::string(32, '~') + " Replicate   1 " + std::string(33, '~') + "\n");
-    size_t second = stat.find(std::string(32, '~') + " Replicate   2 " + std::string(33, '~') + "\n");
-    EXPECT_EQ(first, 0u);
-    EXPECT_NE(second, std::string::npos);
-    EXPECT_EQ(CountOf(stat, "Statistics for the last historical generation"), 2);
-    EXPECT_FALSE(FileExists(dir / "r_hp/hp_stat_001.txt"));
-    EXPECT_EQ(CountOf(ReadFile(dir / "r_hp/lm_mrk.txt"), " Replicate "), 2);
-}
-
-TEST(HistoryRun, AnErrorMetBySeveralWorkersStopsTheRunOnce)
-{
-    // With 8 workers and about 500 crossovers per sampled gamete, every worker meets the limit
-    // of 300 in the first generation; the error is printed once, on the console and in the report.
-    std::string text = Edited(WithThreads(8), "hg_size = 60 [0] 60 [30] 40 [40];", "hg_size = 2000 [0] 2000 [2];");
-    text = Edited(Edited(text, "chrlen = 100;", "chrlen = 10000;"), "begin_chr", "mean_crossover = 5;\n   begin_chr");
-    TempDir dir;
-    for (int run = 0; run < 2; ++run) {
-        RunResult r = RunParam(dir, "hp", text, "-o");
-        EXPECT_EQ(r.exitCode, 1);
-        EXPECT_EQ(CountOf(r.err, "Error - Too many crossovers!"), 1) << r.err;
-        EXPECT_EQ(CountOf(r.err, "Aborted.\n"), 1) << r.err;
-        EXPECT_EQ(CountOf(ReadFile(dir / "r_hp/report.txt"), "Aborted.\n"), 1);
-    }
 }

@@ -98,13 +98,3 @@ TEST(ParamFileLimits, MoreThanAThousandPopulationsAreRefused)
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_EQ(r.err, "Error - Number of recent populations cannot be larger than 1000\nAborted.\n");
 }
-
-TEST(ParamFileLimits, OutputFolderNameIsNormalised)
-{
-    TempDir dir;
-    RunResult r = RunParam(dir, "run", TestParam("minimal.prm") + "begin_output;\n   output_folder = \"a//b\";\nend_output;\n");
-    EXPECT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_NE(r.out.find("Output folder                    : a/b/\n"), std::string::npos);
-    EXPECT_TRUE(FileExists(dir / "a/b/report.txt"));
-    EXPECT_TRUE(FileExists(dir / "a/b/run.prm"));
-}

@@ -12,16 +12,11 @@
 
 namespace {
 
-// Population "a" (BLUP, litters of 2 or 3, 3 generations) from the historical population; "b"
-// (no evaluation, litters of 2, 2 generations) founded from a. Both write stat and data.
+// Population "a" (BLUP, 3 generations) and "b" (no evaluation), both writing stat and data.
 std::string TwoPopulations(const std::string& globals)
 {
-    const std::string out = " begin_popoutput;\n  stat;\n  data;\n end_popoutput;\n";
-    return globals + "phvar = 1.0;\nbegin_hp;\n hg_size = 200 [0] 200 [5];\nend_hp;\n" +
-           Population("a", HpFounders(6, 30), " ls = 2 3 [0.5];\n ng = 3;\n sr = 0.5;\n dr = 0.5;\n ebv_est = blup;\n" + out) +
-           Population("b", " begin_founder;\n  male [n = 3, pop = \"a\", gen = 3];\n  female [n = 10, pop = \"a\", gen = 2];\n end_founder;\n",
-                      " ls = 2;\n ng = 2;\n" + out) +
-           Genome(2, 100, 60, 6);
+    const std::string out = PopOutput("stat;\n  data;");
+    return ::TwoPopulations(globals, 3, " ebv_est = blup;\n" + out, out);
 }
 
 using Row = std::vector<std::string>;

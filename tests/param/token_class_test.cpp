@@ -5,45 +5,28 @@
 #include "support/errmsg.h"
 #include "param/lex.h"
 
-TEST(TokenClass, IntegersAreDigitsWithinTheirRange)
+TEST(TokenClass, TokensMatchTheirClass)
 {
-    EXPECT_TRUE(MyTokenCmp("10", "inte_1_20000"));
-    EXPECT_TRUE(MyTokenCmp("20000", "inte_1_20000"));
-    EXPECT_FALSE(MyTokenCmp("20001", "inte_1_20000"));
-    EXPECT_FALSE(MyTokenCmp("0", "inte_1_20000"));
-    EXPECT_FALSE(MyTokenCmp("2.0", "inte_1_20000"));  // a point is not allowed
-    EXPECT_FALSE(MyTokenCmp("1e3", "inte_1_20000"));
-    EXPECT_FALSE(MyTokenCmp(std::string(63, '1').c_str(), "inte_1_20000"));  // beyond any integer type
-    EXPECT_FALSE(MyTokenCmp("-", "inte_-5_5"));       // a sign alone is no number
-    EXPECT_TRUE(MyTokenCmp("-5", "inte_-5_5"));
-}
-
-TEST(TokenClass, NumbersMayHaveOnePointOneExponentAndOneSign)
-{
-    EXPECT_TRUE(MyTokenCmp("0.5", "nume_0_1"));
-    EXPECT_TRUE(MyTokenCmp("1e-5", "nume_0_1"));
-    EXPECT_TRUE(MyTokenCmp("-0.5", "nume_-1_5"));
-    EXPECT_FALSE(MyTokenCmp("-1e-5", "nume_-1_5"));  // two signs
-    EXPECT_FALSE(MyTokenCmp("1.2.3", "nume_0_10"));
-    EXPECT_FALSE(MyTokenCmp("1.5", "nume_0_1"));
-    EXPECT_FALSE(MyTokenCmp("abc", "nume_0_1"));
-    EXPECT_TRUE(MyTokenCmp("0.00001", "nume_0.00001_10"));
-    EXPECT_TRUE(MyTokenCmp("12345", "nume_1_1"));  // equal bounds: no range test
-}
-
-TEST(TokenClass, StringsNamesAndWords)
-{
-    EXPECT_TRUE(MyTokenCmp("\"run 1\"", "string"));
-    EXPECT_FALSE(MyTokenCmp("\"run 1", "string"));
-    EXPECT_FALSE(MyTokenCmp("run", "string"));
-    EXPECT_TRUE(MyTokenCmp("\"hp\"", "\"hp\""));
-    EXPECT_FALSE(MyTokenCmp("\"HP\"", "\"hp\""));
-    EXPECT_TRUE(MyTokenCmp("a1.b", "varn"));
-    EXPECT_FALSE(MyTokenCmp("1a", "varn"));
-    EXPECT_TRUE(MyTokenCmp("1a.2", "alphnu"));
-    EXPECT_FALSE(MyTokenCmp("a-b", "alphnu"));
-    EXPECT_TRUE(MyTokenCmp("nrep", "nrep"));
-    EXPECT_FALSE(MyTokenCmp("nrep", "nre"));
+    const std::string tooLong(63, '1');  // beyond any integer type
+    struct Case {
+        const char *token, *tokenClass;
+        bool matches;
+    };
+    const Case cases[] = {
+        // Integers are digits within their range: no point, no exponent, not a sign alone.
+        {"10", "inte_1_20000", true}, {"20000", "inte_1_20000", true}, {"20001", "inte_1_20000", false},
+        {"0", "inte_1_20000", false}, {"2.0", "inte_1_20000", false}, {"1e3", "inte_1_20000", false},
+        {tooLong.c_str(), "inte_1_20000", false}, {"-", "inte_-5_5", false}, {"-5", "inte_-5_5", true},
+        // Numbers may have one point, one exponent and one sign; equal bounds test no range.
+        {"0.5", "nume_0_1", true}, {"1e-5", "nume_0_1", true}, {"-0.5", "nume_-1_5", true},
+        {"-1e-5", "nume_-1_5", false}, {"1.2.3", "nume_0_10", false}, {"1.5", "nume_0_1", false},
+        {"abc", "nume_0_1", false}, {"0.00001", "nume_0.00001_10", true}, {"12345", "nume_1_1", true},
+        // Strings, names and words.
+        {"\"run 1\"", "string", true}, {"\"run 1", "string", false}, {"run", "string", false},
+        {"\"hp\"", "\"hp\"", true}, {"\"HP\"", "\"hp\"", false}, {"a1.b", "varn", true}, {"1a", "varn", false},
+        {"1a.2", "alphnu", true}, {"a-b", "alphnu", false}, {"nrep", "nrep", true}, {"nrep", "nre", false},
+    };
+    for (const Case& c : cases) EXPECT_EQ(MyTokenCmp(c.token, c.tokenClass), c.matches) << c.token << " " << c.tokenClass;
 }
 
 TEST(TokenClass, BoundsComeFromTheUnderscores)

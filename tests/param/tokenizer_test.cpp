@@ -31,27 +31,25 @@ using V = std::vector<std::string>;
 
 }  // namespace
 
-TEST(Tokenizer, CaseAndSpacingDoNotMatterOutsideQuotes)
+TEST(Tokenizer, SplitsTheTextIntoWordsQuotedTextsAndSigns)
 {
-    EXPECT_EQ(Texts("NREP = 10 ;\n"), Texts("nrep=10;\n"));
-    EXPECT_EQ(Texts("NREP = 10 ;\n"), (V{"nrep", "=", "10", ";"}));
-}
-
-TEST(Tokenizer, QuotedTextKeepsCaseBlanksAndQuotes)
-{
-    EXPECT_EQ(Texts("title = \"My Run\t1\";\n"), (V{"title", "=", "\"My Run\t1\"", ";"}));
-}
-
-TEST(Tokenizer, UnclosedQuoteEndsAtTheLineEndOrBeforeASemicolon)
-{
-    EXPECT_EQ(Texts("title = \"abc\nnrep = 1;\n"), (V{"title", "=", "\"abc", "nrep", "=", "1", ";"}));
-    EXPECT_EQ(Texts("title = \"abc;\n"), (V{"title", "=", "\"abc", ";"}));
-}
-
-TEST(Tokenizer, WordsHoldSignsPointsAndUnderscores)
-{
-    EXPECT_EQ(Texts("x -0.5 1e-5 rnd_ug r1_mpos_g /binary [2],\n"),
-              (V{"x", "-0.5", "1e-5", "rnd_ug", "r1_mpos_g", "/", "binary", "[", "2", "]", ","}));
+    const std::pair<std::string, V> cases[] = {
+        // Case and spacing do not matter outside quotes.
+        {"NREP = 10 ;\n", {"nrep", "=", "10", ";"}},
+        {"nrep=10;\n", {"nrep", "=", "10", ";"}},
+        // Quoted text keeps case, blanks and quotes.
+        {"title = \"My Run\t1\";\n", {"title", "=", "\"My Run\t1\"", ";"}},
+        // An unclosed quote ends at the line end or before a semicolon.
+        {"title = \"abc\nnrep = 1;\n", {"title", "=", "\"abc", "nrep", "=", "1", ";"}},
+        {"title = \"abc;\n", {"title", "=", "\"abc", ";"}},
+        // Words hold signs, points and underscores.
+        {"x -0.5 1e-5 rnd_ug r1_mpos_g /binary [2],\n",
+         {"x", "-0.5", "1e-5", "rnd_ug", "r1_mpos_g", "/", "binary", "[", "2", "]", ","}},
+        // A block comment cuts a quoted text; one that never ends takes the rest of the file.
+        {"system = \"cat a/*b*/c\";\n", {"system", "=", "\"cat ac\"", ";"}},
+        {"system = \"ls /*.txt\";\nnrep = 1;\n", {"system", "=", "\"ls "}},
+    };
+    for (const auto& [text, tokens] : cases) EXPECT_EQ(Texts(text), tokens) << text;
 }
 
 TEST(Tokenizer, SemicolonRunsCollapseAndMarkStatementStarts)
@@ -74,13 +72,6 @@ TEST(Tokenizer, CommentsAreDroppedAndLinesStayRight)
     EXPECT_EQ(t[4].line, 4);
     EXPECT_EQ(t[4].col, 4);
     EXPECT_EQ(t[5].col, 7);  // a tab counts as one column
-}
-
-TEST(Tokenizer, ABlockCommentCutsAQuotedText)
-{
-    EXPECT_EQ(Texts("system = \"cat a/*b*/c\";\n"), (V{"system", "=", "\"cat ac\"", ";"}));
-    // A comment that never ends takes the rest of the file.
-    EXPECT_EQ(Texts("system = \"ls /*.txt\";\nnrep = 1;\n"), (V{"system", "=", "\"ls "}));
 }
 
 TEST(Tokenizer, ATokenLongerThanTheBufferIsRefused)

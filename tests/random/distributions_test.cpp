@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 #include <string>
+#include <vector>
 
 #include "random/random_test_util.h"
 #include "random/rnd.h"
@@ -38,6 +40,8 @@ TEST(Methods, EachDrawsItsNumberOfUniforms)
         {"binomial of 24 trials: one uniform per trial, p 0.3", [](CMyRnd& g) { return g.BinomialRnd(0.3, 24); },
          [](int) { return 24; }, 24, 1},
         {"binomial of 24 trials, p 0.9", [](CMyRnd& g) { return g.BinomialRnd(0.9, 24); }, [](int) { return 24; }, 24, 1},
+        {"Poisson below twelve: multiplication, one uniform per event and one to stop",
+         [](CMyRnd& g) { return g.PoissRnd(11.999); }, [](int k) { return k + 1; }, 1000, 1000},
         {"binomial with n p = 0.5: multiplication, one uniform per success and one to stop",
          [](CMyRnd& g) { return g.BinomialRnd(0.01, 50); }, [](int k) { return k + 1; }, 50, 1000},
     };
@@ -55,25 +59,18 @@ TEST(Methods, EachDrawsItsNumberOfUniforms)
     }
 }
 
-TEST(Poisson, MeansBelowTwelveMultiplyUniformsAndFromTwelveOnReject)
+TEST(Poisson, FromAMeanOfTwelveOnRejectionTakesFarFewerUniformsThanMultiplying)
 {
     CMyRnd gen;
     gen.InitSeed(12UL);
-    long multiplied = 0, rejected = 0, countsOfTwelve = 0;
+    int rejected = 0;
     for (int i = 0; i < 1000; ++i) {
         CMyRnd before = gen;
-        int k = gen.PoissRnd(11.999);
-        ASSERT_EQ(OutputsBetween(before, gen), k + 1);  // one uniform per event, one to stop
-        multiplied += k + 1;
-    }
-    for (int i = 0; i < 1000; ++i) {
-        CMyRnd before = gen;
-        countsOfTwelve += gen.PoissRnd(12.0);
+        gen.PoissRnd(12.0);
         rejected += OutputsBetween(before, gen);
     }
-    // Rejection needs about two uniforms per trial and rarely more than two trials.
-    EXPECT_LT(rejected, multiplied / 3);
-    EXPECT_NEAR(countsOfTwelve / 1000.0, 12.0, 4.0 * std::sqrt(12.0 / 1000));
+    // Multiplying would take 13 uniforms a draw; rejection about two a trial, rarely two trials.
+    EXPECT_LT(rejected, 13000 / 3);
 }
 
 TEST(Poisson, ANegativeMeanStopsTheRun)
@@ -87,7 +84,7 @@ TEST(Poisson, ANegativeMeanStopsTheRun)
         "Error - in PoissRnd - The mean of Poisson should be equal to or larger than zero.\nAborted.\n");
 }
 
-TEST(Binomial, ProbabilityAboveOneHalfCountsTheFailuresOfTheMirroredDraw)
+TEST(Binomial, AboveOneHalfMirrorsTheDrawAndCertainImpossibleOrNoTrialsNeedNoChance)
 {
     CMyRnd gen;
     gen.InitSeed(15UL);
@@ -96,16 +93,9 @@ TEST(Binomial, ProbabilityAboveOneHalfCountsTheFailuresOfTheMirroredDraw)
         ASSERT_EQ(gen.BinomialRnd(0.7, 100), 100 - mirror.BinomialRnd(0.3, 100));
         ASSERT_TRUE(SamePosition(gen, mirror));
     }
-}
-
-TEST(Binomial, CertainAndImpossibleTrialsAndNoTrials)
-{
-    CMyRnd gen;
-    gen.InitSeed(16UL);
     for (int n : {10, 100}) {
-        SCOPED_TRACE(n);
-        EXPECT_EQ(gen.BinomialRnd(0.0, n), 0);
-        EXPECT_EQ(gen.BinomialRnd(1.0, n), n);
+        EXPECT_EQ(gen.BinomialRnd(0.0, n), 0) << n;
+        EXPECT_EQ(gen.BinomialRnd(1.0, n), n) << n;
     }
     CMyRnd before = gen;
     EXPECT_EQ(gen.BinomialRnd(0.4, 0), 0);
@@ -117,12 +107,10 @@ TEST(Gamma, ShapeBelowOneLeavesTheMemoOfTheLargeShapeMethod)
     CMyRnd gen;
     gen.InitSeed(17UL);
     EXPECT_EQ(gen.GammaShapeMemo(), 0.0);
-    gen.GRand(2.0);
-    EXPECT_EQ(gen.GammaShapeMemo(), 2.0);
-    for (int i = 0; i < 50; ++i) gen.GRand(0.5);
-    EXPECT_EQ(gen.GammaShapeMemo(), 2.0);
-    gen.GRand(3.0);
-    EXPECT_EQ(gen.GammaShapeMemo(), 3.0);
+    for (double shape : {2.0, 0.5, 3.0}) {
+        for (int i = 0; i < 50; ++i) gen.GRand(shape);
+        EXPECT_EQ(gen.GammaShapeMemo(), shape < 1 ? 2.0 : shape) << shape;
+    }
 }
 
 // The memo fields only save work: after other arguments were used in between, a deviate equals
@@ -158,53 +146,42 @@ TEST(Memo, RememberedConstantsGiveTheSameDeviatesAsAFreshGenerator)
     }
 }
 
-// --- Moments over one million draws, within four standard errors ---
+// --- Moments over one million draws ---
 
-TEST(Normal, HasMeanZeroAndVarianceOne)
+// Mean and variance within four standard errors of the theory; mu4 is the distribution's fourth
+// central moment, which sets the standard error of the sample variance.
+TEST(Moments, EveryDistributionAndMethodHasItsMeanAndVariance)
 {
+    struct Case {
+        std::string name;
+        std::function<double(CMyRnd&)> draw;
+        double mean, var, mu4;
+    };
+    std::vector<Case> cases = {{"normal", [](CMyRnd& g) { return g.NRand(); }, 0.0, 1.0, 3.0}};
+    // Gamma 0.4 and 0.9: method GS; 1 to 3.686, 3.7 to 13.022 and 13.5 up: the three constant sets.
+    for (double a : {0.4, 0.9, 1.0, 3.686, 3.7, 5.0, 13.5, 20.0})
+        cases.push_back({"gamma " + std::to_string(a), [a](CMyRnd& g) { return g.GRand(a); }, a, a, 3.0 * a * a + 6.0 * a});
+    for (double m : {0.5, 5.0, 11.999, 12.0, 100.0})
+        cases.push_back({"Poisson " + std::to_string(m), [m](CMyRnd& g) { return double(g.PoissRnd(m)); }, m, m, m + 3.0 * m * m});
+    // Binomial: direct (n <= 24), rejection (n p >= 1), mirrored (p > 0.5), and with n p < 1
+    // multiplication, which draws a Poisson count of mean n p (capped at n): its variance is n p.
+    for (auto [p, n] : {std::pair<double, int>{0.3, 20}, {0.2, 100}, {0.7, 100}, {0.95, 500}, {0.01, 50}}) {
+        const double mean = n * p, pq = p * (mean < 1 ? 1.0 : 1.0 - p), var = n * pq;
+        const double mu4 = mean < 1 ? mean + 3.0 * mean * mean : var * (1.0 + 3.0 * (n - 2) * pq);
+        cases.push_back({"binomial " + std::to_string(p) + " " + std::to_string(n),
+                         [p = p, n = n](CMyRnd& g) { return double(g.BinomialRnd(p, n)); }, mean, var, mu4});
+    }
     CMyRnd gen;
     gen.InitSeed(21UL);
-    ExpectMoments(SampleMoments(kDraws, [&] { return gen.NRand(); }), kDraws, 0.0, 1.0, 3.0);
-}
-
-TEST(Gamma, EveryShapeRangeHasMeanAndVarianceEqualToTheShape)
-{
-    CMyRnd gen;
-    gen.InitSeed(22UL);
-    // 0.4 and 0.9: method GS; 1 to 3.686, 3.7 to 13.022 and 13.5 up: the three constant sets.
-    for (double a : {0.4, 0.9, 1.0, 3.686, 3.7, 5.0, 13.5, 20.0}) {
-        SCOPED_TRACE("shape " + std::to_string(a));
-        Moments m = SampleMoments(kDraws, [&] { return gen.GRand(a); });
-        ExpectMoments(m, kDraws, a, a, 3.0 * a * a + 6.0 * a);
-    }
-}
-
-TEST(Poisson, MeanAndVarianceEqualTheMeanOnBothSidesOfTwelve)
-{
-    CMyRnd gen;
-    gen.InitSeed(23UL);
-    for (double mean : {0.5, 5.0, 11.999, 12.0, 100.0}) {
-        SCOPED_TRACE("mean " + std::to_string(mean));
-        Moments m = SampleMoments(kDraws, [&] { return double(gen.PoissRnd(mean)); });
-        ExpectMoments(m, kDraws, mean, mean, mean + 3.0 * mean * mean);
-    }
-}
-
-TEST(Binomial, MeanAndVarianceMatchForEveryMethod)
-{
-    CMyRnd gen;
-    gen.InitSeed(24UL);
-    struct Case {
-        double p;
-        int n;
-    };
-    // Direct (n <= 24), rejection (n p >= 1), mirrored (p > 0.5), and with n p < 1 multiplication,
-    // which draws a Poisson count of mean n p (capped at n): its variance is n p, not n p (1 - p).
-    for (Case c : {Case{0.3, 20}, Case{0.2, 100}, Case{0.7, 100}, Case{0.95, 500}, Case{0.01, 50}}) {
-        SCOPED_TRACE("p " + std::to_string(c.p) + " n " + std::to_string(c.n));
-        const double mean = c.n * c.p, pq = c.p * (c.n * c.p < 1 ? 1.0 : 1.0 - c.p), var = c.n * pq;
-        const double mu4 = c.n * c.p < 1 ? mean + 3.0 * mean * mean : var * (1.0 + 3.0 * (c.n - 2) * pq);
-        Moments m = SampleMoments(kDraws, [&] { return double(gen.BinomialRnd(c.p, c.n)); });
-        ExpectMoments(m, kDraws, mean, var, mu4);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        double mean = 0.0, m2 = 0.0;  // Welford
+        for (long i = 1; i <= kDraws; ++i) {
+            const double value = c.draw(gen), delta = value - mean;
+            mean += delta / i;
+            m2 += delta * (value - mean);
+        }
+        EXPECT_NEAR(mean, c.mean, 4.0 * std::sqrt(c.var / kDraws)) << "mean";
+        EXPECT_NEAR(m2 / (kDraws - 1), c.var, 4.0 * std::sqrt((c.mu4 - c.var * c.var) / kDraws)) << "variance";
     }
 }

@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <sstream>
 #include <string>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
@@ -108,26 +109,37 @@ TEST_F(SeedFiles, TheFileHasAHeaderAndSeventyEightLinesOfEightRightAlignedNumber
 
 TEST_F(SeedFiles, DamagedOrMissingSeedFilesStopTheRun)
 {
-    std::string good = SeedFileText(32UL);
-    std::string allButLast = good.substr(0, good.find_last_of(' ') + 1);
+    const std::string good = SeedFileText(32UL), numbers = good.substr(good.find('\n') + 1);
+    const std::string allButLast = good.substr(0, good.find_last_of(' ') + 1);
+    auto firstNumberAs = [&](const std::string& by) {
+        return "State vector for MT19937:\n" + by + numbers.substr(numbers.find(' ', numbers.find_first_not_of(' ')));
+    };
     WriteFile("largest", allButLast + "4294967295\n");
     EXPECT_EQ(FromFile("largest").Get_mt()[623], 4294967295UL);
 
-    // Without its header the first line of numbers is skipped and 616 remain.
-    WriteFile("headless", good.substr(good.find('\n') + 1));
-    WriteFile("too_large", allButLast + "4294967296\n");
-    WriteFile("cut", good.substr(0, good.size() - 1));
+    const std::string invalid = "Error - Invalid seed number in [";
     struct Case {
-        const char* file;
-        const char* err;
+        std::string file, content, err;
     };
-    for (Case c : {Case{"headless", "Error - Invalid seed number in [headless]\n"},
-                   Case{"too_large", "Error - Invalid seed number in [too_large]\n"},
-                   Case{"cut", "Last line of file \"cut\" ends without a newline.\n"},
-                   Case{"nowhere/seed",
-                        "Error - Could not open the seedfile [nowhere/seed]; No such file or directory.\n"}}) {
+    const Case cases[] = {
+        // Without its header the first line of numbers is skipped and 616 remain.
+        {"headless", numbers, invalid + "headless]\n"},
+        {"short", "State vector for MT19937:\n1 2 3\n", invalid + "short]\n"},
+        {"last too large", allButLast + "4294967296\n", invalid + "last too large]\n"},
+        {"first too large", firstNumberAs("4294967296"), invalid + "first too large]\n"},
+        {"negative", firstNumberAs("-5"), invalid + "negative]\n"},
+        {"letter", firstNumberAs("x12"), invalid + "letter]\n"},
+        {"binary", ReadFile("/bin/true").substr(0, 9000) + "\n", invalid + "binary]\n"},
+        {"half", good.substr(0, good.size() / 2) + "\n", invalid + "half]\n"},
+        {"cut", good.substr(0, good.size() - 1), "Last line of file \"cut\" ends without a newline.\n"},
+        {"folder", "", "Could not open [folder]; Is a directory\n"},
+        {"nowhere/seed", "", "Error - Could not open the seedfile [nowhere/seed]; No such file or directory.\n"},
+    };
+    mkdir("folder", 0700);
+    for (const Case& c : cases) {
         SCOPED_TRACE(c.file);
-        ExpectStops([&] { CMyRnd().ReadSeedAndInit(c.file); }, std::string(c.err) + "Aborted.\n");
+        if (!c.content.empty()) WriteFile(c.file, c.content);
+        ExpectStops([&] { CMyRnd().ReadSeedAndInit(c.file.c_str()); }, c.err + "Aborted.\n");
     }
 }
 
@@ -144,19 +156,6 @@ TEST_F(SeedFiles, ClockSeedingWritesThePreviousRunFileAndReleasesTheLock)
         EXPECT_TRUE(PrevRunFileHoldsClock(before) || PrevRunFileHoldsClock(after));
         EXPECT_TRUE(SamePosition(gen, FromFile("seed.prv")));
     }
-}
-
-TEST_F(SeedFiles, AStaleLockStopsClockSeedingWithTwoMessages)
-{
-    WriteFile("seed.lck", "seed.prv file is locked.\n");
-    ExpectStops(
-        [] {
-            CMyRnd gen;
-            gen.InitSeed();
-        },
-        "Error - Seed file [seed.prv] is apparently being used by another process in this directory.\n"
-        "If this is not true, remove [seed.lck] and retry.\n");
-    EXPECT_FALSE(FileExists("seed.prv"));
 }
 
 TEST_F(SeedFiles, TheLockNamesTheSeedFileAndAVanishedLockOrAnUnwritableFileIsACountedWarning)
@@ -177,25 +176,22 @@ TEST_F(SeedFiles, TheLockNamesTheSeedFileAndAVanishedLockOrAnUnwritableFileIsACo
     EXPECT_EQ(NoWarn, warnings + 2);
 }
 
-TEST_F(SeedFiles, ASecondClockSeedingWithinTheSameSecondStops)
+TEST_F(SeedFiles, ClockSeedingStopsPastAStaleLockOrASecondTimeWithinTheSameSecond)
 {
-    // Both seedings must fall in one clock second. If a second boundary passed between them
-    // the second one rightly succeeds, and the test is repeated once.
-    for (int attempt = 0; attempt < 2; ++attempt) {
-        remove("seed.prv");
-        time_t start = time(nullptr);
-        CMyRnd first;
-        Seed(first);
-        ChildResult second = RunInChild([] {
-            CMyRnd gen;
-            gen.InitSeed();
-        });
-        if (time(nullptr) != start && attempt == 0) continue;
-        EXPECT_EQ(second.exitCode, 1);
-        EXPECT_EQ(second.err, "Error - Failed to initialize seed for random number generator\nAborted.\n");
-        EXPECT_FALSE(FileExists("seed.lck"));
-        return;
-    }
+    WriteFile("seed.lck", "seed.prv file is locked.\n");
+    ExpectStops([] { CMyRnd().InitSeed(); },
+                "Error - Seed file [seed.prv] is apparently being used by another process in this directory.\n"
+                "If this is not true, remove [seed.lck] and retry.\n");
+    EXPECT_FALSE(FileExists("seed.prv"));
+    ASSERT_TRUE(FileExists("seed.lck")) << "a lock the run did not take is not its to remove";
+    remove("seed.lck");
+
+    // Both seedings fall in one clock second when they start right after it begins.
+    for (time_t start = time(nullptr); time(nullptr) == start;) usleep(1000);
+    CMyRnd first;
+    Seed(first);
+    ExpectStops([] { CMyRnd().InitSeed(); }, "Error - Failed to initialize seed for random number generator\nAborted.\n");
+    EXPECT_FALSE(FileExists("seed.lck"));
 }
 
 TEST_F(SeedFiles, OfRunsTakingTheLockAtOnceExactlyOneGetsIt)

@@ -41,16 +41,6 @@ TEST(Messages, CollectedWarningsArePrefixedAndDumpedOnce)
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
-TEST(Messages, AbortPrintsCollectedWarningsFirstAndExitsWithOne)
-{
-    EXPECT_EXIT(
-        {
-            PW.Warn("Warning - collected\n");
-            Abort("Error - %s\n", "stop");
-        },
-        testing::ExitedWithCode(1), "Warning - collected\nError - stop\nAborted.\n");
-}
-
 // The fuzz target reads input after input in one process: a throwing replacement of the exit
 // must leave Abort after the message, with the collected warnings dumped and the report detached.
 TEST(Messages, AbortEndsThroughAReplacedExit)
@@ -72,7 +62,7 @@ TEST(Messages, AbortEndsThroughAReplacedExit)
         testing::ExitedWithCode(3), "Error - thrown\nAborted.\ncaught 1, 0 held, report detached\n");
 }
 
-TEST(Messages, AbortWritesTheMessageIntoAnOpenReport)
+TEST(Messages, AbortPrintsCollectedWarningsFirstIntoTheOpenReportTooAndExitsWithOne)
 {
     TempDir dir;
     std::string path = dir / "report.txt";
@@ -80,10 +70,11 @@ TEST(Messages, AbortWritesTheMessageIntoAnOpenReport)
         {
             rptfp = fopen(path.c_str(), "w");
             fputs("before\n", rptfp);
-            Abort("Error - in report\n");
+            PW.Warn("Warning - collected\n");
+            Abort("Error - %s\n", "stop");
         },
-        testing::ExitedWithCode(1), "Error - in report");
-    EXPECT_EQ(ReadFile(path), "before\nError - in report\nAborted.\n");
+        testing::ExitedWithCode(1), "Warning - collected\nError - stop\nAborted.\n$");
+    EXPECT_EQ(ReadFile(path), "before\n" + std::string(progname) + ": Warning - collected\nError - stop\nAborted.\n");
 }
 
 TEST(Messages, TooManyCollectedWarningsEndTheRunAndOneLargerThanTheRoomIsCutNotOverrun)

@@ -6,7 +6,7 @@
 
 #include "support/numbers.h"
 
-TEST(FormatNum, GroupsDigitsByThousands)
+TEST(FormatNum, GroupsDigitsByThousandsInOneOfFifteenBuffers)
 {
     EXPECT_STREQ(FormatNum(0), "0");
     EXPECT_STREQ(FormatNum(999), "999");
@@ -14,10 +14,8 @@ TEST(FormatNum, GroupsDigitsByThousands)
     EXPECT_STREQ(FormatNum(123456), "123,456");
     EXPECT_STREQ(FormatNum(1234567), "1,234,567");
     EXPECT_STREQ(FormatNum(ULLONG_MAX), "18,446,744,073,709,551,615");
-}
 
-TEST(FormatNum, FifteenResultsStayValidAndTheSixteenthReusesTheFirstBuffer)
-{
+    // Fifteen results stay valid and the sixteenth reuses the first buffer.
     const char* results[16];
     for (int i = 0; i < 16; ++i) results[i] = FormatNum(1000 + i);
     for (int i = 1; i < 15; ++i) EXPECT_EQ(std::string(results[i]), "1," + std::to_string(1000 + i).substr(1)) << i;
@@ -25,7 +23,7 @@ TEST(FormatNum, FifteenResultsStayValidAndTheSixteenthReusesTheFirstBuffer)
     EXPECT_STREQ(results[0], "1,015");
 }
 
-TEST(Rounding, MyRoundHalfUpOrTruncatingAndRoundDoubleHalvesAwayFromZero)
+TEST(Rounding, MyRoundHalfUpOrTruncatingRoundDoubleHalvesAwayFromZeroAndMyDVDAvoidsZero)
 {
     EXPECT_EQ(MyRound(2.5), 3);
     EXPECT_EQ(MyRound(2.49), 2);
@@ -37,10 +35,7 @@ TEST(Rounding, MyRoundHalfUpOrTruncatingAndRoundDoubleHalvesAwayFromZero)
     EXPECT_DOUBLE_EQ(RoundDouble(-1.235, 2), -1.24);
     EXPECT_DOUBLE_EQ(RoundDouble(12.345678, 5), 12.34568);
     EXPECT_DOUBLE_EQ(RoundDouble(0.0, 5), 0.0);
-}
-
-TEST(MyDVD, DividesExceptByAlmostZero)
-{
+    // MyDVD divides except by almost zero.
     EXPECT_EQ(MyDVD(1, 1e-13), 0);
     EXPECT_EQ(MyDVD(1, -1e-13), 0);
     EXPECT_DOUBLE_EQ(MyDVD(1, 4), 0.25);
