@@ -1,21 +1,9 @@
-// Runs with the statements that change how individuals are made: X chromosomes, a pedigree
-// across populations and skipped inbreeding.
+// Runs with the statements that change how individuals are made: X chromosomes and skipped
+// inbreeding (a pedigree across populations is checked by the BLUP of a joint pedigree in
+// evaluation/ebv_test and by the joint inbreeding of breeding/inbred_test).
 #include <gtest/gtest.h>
 
 #include "breeding/population_test_util.h"
-
-namespace {
-
-// Population "b" founded from generation 2 of "a": its founders are relatives.
-std::string TwoPopulations(const std::string& globals)
-{
-    std::string a = PopBlock("a", 4, 12, "ls = 4; ng = 2; sr = 1; dr = 1;");
-    std::string b = "begin_pop = \"b\";\n begin_founder;\n  male [n = 4, pop = \"a\", gen = 2];\n"
-                    "  female [n = 12, pop = \"a\", gen = 2];\n end_founder;\n ls = 2;\n ng = 1;\nend_pop;\n";
-    return PopulationParam(a + b, 3, "h2 = 0.4; qtlh2 = 0.2; phvar = 2; " + globals);
-}
-
-}  // namespace
 
 TEST(PopulationForms, AMalesXChromosomeHoldsTwoCopiesOfHisDamsX)
 {
@@ -38,22 +26,6 @@ TEST(PopulationForms, AMalesXChromosomeHoldsTwoCopiesOfHisDamsX)
         }
     });
     EXPECT_GT(males, 0);
-}
-
-TEST(PopulationForms, AJointPedigreeSeesTheRelationshipsOfFoundersFromAnotherPopulation)
-{
-    // Without joint_pop the founders of "b" have unknown parents and their progeny F = 0.
-    double separate = 0, joint = 0;
-    RunPopulations(TwoPopulations(""), 12, 1, [&](const CPopulation& p, int) {
-        if (p.prm.name == "b") separate += MeanF(p, 1);
-    });
-    RunPopulations(TwoPopulations("joint_pop;"), 12, 1, [&](const CPopulation& p, int) {
-        if (p.prm.name != "b") return;
-        joint += MeanF(p, 1);
-        for (int i = 0; i < p.nFounderPlaced; ++i) EXPECT_GT(p.indiv[i].sire->id, 0);
-    });
-    EXPECT_EQ(separate, 0);
-    EXPECT_GT(joint, 0.05);  // founders are full and half sibs of a population of 16 parents
 }
 
 TEST(PopulationForms, SkippedInbreedingLeavesEveryCoefficientZero)

@@ -32,15 +32,20 @@ struct Generation {
 
 }  // namespace
 
-TEST(SortLastGeneration, RandomOrderIsAPermutation)
+TEST(SortLastGeneration, RandomOrderIsAPermutationAndTiesAreShuffledUnlessShufflingIsOff)
 {
     MyRnd.InitSeed(1);
-    Generation g(50);
+    Generation g(50), tied(30), kept(30);
     CSort::SortLHG(&g.hp, kRnd, true, false);
     std::vector<int> ids = g.Ids(), all(50);
     std::iota(all.begin(), all.end(), 0);
     EXPECT_TRUE(std::is_permutation(ids.begin(), ids.end(), all.begin(), all.end()));
     EXPECT_NE(ids, all);
+    for (Generation* t : {&tied, &kept})
+        for (SRec& r : t->recs) r.phen = 1;
+    CSort::SortLHG(&tied.hp, kPhen, true, false);
+    CSort::SortLHG(&kept.hp, kPhen, true, true);
+    EXPECT_NE(tied.Ids(), kept.Ids());
 }
 
 TEST(SortLastGeneration, PhenotypeAndTrueValueOrderHighestOrLowestFirst)
@@ -51,17 +56,6 @@ TEST(SortLastGeneration, PhenotypeAndTrueValueOrderHighestOrLowestFirst)
     for (size_t i = 1; i < g.hp.lastGen.size(); ++i) EXPECT_GE(g.hp.lastGen[i - 1]->phen, g.hp.lastGen[i]->phen);
     CSort::SortLHG(&g.hp, kTbv, false, true);
     for (size_t i = 1; i < g.hp.lastGen.size(); ++i) EXPECT_LE(g.hp.lastGen[i - 1]->Tbv(), g.hp.lastGen[i]->Tbv());
-}
-
-TEST(SortLastGeneration, EqualPhenotypesComeInRandomOrderUnlessShufflingIsOff)
-{
-    Generation a(30), b(30);
-    for (SRec& r : a.recs) r.phen = 1;
-    for (SRec& r : b.recs) r.phen = 1;
-    MyRnd.InitSeed(3);
-    CSort::SortLHG(&a.hp, kPhen, true, false);
-    CSort::SortLHG(&b.hp, kPhen, true, true);
-    EXPECT_NE(a.Ids(), b.Ids());
 }
 
 TEST(SortLastGeneration, BreedingValuesAreRefused)

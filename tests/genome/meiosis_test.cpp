@@ -9,52 +9,28 @@
 #include "history/history_test_util.h"
 #include "param/param_test_util.h"
 
-namespace {
-
-// Loci at the given positions (cM), in map order.
-struct Map {
-    std::vector<double> pos;
-    explicit Map(std::vector<double> positions) : pos(std::move(positions)) {}
-};
-
-std::vector<uint16_t> Gamete(const Map& m, std::vector<double> xs, int startMaternal = 0)
+TEST(Gamete, SegmentsSwitchAtCrossoversALocusAtACrossoverStaysLeftAndBinarySearchFindsIt)
 {
-    std::vector<uint16_t> pat(m.pos.size(), 1), mat(m.pos.size(), 2), out(m.pos.size(), 0);
-    CopyGamete(pat.data(), mat.data(), startMaternal, xs.data(), static_cast<int>(xs.size()), m.pos.data(),
-               static_cast<int>(m.pos.size()), out.data());
-    return out;
-}
-
-using A = std::vector<uint16_t>;
-
-}  // namespace
-
-TEST(Gamete, SegmentsSwitchAtCrossoversAndALocusAtACrossoverStaysLeft)
-{
-    Map m({10, 20, 30, 40, 50});
-    EXPECT_EQ(Gamete(m, {}), (A{1, 1, 1, 1, 1}));
-    EXPECT_EQ(Gamete(m, {}, 1), (A{2, 2, 2, 2, 2}));
-    EXPECT_EQ(Gamete(m, {25}), (A{1, 1, 2, 2, 2}));
-    EXPECT_EQ(Gamete(m, {20}), (A{1, 1, 2, 2, 2}));
-    EXPECT_EQ(Gamete(m, {15, 45}), (A{1, 2, 2, 2, 1}));
-}
-
-TEST(Gamete, CrossoversOutsideTheLociOrBetweenTheSameNeighboursChangeNothing)
-{
-    Map m({10, 20, 30});
-    EXPECT_EQ(Gamete(m, {5}), (A{1, 1, 1}));
-    EXPECT_EQ(Gamete(m, {35}), (A{1, 1, 1}));
-    EXPECT_EQ(Gamete(m, {22, 25}), (A{1, 1, 1}));
-    EXPECT_EQ(Gamete(m, {22, 24, 26}), (A{1, 1, 2}));
-}
-
-TEST(Gamete, BinarySearchFindsTheLastLocusAtOrBeforeAPosition)
-{
-    Map m({10, 20, 30});
-    EXPECT_EQ(LPos_BinarySearch(3, 9.99, m.pos.data()), -1);
-    EXPECT_EQ(LPos_BinarySearch(3, 10, m.pos.data()), 0);
-    EXPECT_EQ(LPos_BinarySearch(3, 29.9, m.pos.data()), 1);
-    EXPECT_EQ(LPos_BinarySearch(3, 100, m.pos.data()), 2);
+    // Paternal alleles 1, maternal 2; crossovers outside the loci or between the same
+    // neighbours change nothing.
+    const std::vector<double> pos = {10, 20, 30, 40, 50};
+    struct Case {
+        std::vector<double> xs;
+        int startMaternal;
+        std::vector<uint16_t> gamete;
+    } cases[] = {{{}, 0, {1, 1, 1, 1, 1}},     {{}, 1, {2, 2, 2, 2, 2}},         {{25}, 0, {1, 1, 2, 2, 2}},
+                 {{20}, 0, {1, 1, 2, 2, 2}},   {{15, 45}, 0, {1, 2, 2, 2, 1}},   {{5}, 0, {1, 1, 1, 1, 1}},
+                 {{55}, 0, {1, 1, 1, 1, 1}},   {{22, 25}, 0, {1, 1, 1, 1, 1}},   {{22, 24, 26}, 0, {1, 1, 2, 2, 2}}};
+    for (Case& c : cases) {
+        std::vector<uint16_t> pat(pos.size(), 1), mat(pos.size(), 2), out(pos.size(), 0);
+        CopyGamete(pat.data(), mat.data(), c.startMaternal, c.xs.data(), static_cast<int>(c.xs.size()), pos.data(),
+                   static_cast<int>(pos.size()), out.data());
+        EXPECT_EQ(out, c.gamete) << c.xs.size() << " crossovers from " << c.startMaternal;
+    }
+    EXPECT_EQ(LPos_BinarySearch(3, 9.99, pos.data()), -1);
+    EXPECT_EQ(LPos_BinarySearch(3, 10, pos.data()), 0);
+    EXPECT_EQ(LPos_BinarySearch(3, 29.9, pos.data()), 1);
+    EXPECT_EQ(LPos_BinarySearch(3, 100, pos.data()), 2);
 }
 
 TEST(Crossovers, PositionsAreDistinctSortedAndInsideTheChromosome)

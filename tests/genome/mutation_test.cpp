@@ -80,22 +80,20 @@ std::vector<uint16_t> Labels(std::initializer_list<int> l) { return {l.begin(), 
 
 TEST(Split2Index, SharesOfAtLeastTwentyWithTheRemainderInTheLast)
 {
-    SIndex parts[4];
-    int n = 4;
-    Split2Index(parts, 0, 49, n, 20);
-    ASSERT_EQ(n, 2);
-    EXPECT_EQ(parts[0].first, 0); EXPECT_EQ(parts[0].last, 24);
-    EXPECT_EQ(parts[1].first, 25); EXPECT_EQ(parts[1].last, 49);
-    n = 3;
-    Split2Index(parts, 0, 99, n, 20);
-    ASSERT_EQ(n, 3);
-    EXPECT_EQ(parts[0].first, 0); EXPECT_EQ(parts[0].last, 32);
-    EXPECT_EQ(parts[1].first, 33); EXPECT_EQ(parts[1].last, 65);
-    EXPECT_EQ(parts[2].first, 66); EXPECT_EQ(parts[2].last, 99);
-    n = 4;
-    Split2Index(parts, 5, 14, n, 20);
-    ASSERT_EQ(n, 1);
-    EXPECT_EQ(parts[0].first, 5); EXPECT_EQ(parts[0].last, 14);
+    struct Case {
+        int first, last, asked;
+        std::vector<int> lasts;  // the last index of each share
+    } cases[] = {{0, 49, 4, {24, 49}}, {0, 99, 3, {32, 65, 99}}, {5, 14, 4, {14}}};
+    for (const Case& c : cases) {
+        SIndex parts[4];
+        int n = c.asked;
+        Split2Index(parts, c.first, c.last, n, 20);
+        ASSERT_EQ(n, static_cast<int>(c.lasts.size())) << c.last;
+        for (int k = 0; k < n; ++k) {
+            EXPECT_EQ(parts[k].first, k ? c.lasts[k - 1] + 1 : c.first) << c.last << " share " << k;
+            EXPECT_EQ(parts[k].last, c.lasts[k]) << c.last << " share " << k;
+        }
+    }
 }
 
 TEST(Mutation, RecurrentMutationMovesBetweenExistingAllelesOnly)

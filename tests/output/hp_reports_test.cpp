@@ -33,11 +33,9 @@ void HPStat(SimClass& sim) { SaveHPStat(sim.Output(), sim.hp, sim.mutation, 0.1,
 // A second chromosome of 10 cM with two markers, no QTL and the given map statement.
 std::pair<std::string, std::string> SecondChromosome(const std::string& mapStatement)
 {
-    return {"   end_chr;\nend_genome;",
-            "   end_chr;\n   begin_chr = 1;\n      chrlen = 10;\n      " + mapStatement +
-                "\n      nmloci = 2;\n      mpos = even;\n      nma = all 2;\n      maf = eql;\n"
-                "      nqloci = 0;\n      qpos = rnd;\n      nqa = all 2;\n      qaf = eql;\n      qae = rndg 0.4;\n"
-                "   end_chr;\nend_genome;"};
+    return {"   end_chr;\nend_genome;", "   end_chr;\n   begin_chr = 1; chrlen = 10; " + mapStatement +
+                                               " nmloci = 2; mpos = even; nma = all 2; maf = eql; nqloci = 0; qpos = rnd;"
+                                               " nqa = all 2; qaf = eql; qae = rndg 0.4; end_chr;\nend_genome;"};
 }
 
 const std::string kSizeHeader = "Gen.       Size    No. males  No. females\n" + std::string(42, '-') + "\n";
@@ -67,14 +65,10 @@ TEST(LinkageMap, MarkersAndQtlAreNumberedApartInMapOrder)
 
     const std::string header = "ID          Chr    Position\n";
     EXPECT_EQ(ReadFile(dir / "lm_qtl_001.txt"), header + "Q1           1    13.00000\nQ2           1    21.00000\n");
-    EXPECT_EQ(ReadFile(dir / "lm_mrk_qtl_001.txt"), header +
-                                                        "M1           1    12.50000\n"
-                                                        "Q1           1    13.00000\n"
-                                                        "M2           1    14.00000\n"
-                                                        "M3           1    20.12500\n"
-                                                        "Q2           1    21.00000\n"
-                                                        "M4           1    25.00000\n"
-                                                        "M5           1    29.99999\n");
+    EXPECT_EQ(ReadFile(dir / "lm_mrk_qtl_001.txt"),
+              header + "M1           1    12.50000\nQ1           1    13.00000\nM2           1    14.00000\n"
+                       "M3           1    20.12500\nQ2           1    21.00000\nM4           1    25.00000\n"
+                       "M5           1    29.99999\n");
 }
 
 TEST(LinkageMap, OneChromosomeWithItsOwnMaleScaleMakesEveryMapSexSpecific)
