@@ -1,6 +1,7 @@
 // The historical population: its records, drift, recombination, scaling and reproducibility.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numeric>
 
@@ -175,7 +176,7 @@ TEST(HistoricalPopulation, RecurrentMutationNeverAddsAlleles)
     EXPECT_GT(sim->genome.qtlAlleles.max, 2);  // non-recurrent QTL mutation makes new alleles
 }
 
-TEST(HistoricalPopulation, SelectedSegregatingLociAreTheOnlyOnesLeftAndReturnAfterTheReplicate)
+TEST(HistoricalPopulation, FixedLociAreCountedAndSelectedSegregatingLociAreTheOnlyOnesLeftUntilTheReplicateEnds)
 {
     std::string genome = "select_seg_loci /maft 0.05 /nqtl 4;\n" + ChromosomeBlock(2, 100, 200, 10);
     auto sim = SimulateHistory(HistoryParam("hg_size = 40 [0] 40 [40];", genome), 8, 2);
@@ -190,6 +191,15 @@ TEST(HistoricalPopulation, SelectedSegregatingLociAreTheOnlyOnesLeftAndReturnAft
             if (counts[a] > 0) rarest = std::min(rarest, counts[a]);
         EXPECT_GE(rarest / (2.0 * n), 0.05) << g;
     }
+    // The loci fixed in the last generation are counted over the full locus lists (the hp_stat table).
+    int fixed = 0;
+    for (const SChrom& ch : sim->genome.chrom) {
+        const int counted = static_cast<int>(std::count_if(ch.fullLoci, ch.fullLoci + ch.nMrkFull + ch.nQTLFull,
+                                                           [](const SLocus* l) { return l->nAllele == 1; }));
+        EXPECT_EQ(ch.nMrkFixed + ch.nQTLFixed, counted);
+        fixed += counted;
+    }
+    EXPECT_GT(fixed, 0);
     sim->FreePopMem();
     EXPECT_EQ(sim->genome.nMrkTot, 400);
     EXPECT_EQ(sim->genome.nQTLTot, 20);
