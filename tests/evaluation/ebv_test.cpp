@@ -7,11 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "breeding/breeding_test_util.h"
 #include "breeding/population_test_util.h"
 #include "evaluation/ebv.h"
 #include "evaluation/evaluation_test_util.h"
-#include "random/rnd.h"
-#include "support/hand_population.h"
 
 namespace {
 
@@ -101,28 +100,25 @@ TEST(BlupInPopulations, AJointPedigreeSpansThePopulationsItFoundsFrom)
 
 namespace {
 
-// n individuals, males first, with TBVs drawn from N(0, 1) by a generator of their own; the
-// additive variance of the evaluation is varA.
-struct HandPopulation {
-    SPopParams statements = HandStatements(1, 1, 1);
-    CPopulation pop{statements, 1.0};
-    HandPopulation(int n, int males, double varA)
+// n individuals, males first, with TBVs drawn from N(0, 1) by a generator of their own, bred by
+// one sire and one dam; the additive variance of the evaluation is varA.
+struct HandPopulation : TestPopulation {
+    HandPopulation(int n, int males, double varA) : TestPopulation(n, 1, 1, 1)
     {
-        pop.varA = varA;
-        pop.indiv.assign(static_cast<size_t>(n), SRec());
+        prm->plan[1].nSires = prm->plan[1].nDams = 1;
+        population.varA = varA;
         CMyRnd tbv;
         tbv.InitSeed(17);
         for (int i = 0; i < n; ++i) {
-            pop.indiv[static_cast<size_t>(i)].id = i + 1;
-            pop.indiv[static_cast<size_t>(i)].sex = i < males ? 1 : 0;
-            pop.indiv[static_cast<size_t>(i)].polyVal = tbv.NRand();
+            population.indiv[static_cast<size_t>(i)].sex = i < males ? 1 : 0;
+            population.indiv[static_cast<size_t>(i)].polyVal = tbv.NRand();
         }
     }
     // Correlation of EBV with TBV of individuals lo..hi.
     double Corr(int lo, int hi)
     {
         double all = 0, male = 0, female = 0;
-        Corr_EBV_MF(pop.indiv.data(), lo, hi, &all, &male, &female);
+        Corr_EBV_MF(population.indiv.data(), lo, hi, &all, &male, &female);
         return all;
     }
 };
@@ -150,18 +146,18 @@ TEST(GivenAccuracy, EBVsOfHandMadeAnimalsReachTheirCorrelations)
         h.statements.accur = c.accur;
         h.statements.accur_male = c.male;
         h.statements.accur_female = c.female;
-        EstimateEBV_P_Accur(h.pop, 0, n - 1);
+        EstimateEBV_P_Accur(h.population, 0, n - 1);
         EXPECT_NEAR(h.Corr(0, males - 1), c.wantMale, 4 * (1 - c.wantMale * c.wantMale) / std::sqrt(males));
         EXPECT_NEAR(h.Corr(males, n - 1), c.wantFemale, 4 * (1 - c.wantFemale * c.wantFemale) / std::sqrt(n - males));
     }
     HandPopulation exact(10, 5, 4.0);
     exact.statements.accur = 1;
-    EstimateEBV_P_Accur(exact.pop, 0, 9);
-    for (const SRec& r : exact.pop.indiv) EXPECT_NEAR(r.ebv, r.Tbv(), 1e-12);
+    EstimateEBV_P_Accur(exact.population, 0, 9);
+    for (const SRec& r : exact.population.indiv) EXPECT_NEAR(r.ebv, r.Tbv(), 1e-12);
     HandPopulation none(10, 5, 0.0);
     none.statements.accur = 0.8;
-    EstimateEBV_P_Accur(none.pop, 0, 9);
-    for (const SRec& r : none.pop.indiv) EXPECT_EQ(r.ebv, 0.0);
+    EstimateEBV_P_Accur(none.population, 0, 9);
+    for (const SRec& r : none.population.indiv) EXPECT_EQ(r.ebv, 0.0);
 }
 
 // A sire and a dam with n recorded progeny each: a parent's EBV regresses the sum of its
@@ -187,7 +183,7 @@ TEST(Approximation, RegressedProgenyTestsOwnRecordsAndParentAverages)
         HandPopulation h(n + 2, 1 + n / 2, 1.0);
         h.statements.mnp_male = c.mnpMale;
         h.statements.mnp_female = c.mnpFemale;
-        std::vector<SRec>& r = h.pop.indiv;
+        std::vector<SRec>& r = h.population.indiv;
         std::swap(r[1], r[n / 2 + 1]);  // the dam second: records 0 and 1 are the parents
         std::swap(r[1].id, r[n / 2 + 1].id);
         r[0].polyVal = 2.0;
@@ -199,9 +195,9 @@ TEST(Approximation, RegressedProgenyTestsOwnRecordsAndParentAverages)
         }
         r[0].nMPrg = r[1].nMPrg = n / 2;
         r[0].nFPrg = r[1].nFPrg = n / 2;
-        h.pop.sires = {&r[0]};
-        h.pop.dams = {&r[1]};
-        EstimateEBV_Approx(global, h.pop, n + 2, 1, 2, n + 1);
+        h.population.sires = {&r[0]};
+        h.population.dams = {&r[1]};
+        EstimateEBV_Approx(global, h.population, n + 2, 1, 2, n + 1);
 
         for (int p = 0; p < 2; ++p) {
             const int mnp = p == 0 ? c.mnpMale : c.mnpFemale;
@@ -221,14 +217,14 @@ TEST(Approximation, RegressedProgenyTestsOwnRecordsAndParentAverages)
     // Founders without progeny tests: their own record regressed by h2.
     HandPopulation founders(6, 3, 1.0);
     founders.statements.ebvMethod = kEbvApprox;
-    founders.pop.genInfo.assign(2, SGenInfo());
-    founders.pop.genInfo[0].last = 5;
-    founders.pop.genStat.assign(3, SGenStat());
-    for (SRec& f : founders.pop.indiv) f.phen = f.polyVal + 0.5;
+    founders.population.genInfo.assign(2, SGenInfo());
+    founders.population.genInfo[0].last = 5;
+    founders.population.genStat.assign(3, SGenStat());
+    for (SRec& f : founders.population.indiv) f.phen = f.polyVal + 0.5;
     CInbred inbred;
     CMME mme;
-    EstimateEBV_Base(SEvaluation{global, inbred, mme, 6}, founders.pop);
-    for (const SRec& f : founders.pop.indiv) EXPECT_DOUBLE_EQ(f.ebv, 0.4 * f.phen);
+    EstimateEBV_Base(SEvaluation{global, inbred, mme, 6}, founders.population);
+    for (const SRec& f : founders.population.indiv) EXPECT_DOUBLE_EQ(f.ebv, 0.4 * f.phen);
 }
 
 // Correlations of EBV with TBV: exact on hand-made records, 0 for a sex without records in the

@@ -4,37 +4,33 @@
 
 #include <cmath>
 
+#include "breeding/breeding_test_util.h"
 #include "evaluation/values.h"
-#include "random/rnd.h"
-#include "support/hand_population.h"
 
 namespace {
 
 // A population of n individuals in generation 1 whose parents are two founder records with the
 // given polygenic values and inbreeding, with the trait's variances.
-struct Family {
+struct Family : TestPopulation {
     SGlobalParams global;
-    SPopParams statements = HandStatements(1);
-    CPopulation pop{statements, 1.0};
     SRec sire, dam;
     explicit Family(int n, double varPoly, double varRes, double parentF = 0, bool malesHaveRecords = true)
+        : TestPopulation(n, 0, 0, 1)
     {
         global.varPoly = varPoly;
         global.varRes = varRes;
         global.malesHaveRecords = malesHaveRecords;
-        pop.genStat.assign(3, SGenStat());
-        pop.indiv.assign(n, SRec());
         sire.polyVal = 1.0;
         dam.polyVal = -0.5;
         sire.inbF = dam.inbF = parentF;
-        for (SRec& r : pop.indiv) {
+        for (SRec& r : population.indiv) {
             r.sire = &sire;
             r.dam = &dam;
             r.hasPhen = 1;
             r.qtlVal = 0.25;
         }
     }
-    std::vector<SRec>& Recs() { return pop.indiv; }
+    std::vector<SRec>& Recs() { return population.indiv; }
 };
 
 double Variance(const std::vector<double>& v)
@@ -55,14 +51,14 @@ TEST(ProgenyValues, MendelianSamplingShrinksWithTheParentsInbreeding)
     const int n = 20000;
     Family outbred(n, 2.0, 1.0, 0.0);
     MyRnd.InitSeed(5);
-    SetProgenyValues(outbred.global, outbred.pop, 0, n - 1);
+    SetProgenyValues(outbred.global, outbred.population, 0, n - 1);
     std::vector<double> poly;
     for (const SRec& r : outbred.Recs()) poly.push_back(r.polyVal - 0.25);
     double expected = 0.5 * 2.0;
     EXPECT_NEAR(Variance(poly), expected, 4 * expected * std::sqrt(2.0 / n));
 
     Family inbred(50, 2.0, 1.0, 1.0);
-    SetProgenyValues(inbred.global, inbred.pop, 0, 49);
+    SetProgenyValues(inbred.global, inbred.population, 0, 49);
     for (const SRec& r : inbred.Recs()) EXPECT_DOUBLE_EQ(r.polyVal, 0.25);
 }
 
@@ -71,7 +67,7 @@ TEST(ProgenyValues, PhenotypeIsTheSumOfItsPartsAndUnrecordedHaveNone)
     Family f(10, 1.0, 3.0);
     f.Recs()[3].hasPhen = 0;
     MyRnd.InitSeed(9);
-    SetProgenyValues(f.global, f.pop, 0, 9);
+    SetProgenyValues(f.global, f.population, 0, 9);
     for (int i = 0; i < 10; ++i) {
         const SRec& r = f.Recs()[i];
         if (i == 3) {
@@ -89,7 +85,7 @@ TEST(ProgenyValues, NoPolygenicVarianceDrawsNothingForIt)
     // Without polygenic variance only residuals are drawn: one normal deviate per record.
     Family f(5, 0.0, 1.0);
     MyRnd.InitSeed(21);
-    SetProgenyValues(f.global, f.pop, 0, 4);
+    SetProgenyValues(f.global, f.population, 0, 4);
     CMyRnd reference;
     reference.InitSeed(21);
     for (const SRec& r : f.Recs()) {
@@ -113,9 +109,9 @@ TEST(GenerationStatistics, MeansAndDeviationsFollowTheRecords)
         r[i].sex = i % 2;
     }
     r[1].hasPhen = 0;  // a male without a record: phenotype statistics over the other three
-    f.pop.genStat[1].nFemale = 3;
-    ComputeMeanVar(f.global, f.pop, 1, 0, 3);
-    const SGenStat& s = f.pop.genStat[1];
+    f.population.genStat[1].nFemale = 3;
+    ComputeMeanVar(f.global, f.population, 1, 0, 3);
+    const SGenStat& s = f.population.genStat[1];
     EXPECT_DOUBLE_EQ(s.meanPoly, 3);
     EXPECT_DOUBLE_EQ(s.sdPoly, std::sqrt(14.0 / 3));
     EXPECT_DOUBLE_EQ(s.meanTBV, 4);
@@ -135,15 +131,15 @@ TEST(GenerationStatistics, ASingleIndividualHasNoSpreadAndLeavesNoAdditiveVarian
     Family f(1, 1.0, 1.0);
     f.Recs()[0].polyVal = 2;
     f.Recs()[0].ebv = 1.5;
-    f.pop.varA = 1.0;
-    ComputeMeanVar(f.global, f.pop, 1, 0, 0);
-    ComputeMeanVarEBV(f.pop, 1, 0, 0);
-    const SGenStat& s = f.pop.genStat[1];
+    f.population.varA = 1.0;
+    ComputeMeanVar(f.global, f.population, 1, 0, 0);
+    ComputeMeanVarEBV(f.population, 1, 0, 0);
+    const SGenStat& s = f.population.genStat[1];
     EXPECT_DOUBLE_EQ(s.meanPoly, 2);
     EXPECT_EQ(s.sdPoly, 0);
     EXPECT_EQ(s.sdPhen, 0);
     EXPECT_DOUBLE_EQ(s.meanEBV, 1.5);
     EXPECT_EQ(s.sdEBV, 0);
-    Update_VarAdd(f.pop, 1);  // the true additive variance is the squared SD of the TBV
-    EXPECT_NEAR(f.pop.varA, 0, 1e-20);
+    Update_VarAdd(f.population, 1);  // the true additive variance is the squared SD of the TBV
+    EXPECT_NEAR(f.population.varA, 0, 1e-20);
 }
